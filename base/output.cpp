@@ -1,0 +1,148 @@
+#include "base/output.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <poll.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr size_t buffer_size = 64 * 1024;
+char buffer[buffer_size];
+// buffer[flushed, filled) is printed but not yet written. The signal handler reads both.
+volatile size_t filled = 0, flushed = 0;
+bool lost = false;
+
+// Writes everything that is buffered; what cannot be written is dropped and remembered as lost.
+void drain()
+{
+    while (flushed < filled) {
+        ssize_t n = write(STDOUT_FILENO, buffer + flushed, filled - flushed);
+        if (n > 0) {
+            flushed = flushed + static_cast<size_t>(n);
+        } else if (n < 0 && errno == EAGAIN) {
+            pollfd out{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+            poll(&out, 1, -1);
+        } else if (n == 0 || errno != EINTR) {
+            lost = true;
+            break;
+        }
+    }
+    // `filled` first: between the two a handler sees an empty range, never old text as new.
+    filled = 0;
+    flushed = 0;
+}
+
+// A text longer than the free part of the buffer.
+void print_long(const char* format, va_list arguments, size_t length)
+{
+    drain();
+    if (length < buffer_size) {
+        vsnprintf(buffer, buffer_size, format, arguments);
+        filled = length;
+        return;
+    }
+    char* text = static_cast<char*>(malloc(length + 1));
+    if (text == nullptr) {
+        lost = true;
+        return;
+    }
+    vsnprintf(text, length + 1, format, arguments);
+    print_text({text, length});
+    free(text);
+}
+
+int print_arguments(const char* format, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    int length = vsnprintf(buffer + filled, buffer_size - filled, format, arguments);
+    if (length < 0)
+        lost = true;
+    else if (static_cast<size_t>(length) < buffer_size - filled)
+        filled = filled + static_cast<size_t>(length);
+    else
+        print_long(format, again, static_cast<size_t>(length));
+    va_end(again);
+    return length;
+}
+
+int append_to_buffer(Output& out, const char* format, va_list arguments)
+{
+    if (out.buffer == nullptr || out.used >= out.size)
+        return -1;
+    size_t room = out.size - out.used;
+    int length = vsnprintf(out.buffer + out.used, room, format, arguments);
+    if (length > 0)
+        out.used += static_cast<size_t>(length) < room ? static_cast<size_t>(length) : room - 1;
+    return length;
+}
+
+} // namespace
+
+int append(Output* out, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    int length = out == nullptr           ? print_arguments(format, arguments)
+                 : out->stream != nullptr ? vfprintf(out->stream, format, arguments)
+                                          : append_to_buffer(*out, format, arguments);
+    va_end(arguments);
+    return length;
+}
+
+void print(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    print_arguments(format, arguments);
+    va_end(arguments);
+}
+
+void print_text(std::string_view text)
+{
+    while (!text.empty()) {
+        if (filled == buffer_size)
+            drain();
+        size_t room = buffer_size - filled;
+        size_t piece = text.size() < room ? text.size() : room;
+        memcpy(buffer + filled, text.data(), piece);
+        filled = filled + piece;
+        text.remove_prefix(piece);
+    }
+}
+
+void print_line(std::string_view text)
+{
+    print_text(text);
+    print_text("\n");
+}
+
+bool flush_output()
+{
+    drain();
+    return !lost;
+}
+
+void flush_output_in_signal_handler()
+{
+    constexpr size_t piece_size = 4096; // a pipe that reports POLLOUT takes this much without blocking
+    for (int patience = 5; patience > 0 && flushed < filled;) {
+        pollfd out{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+        if (poll(&out, 1, 100) <= 0) {
+            patience--;
+            continue;
+        }
+        size_t left = filled - flushed;
+        ssize_t n = write(STDOUT_FILENO, buffer + flushed, left < piece_size ? left : piece_size);
+        if (n > 0)
+            flushed = flushed + static_cast<size_t>(n);
+        else if (n == 0 || (errno != EINTR && errno != EAGAIN))
+            return;
+        else
+            patience--;
+    }
+}

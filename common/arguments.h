@@ -1,0 +1,51 @@
+#pragma once
+// key=value arguments of a report.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+inline std::span<char*> arguments(int argc, char** argv)
+{
+    return {argv, argc > 0 ? static_cast<size_t>(argc) : 0};
+}
+
+// The text after `key` ('=' included) when the argument begins with it, otherwise null.
+inline const char* value_of(const char* argument, std::string_view key)
+{
+    return strncmp(argument, key.data(), key.size()) == 0 ? argument + key.size() : nullptr;
+}
+
+// True when the argument is this key; the value is then read with atoi (anything unreadable is 0).
+inline bool take_number(const char* argument, std::string_view key, int& number)
+{
+    const char* value = value_of(argument, key);
+    if (value != nullptr)
+        number = atoi(value);
+    return value != nullptr;
+}
+
+inline bool take_text(const char* argument, std::string_view key, const char*& text)
+{
+    const char* value = value_of(argument, key);
+    if (value != nullptr)
+        text = value;
+    return value != nullptr;
+}
+
+// The page that was asked for: rows [start, end) of the listing, 64 bits wide so that nothing typed
+// overflows.
+struct Paging {
+    int page = 1;
+    int limit = 0;
+    int64_t start() const { return (int64_t{page} - 1) * limit; }
+    int64_t end() const { return start() + limit; }
+    bool holds(int64_t row) const { return row >= start() && row < end(); }
+};
+
+// page= and limit=
+inline bool take_paging(const char* argument, Paging& paging)
+{
+    return take_number(argument, "page=", paging.page) || take_number(argument, "limit=", paging.limit);
+}

@@ -1,0 +1,57 @@
+#pragma once
+// Batched fetch: repeats one request until the daemon says that no further batch follows.
+#include "link/answer.h"
+#include "link/argument_text.h"
+#include "link/rpc_session.h"
+
+// One request as it goes out for every batch.
+struct Fetch {
+    uint32_t code = verb::list;
+    const char* module = nullptr; // null for a raw code
+    ArgumentText text;            // appended to by the handler before fetching
+    ArgumentText::Nul nul = ArgumentText::count_nul;
+    bool with_text = true;         // false: no argument text, length 0
+    bool dictionary_first = false; // ask for the dictionary with the first request of the run
+    bool stop_when_empty = false;  // a batch without records ends the fetch too
+};
+
+// What a walk over the batches says to the fetch.
+enum class Walk {
+    on,
+    end,
+    failed
+}; // failed: the token is printed; the fetch returns -1
+   // end: no further batch is asked for; the fetch returns 0
+
+// Calls `walk(answer)` for each batch. 0 when the last batch was walked; -1 with the error text,
+// "ARG_TOO_LONG", "NO_MEM" or "INV_REPLY" printed. What was printed before stays printed.
+using BatchWalk = Walk (*)(void* context, const Answer& answer);
+int fetch_batches(Fetch& fetch, BatchWalk walk, void* context);
+
+template <class Function> int fetch_batches(Fetch& fetch, Function&& walk)
+{
+    using Target = std::remove_reference_t<Function>;
+    return fetch_batches(
+        fetch, [](void* context, const Answer& answer) { return (*static_cast<Target*>(context))(answer); },
+        const_cast<std::remove_const_t<Target>*>(&walk));
+}
+
+// Calls `each(record)` for every fixed-size record of every batch; it returns bool: false ends the command
+// with -1 (the function has printed what there is to say).
+template <class Record, class Function> int fetch_each(Fetch& fetch, Function&& each)
+{
+    return fetch_batches(fetch, [&](const Answer& answer) {
+        std::span<const Record> records;
+        if (!records_in(answer, records)) {
+            refuse_reply();
+            return Walk::failed;
+        }
+        for (const Record& record : records)
+            if (!each(record))
+                return Walk::failed;
+        return Walk::on;
+    });
+}
+
+// One exchange of the same kind; `answer` is set on success.
+int fetch_once(Fetch& fetch, Answer& answer);

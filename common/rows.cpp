@@ -1,0 +1,101 @@
+#include "common/rows.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+// Stands for the record under consideration, which has no slot yet.
+constexpr uint32_t candidate_slot = UINT32_MAX;
+const void* candidate = nullptr;
+
+} // namespace
+
+void* RowStore::slot_address(uint32_t slot) const
+{
+    return blocks_[slot / block_rows] + slot % block_rows * record_size_;
+}
+
+const void* RowStore::at(uint32_t slot) const
+{
+    return slot == candidate_slot ? candidate : slot_address(slot);
+}
+
+bool RowStore::grow_entries()
+{
+    if (held_ < entry_room_)
+        return true;
+    size_t room = entry_room_ == 0 ? block_rows : entry_room_ * 2;
+    auto* grown = static_cast<Ranked*>(realloc(entries_, room * sizeof(Ranked)));
+    if (grown == nullptr)
+        return false;
+    entries_ = grown;
+    entry_room_ = room;
+    return true;
+}
+
+// Entries behind `held_` that once were in use hold freed slots.
+bool RowStore::take_slot(uint32_t& slot)
+{
+    if (!grow_entries())
+        return false;
+    if (held_ < slots_) {
+        slot = entries_[held_].slot;
+        return true;
+    }
+    if (slots_ == blocks_held_ * block_rows) {
+        if (blocks_held_ == block_room_) {
+            size_t room = block_room_ == 0 ? 64 : block_room_ * 2;
+            auto* grown = static_cast<char**>(realloc(blocks_, room * sizeof(char*)));
+            if (grown == nullptr)
+                return false;
+            blocks_ = grown;
+            block_room_ = room;
+        }
+        auto* block = static_cast<char*>(calloc(block_rows, record_size_));
+        if (block == nullptr)
+            return false;
+        blocks_[blocks_held_++] = block;
+    }
+    slot = static_cast<uint32_t>(slots_++);
+    return true;
+}
+
+// When twice the wanted rows are held, the worse half can never be printed: the slots are used again, and the
+// worst row that is left is what later rows have to beat.
+void RowStore::drop_unreachable(const Refinement& refinement)
+{
+    auto wanted = static_cast<size_t>(wanted_);
+    select_first({entries_, held_}, wanted, refinement);
+    held_ = wanted;
+    worst_ = *std::max_element(entries_, entries_ + held_, [&](const Ranked& a, const Ranked& b) {
+        return ranks_before(a, b, refinement);
+    });
+    bounded_ = true;
+}
+
+bool RowStore::offer(uint64_t key, const void* record, const Refinement& refinement)
+{
+    Ranked row{.key = key, .arrival = static_cast<uint32_t>(total_), .slot = candidate_slot};
+    candidate = record;
+    if (wanted_ == 0 || (bounded_ && (key < worst_.key || !ranks_before(row, worst_, refinement)))) {
+        total_++;
+        return true;
+    }
+    if (!take_slot(row.slot))
+        return false;
+    total_++;
+    memcpy(slot_address(row.slot), record, record_size_);
+    entries_[held_++] = row;
+    constexpr int64_t least_spare = 1024;
+    if (wanted_ < INT64_MAX / 2 && static_cast<int64_t>(held_) >= wanted_ + std::max(wanted_, least_spare))
+        drop_unreachable(refinement);
+    return true;
+}
+
+void RowStore::rank(const Refinement& refinement)
+{
+    auto wanted = std::min<int64_t>(wanted_, static_cast<int64_t>(held_));
+    rank_first({entries_, held_}, static_cast<size_t>(wanted), refinement);
+    held_ = static_cast<size_t>(wanted);
+}

@@ -1,0 +1,107 @@
+#pragma once
+// Collected records of a report, kept so that one page of them can be printed. Only what can still reach the
+// page is held (its end is known before the first batch); what is held grows with what arrives, never from a
+// typed limit. Ties keep the order of arrival.
+#include "common/arguments.h"
+#include "common/order.h"
+
+#include <type_traits>
+
+// An order of records: the larger key first; equal keys by `refine` (negative: a first); then arrival.
+// Without a key: the order of arrival.
+template <class Record> struct Order {
+    uint64_t (*key)(const Record&) = nullptr;
+    int (*refine)(const Record& a, const Record& b) = nullptr;
+};
+
+// The part that does not depend on the record's type.
+class RowStore {
+public:
+    explicit RowStore(size_t record_size) : record_size_(record_size) {}
+
+    // Positions [0, end) are wanted; before the first offer. Without it every row is held.
+    void want_until(int64_t end) { wanted_ = end < 0 ? 0 : end; }
+    // Counts a row with this key and copies it if it can reach the page. False when memory is exhausted; the
+    // row is not counted then.
+    bool offer(uint64_t key, const void* record, const Refinement& refinement);
+    void rank(const Refinement& refinement);
+
+    int64_t total() const { return total_; }
+    size_t held() const { return held_; }
+    const void* ranked(size_t i) const { return at(entries_[i].slot); }
+    const void* at(uint32_t slot) const;
+
+private:
+    static constexpr size_t block_rows = 1024;
+    bool grow_entries();
+    void* slot_address(uint32_t slot) const;
+    bool take_slot(uint32_t& slot);
+    void drop_unreachable(const Refinement& refinement);
+
+    size_t record_size_;
+    int64_t wanted_ = INT64_MAX;
+    int64_t total_ = 0;
+    Ranked* entries_ = nullptr; // [0, held) in use; behind them, after a drop, the freed slots wait for reuse
+    size_t held_ = 0, slots_ = 0, entry_room_ = 0;
+    char** blocks_ = nullptr; // of block_rows records each, zero-filled
+    size_t blocks_held_ = 0, block_room_ = 0;
+    bool bounded_ = false; // `worst_` is known: rows that do not rank before it cannot reach the page
+    Ranked worst_{};
+};
+
+template <class Record> class Rows {
+    static_assert(std::is_trivially_copyable_v<Record>);
+
+public:
+    explicit Rows(Order<Record> order = {}) : store_(sizeof(Record)), order_(order) {}
+
+    void want_until(int64_t end) { store_.want_until(end); }
+
+    // Counts the record and holds a copy if it can reach the page. False only when memory is exhausted.
+    bool keep(const Record& record)
+    {
+        return store_.offer(order_.key != nullptr ? order_.key(record) : 0, &record, refinement());
+    }
+
+    // Brings the held rows into order; after the last batch.
+    void rank() { store_.rank(refinement()); }
+
+    int64_t total() const { return store_.total(); } // all records kept track of, held or not
+    size_t held() const { return store_.held(); }
+    const Record& operator[](size_t i) const { return *static_cast<const Record*>(store_.ranked(i)); }
+
+    // Calls print_row(record, first) for the rows of the page, after rank(). `first` is true for the first
+    // printed row.
+    template <class PrintRow> void print_page(const Paging& paging, PrintRow&& print_row) const
+    {
+        int64_t start = paging.start(), end = paging.end();
+        if (start < 0)
+            return;
+        if (end > static_cast<int64_t>(held()))
+            end = static_cast<int64_t>(held());
+        for (int64_t i = start; i < end; i++)
+            print_row((*this)[static_cast<size_t>(i)], i == start);
+    }
+
+private:
+    struct Context {
+        const RowStore* store;
+        int (*refine)(const Record&, const Record&);
+    };
+    Refinement refinement()
+    {
+        if (order_.refine == nullptr)
+            return {};
+        context_ = {&store_, order_.refine};
+        return {[](const void* context, uint32_t a, uint32_t b) {
+                    const auto& c = *static_cast<const Context*>(context);
+                    return c.refine(*static_cast<const Record*>(c.store->at(a)),
+                                    *static_cast<const Record*>(c.store->at(b)));
+                },
+                &context_};
+    }
+
+    RowStore store_;
+    Order<Record> order_;
+    Context context_{};
+};
