@@ -3,11 +3,11 @@
 #include "base/wire_types.h"
 
 struct [[gnu::packed]] UserDictionaryRecord {
-    uint16_t id;           //  0  the library's business
-    uint16_t flags;        //  2  the library's business
-    FixedText<44> name;    //  4  in use when its first byte is not zero
-    uint64_t library_link; // 48  groups: a pointer of the library's, meaningless when received
-};                         // 56
+    uint16_t      id;           //  0  the library's business
+    uint16_t      flags;        //  2  the library's business
+    FixedText<44> name;         //  4  in use when its first byte is not zero
+    uint64_t      library_link; // 48  groups: a pointer of the library's, meaningless when received
+};                              // 56
 static_assert(sizeof(UserDictionaryRecord) == 56 && offsetof(UserDictionaryRecord, name) == 4);
 static_assert(offsetof(UserDictionaryRecord, library_link) == 48);
 

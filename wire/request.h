@@ -4,27 +4,27 @@
 #include "base/wire_types.h"
 
 struct [[gnu::packed]] RequestRecord {
-    uint32_t code;            //   0  client    generic verb codes, raw codes, handlers' own codes
-    int32_t data_length;      //   4  client    bytes of argument text at the start of the segment
-    uint64_t data_address;    //   8  client    our address of the argument text
-    int32_t segment_id;       //  16  exchange
-    uint8_t wants_dictionary; //  20  client    non-zero: user dictionary arrays precede the answer
-    uint8_t last_batch;       //  21  daemon    non-zero: no further batch follows
-    uint16_t carrier_kind;    //  22  2 in a carrier of a configuration line, otherwise zero
-    uint8_t reserved_24[8];   //  24
-    int32_t error;            //  32  exchange, daemon    0, 5 transport, 12 dictionary, other: daemon's
-    FixedText<116> text;      //  36  client: module name; daemon: error text when `error` is not 0
-    uint8_t reserved_152[4];  // 152
-    int32_t cursor;           // 156  client, daemon    0 for a fresh query; sent back as the daemon set it
-    uint8_t reserved_160[4];  // 160
-    int32_t count;            // 164  daemon    fixed-size records in this batch
-    int32_t length;           // 168  daemon    bytes of answer in the segment
-    uint32_t segment_size;    // 172  exchange  bytes; in a dump reply the daemon puts its byte count here
-    uint64_t answer_address;  // 176  exchange  our address of the answer
-    uint8_t reserved_184[16]; // 184
-    uint32_t time;            // 200  exchange  seconds since the epoch
-    uint8_t reserved_204[4];  // 204
-};                            // 208
+    uint32_t       code;             //   0  client    generic verb codes, raw codes, handlers' own codes
+    int32_t        data_length;      //   4  client    bytes of argument text at the start of the segment
+    uint64_t       data_address;     //   8  client    our address of the argument text
+    int32_t        segment_id;       //  16  exchange
+    uint8_t        wants_dictionary; //  20  client    non-zero: user dictionary arrays precede the answer
+    uint8_t        last_batch;       //  21  daemon    non-zero: no further batch follows
+    uint16_t       carrier_kind;     //  22  2 in a carrier of a configuration line, otherwise zero
+    uint8_t        reserved_24[8];   //  24
+    int32_t        error;           //  32  exchange, daemon    0, 5 transport, 12 dictionary, other: daemon's
+    FixedText<116> text;            //  36  client: module name; daemon: error text when `error` is not 0
+    uint8_t        reserved_152[4]; // 152
+    int32_t        cursor; // 156  client, daemon    0 for a fresh query; sent back as the daemon set it
+    uint8_t        reserved_160[4]; // 160
+    int32_t        count;           // 164  daemon    fixed-size records in this batch
+    int32_t        length;          // 168  daemon    bytes of answer in the segment
+    uint32_t       segment_size; // 172  exchange  bytes; in a dump reply the daemon puts its byte count here
+    uint64_t       answer_address;   // 176  exchange  our address of the answer
+    uint8_t        reserved_184[16]; // 184
+    uint32_t       time;             // 200  exchange  seconds since the epoch
+    uint8_t        reserved_204[4];  // 204
+};                                   // 208
 static_assert(sizeof(RequestRecord) == 208 && alignof(RequestRecord) == 1);
 static_assert(offsetof(RequestRecord, error) == 32 && offsetof(RequestRecord, text) == 36);
 static_assert(offsetof(RequestRecord, cursor) == 156 && offsetof(RequestRecord, count) == 164);
