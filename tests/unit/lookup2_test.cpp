@@ -6,7 +6,8 @@
 namespace {
 
 // Known answers of the published function, every length of the last block among them; made with the
-// lookup2 module of the Comprehensive Perl Archive Network.
+// lookup2 module of the Comprehensive Perl Archive Network (bytes above 127: with a second writing of the
+// published text, as that module takes them for signed).
 TEST(Lookup2, GivesThePublishedValues)
 {
     const struct {
@@ -22,7 +23,7 @@ TEST(Lookup2, GivesThePublishedValues)
         {"www.example.",                                     0x168dcc99},
         {"www.example.com",                                  0x64cb0e7c},
         {"a.very.long.host.name.example.com",                0xa5bdfca1},
-        {"\xff\xfe\x80\x81\x90\xff\xfe\x80\x81\x90\xff\xfe", 0xf882a92d},
+        {"\xff\xfe\x80\x81\x90\xff\xfe\x80\x81\x90\xff\xfe", 0x1a4c65c7},
     };
     for (const auto& c : cases)
         EXPECT_EQ(lookup2(c.key.data(), c.key.size(), 0), c.hash) << c.key;
