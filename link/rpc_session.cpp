@@ -1,0 +1,244 @@
+#include "link/rpc_session.h"
+
+#include "base/output.h"
+#include "link/answer.h"
+#include "link/argument_text.h"
+#include "link/control_socket.h"
+#include "link/dictionary.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr size_t segment_min = 4096;
+
+// Process-wide; each item is reset to its empty value as it is released, so closing twice is harmless.
+// volatile: the stop handler reads and resets them.
+volatile int socket_fd = -1;
+volatile int segment_id = -1;
+char* volatile segment_base = nullptr;
+volatile bool removal_is_due = false; // the segment is not marked for removal yet
+uint32_t segment_size = 0;
+const char* default_path = ""; // owned by the caller of rpc_init
+
+void close_socket()
+{
+    int fd = socket_fd;
+    socket_fd = -1;
+    if (fd >= 0)
+        close(fd);
+}
+
+void release_segment()
+{
+    char* base = segment_base;
+    segment_base = nullptr;
+    if (base != nullptr)
+        shmdt(base);
+    int id = segment_id;
+    segment_id = -1;
+    if (id >= 0 && removal_is_due)
+        shmctl(id, IPC_RMID, nullptr);
+}
+
+void block_stop_signals(sigset_t& before)
+{
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTERM);
+    sigaddset(&stop, SIGINT);
+    sigprocmask(SIG_BLOCK, &stop, &before);
+}
+
+// Creates and attaches the segment and marks it for removal. From the mark on the kernel ends it with the
+// last process that is attached, however that process ends; daemons attach by its id all the same.
+int make_segment(size_t size)
+{
+    int id = shmget(IPC_PRIVATE, size, IPC_CREAT | 0600);
+    if (id < 0) {
+        print("%s: shmget fail(%s)\n", "rpc_init", strerror(errno));
+        return -1;
+    }
+    segment_id = id;
+    removal_is_due = true;
+    void* base = shmat(id, nullptr, 0);
+    if (base == reinterpret_cast<void*>(-1)) {
+        print("%s: shmat fail(%s)\n", "rpc_init", strerror(errno));
+        return -1;
+    }
+    segment_base = static_cast<char*>(base);
+    removal_is_due = shmctl(id, IPC_RMID, nullptr) != 0;
+    return 0;
+}
+
+[[gnu::format(printf, 2, 3)]] void set_transport_error(RequestRecord& record, const char* format, ...)
+{
+    char text[512];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    record.error = error_code::transport;
+    record.text.assign(text, decltype(record.text)::width - 1);
+}
+
+// Connects if need be, sends the record and receives the reply over it. The reply's text is an error text
+// only when its error code says so.
+void transfer(const char* path, RequestRecord& record)
+{
+    if (socket_fd < 0)
+        socket_fd = socket_connect(path);
+    if (socket_fd < 0) {
+        set_transport_error(record, "can't connect %s", path);
+        return;
+    }
+    record.error = 0;
+    record.segment_size = segment_size;
+    record.segment_id = segment_id;
+    record.time = static_cast<uint32_t>(time(nullptr));
+    const void* data = reinterpret_cast<const void*>(record.data_address);
+    if (data != nullptr && data != segment_base && record.data_length > 0 &&
+        static_cast<uint32_t>(record.data_length) <= segment_size)
+        memcpy(segment_base, data, static_cast<size_t>(record.data_length));
+    errno = 0; // a peer that just closes sets none: the text must not name an older failure
+    if (send_all(socket_fd, &record, sizeof record) != 0)
+        set_transport_error(record, "s_%s_%d", strerror(errno), errno);
+    else if (receive_all(socket_fd, &record, sizeof record) != 0)
+        set_transport_error(record, "r_%s_%d", strerror(errno), errno);
+    else
+        record.answer_address = reinterpret_cast<uintptr_t>(segment_base);
+}
+
+int print_answer(RequestRecord& record)
+{
+    if (rpc_exchange(record) != 0)
+        return print_error(record);
+    if (record.length > 0)
+        print_text(text_in(answer_of(record)));
+    return 0;
+}
+
+int request(const char* module, uint32_t code, int argc, char** argv)
+{
+    RequestRecord record;
+    ArgumentText text;
+    text.append_all_trailing(argc, argv);
+    if (!start_request(record, code, module) || !text.finish(record, ArgumentText::count_nul))
+        return -1;
+    return print_answer(record);
+}
+
+} // namespace
+
+int rpc_init(const char* path, size_t size)
+{
+    socket_fd = socket_connect(path);
+    if (socket_fd < 0) {
+        print("can't connect to %s", path);
+        return -1;
+    }
+    if (size < segment_min)
+        size = segment_min;
+    // A stop signal between creating and marking would leave the segment behind.
+    sigset_t before;
+    block_stop_signals(before);
+    int made = make_segment(size);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (made != 0) {
+        rpc_close(false);
+        return -1;
+    }
+    segment_size = static_cast<uint32_t>(size);
+    default_path = path;
+    return 0;
+}
+
+int rpc_exchange(const char* path, RequestRecord& record)
+{
+    if (segment_base == nullptr) {
+        print_line("shminit fail");
+        return -1;
+    }
+    // Asked of the request: what a daemon puts into the reply's byte does not load a library.
+    bool wants_dictionary = record.wants_dictionary != 0;
+    transfer(path, record);
+    if (record.error == 0 && wants_dictionary && dictionary_take(record, segment_base, segment_size) != 0)
+        return -1; // the socket stays open until the session closes
+    close_socket();
+    return record.error;
+}
+
+int rpc_exchange(RequestRecord& record)
+{
+    return rpc_exchange(default_path, record);
+}
+
+char* rpc_segment()
+{
+    return segment_base;
+}
+
+uint32_t rpc_segment_size()
+{
+    return segment_base != nullptr ? segment_size : 0;
+}
+
+void rpc_close(bool unload)
+{
+    if (unload)
+        dictionary_unload();
+    close_socket();
+    release_segment();
+}
+
+void rpc_close_in_signal_handler()
+{
+    close_socket();
+    release_segment();
+}
+
+void rpc_syncdesc()
+{
+    RequestRecord record;
+    start_request(record, sync_dictionary, nullptr);
+    ArgumentText::none(record);
+    record.wants_dictionary = 1;
+    if (rpc_exchange(record) != 0)
+        print("%s: %s(%d)\n", "rpc_syncdesc", text_of(record.text).text, record.error);
+    else
+        dictionary_mark_synced();
+}
+
+int rpc_raw(uint32_t code, int argc, char** argv)
+{
+    return request(nullptr, code, argc, argv);
+}
+
+int rpc_generic(const char* module, uint32_t code, int argc, char** argv)
+{
+    return request(module, code, argc, argv);
+}
+
+bool start_request(RequestRecord& record, uint32_t code, const char* module)
+{
+    record = {};
+    record.code = code;
+    if (module == nullptr || record.text.assign(module, decltype(record.text)::width - 1))
+        return true;
+    print_line("ARG_TOO_LONG");
+    return false;
+}
+
+int print_error(const RequestRecord& reply)
+{
+    print_line(reply.text.view());
+    return -1;
+}
