@@ -1,0 +1,155 @@
+#include "cli/dispatch.h"
+
+#include "base/output.h"
+#include "cli/catalogue.h"
+#include "cli/signals.h"
+void applevel_load(); // common/applevel.h
+#include "link/dictionary.h"
+#include "link/places.h"
+#include "link/rpc_session.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+namespace {
+
+constexpr int listing_status = 255;
+constexpr int unknown_status = 1;
+constexpr int32_t segment_min_kib = 64; // of the tables' entries, not of the fallback verbs
+
+// Only the analysis table is listed: the others' modules are reachable but never shown.
+int list_modules()
+{
+    for (const ModuleEntry* module = analysis_table; module->name != nullptr; module++)
+        print_line(module->name);
+    return listing_status;
+}
+
+void list_verbs(const char* word)
+{
+    for (const ModuleEntry* module = analysis_table; module->name != nullptr; module++)
+        if (strstr(module->name, word) != nullptr)
+            for (const VerbEntry* entry = module->verbs; entry->verb != nullptr; entry++)
+                print("%s %s\n", module->name, entry->verb);
+}
+
+// Seconds since the epoch at which the system came up; false when /proc/uptime does not tell.
+bool boot_time(uint32_t& boot)
+{
+    FILE* file = fopen(place::uptime, "r");
+    if (file == nullptr) {
+        print_line("fail to open /proc/uptime");
+        return false;
+    }
+    char line[256];
+    bool read = fgets(line, sizeof line, file) != nullptr;
+    fclose(file);
+    char* point = read ? strchr(line, '.') : nullptr;
+    if (point == nullptr)
+        return false;
+    *point = '\0';
+    boot = static_cast<uint32_t>(time(nullptr) - atoi(line));
+    return true;
+}
+
+int print_boot_time()
+{
+    uint32_t boot = 0;
+    if (boot_time(boot))
+        print("%lu_%lu\n", uint64_t{boot}, uint64_t{0});
+    else
+        print_line("fail to get bootup time");
+    return 0;
+}
+
+int run_action(const Action& action, const char* module, int argc, char** argv)
+{
+    if (action.word >= verb::first && action.word <= verb::last)
+        return rpc_generic(module, static_cast<uint32_t>(action.word), argc, argv);
+    if (action.word > raw_code_max)
+        return action.handler(argc, argv);
+    return rpc_raw(static_cast<uint32_t>(action.word), argc, argv);
+}
+
+int run_entry(VerbEntry& entry, const char* daemon, const char* module, int argc, char** argv)
+{
+    PlacePath path = placed(daemon); // outlives the session, which keeps it as its default path
+    if (entry.segment_kib > 0) {
+        if (entry.segment_kib < segment_min_kib)
+            entry.segment_kib = segment_min_kib;
+        if (rpc_init(path.text, static_cast<size_t>(entry.segment_kib) * 1024) != 0)
+            return -1;
+    }
+    int result = run_action(entry.action, module, argc, argv);
+    rpc_close(true);
+    return result;
+}
+
+int unknown_command(char** argv)
+{
+    print("invalid commands: %s %s\n", argv[1], argv[2]);
+    return unknown_status;
+}
+
+int run_key_table(int argc, char** argv)
+{
+    constexpr uint32_t key_table_list = 282;
+    if (strcmp(argv[2], "list") != 0)
+        return unknown_command(argv);
+    PlacePath path = placed(place::analysis_daemon);
+    if (rpc_init(path.text, 4096) != 0)
+        return -1;
+    rpc_raw(key_table_list, argc - 3, argv + 3);
+    rpc_close(true);
+    return 0; // whatever the request returned
+}
+
+int run_fallback(int argc, char** argv)
+{
+    const FallbackVerb* row = find_fallback(argv[2]);
+    if (row == nullptr)
+        return unknown_command(argv);
+    PlacePath path = placed(place::analysis_daemon);
+    if (rpc_init(path.text, static_cast<size_t>(row->segment_kib) * 1024) != 0)
+        return -1;
+    int result = rpc_generic(argv[1], row->code, argc - 3, argv + 3);
+    rpc_close(true);
+    return result;
+}
+
+int run_command(int argc, char** argv)
+{
+    const char* module = argv[1];
+    const char* verb = argv[2];
+    install_signal_handlers();
+    dictionary_initialise(); // never loaded in a fresh process
+    if (strcmp(module, "chart") == 0) {
+        VerbEntry* entry = find_verb(chart_table, verb);
+        return entry != nullptr ? run_entry(*entry, place::chart_daemon, module, argc - 3, argv + 3)
+                                : unknown_command(argv);
+    }
+    applevel_load();
+    if (VerbEntry* entry = find_entry(analysis_table, module, verb))
+        return run_entry(*entry, place::analysis_daemon, module, argc - 3, argv + 3);
+    if (VerbEntry* entry = find_entry(management_table, module, verb))
+        return run_entry(*entry, place::management_daemon, module, argc - 3, argv + 3);
+    return strcmp(module, "keytbl") == 0 ? run_key_table(argc, argv) : run_fallback(argc, argv);
+}
+
+} // namespace
+
+int dispatch(int argc, char** argv)
+{
+    if (!root_is_usable()) {
+        print_line("VIGIL_ROOT is too long");
+        return -1;
+    }
+    if (argc < 2)
+        return list_modules();
+    if (argc > 2)
+        return run_command(argc, argv);
+    list_verbs(argv[1]);
+    return strcmp(argv[1], "sysboot") == 0 ? print_boot_time() : listing_status;
+}
