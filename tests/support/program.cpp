@@ -1,0 +1,257 @@
+#include "tests/support/program.h"
+
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <poll.h>
+#include <spawn.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::string with_root(std::string text, const std::string& root)
+{
+    for (size_t at; (at = text.find("{root}")) != std::string::npos;)
+        text.replace(at, 6, root);
+    return text;
+}
+
+struct FileActions {
+    posix_spawn_file_actions_t actions;
+    FileActions() { posix_spawn_file_actions_init(&actions); }
+    ~FileActions() { posix_spawn_file_actions_destroy(&actions); }
+    FileActions(const FileActions&) = delete;
+};
+
+std::vector<char*> pointers(std::vector<std::string>& texts)
+{
+    std::vector<char*> out;
+    for (std::string& text : texts)
+        out.push_back(text.data());
+    out.push_back(nullptr);
+    return out;
+}
+
+// Every signal at its default, none blocked, whatever the test runner has.
+void start_clean(posix_spawnattr_t& attributes)
+{
+    sigset_t all, none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+}
+
+} // namespace
+
+PrivateRoot::PrivateRoot()
+{
+    char name[] = "/tmp/vigil.XXXXXX";
+    if (mkdtemp(name) == nullptr)
+        throw std::runtime_error("mkdtemp");
+    path_ = name;
+    for (const char* folder : {"/var/tmp", "/usr/ramdisk/var", "/usr/ramdisk/bin", "/usr/ramdisk/etc",
+                               "/conf", "/usr/obslog", "/usr/keslog", "/log"})
+        std::filesystem::create_directories(path_ + folder);
+}
+
+PrivateRoot::~PrivateRoot()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+void PrivateRoot::write(const std::string& place, const std::string& content) const
+{
+    std::filesystem::create_directories(std::filesystem::path(path_ + place).parent_path());
+    std::ofstream(path_ + place, std::ios::binary) << content;
+}
+
+void PrivateRoot::install_dictionary(const std::string& variant) const
+{
+    std::filesystem::create_symlink(VIGIL_BINARY_DIR "/tests/dict/dict_" + variant + ".so",
+                                    path_ + "/usr/ramdisk/bin/dict.so");
+}
+
+Environment environment_below(const std::string& root)
+{
+    // The program's own SIGSEGV handler stays out of the sanitizer's way, except where it is what is tested.
+    return {
+        {"VIGIL_ROOT",    root                                                      },
+        {"TZ",            "CST-8"                                                   },
+        {"PATH",          "/usr/bin:/bin"                                           },
+        {"ASAN_OPTIONS",  "detect_leaks=0:allocator_may_return_null=1:handle_segv=2"},
+        {"UBSAN_OPTIONS", "print_stacktrace=1"                                      }
+    };
+}
+
+Program::Program(const std::vector<std::string>& arguments, const Environment& environment,
+                 const std::string& output_to)
+{
+    std::vector<std::string> words{"vigil"}, settings;
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    for (const auto& [name, value] : environment)
+        settings.push_back(name + "=" + value);
+
+    int out[2] = {-1, -1}, errors[2];
+    FileActions to;
+    if (pipe2(errors, O_CLOEXEC) != 0 || (output_to.empty() && pipe2(out, O_CLOEXEC) != 0))
+        throw std::runtime_error("pipe2");
+    posix_spawn_file_actions_addopen(&to.actions, 0, "/dev/null", O_RDONLY, 0);
+    if (output_to.empty())
+        posix_spawn_file_actions_adddup2(&to.actions, out[1], 1);
+    else if (output_to == "-")
+        posix_spawn_file_actions_addclose(&to.actions, 1);
+    else
+        posix_spawn_file_actions_addopen(&to.actions, 1, output_to.c_str(), O_WRONLY | O_CREAT, 0600);
+    posix_spawn_file_actions_adddup2(&to.actions, errors[1], 2);
+
+    posix_spawnattr_t attributes;
+    start_clean(attributes);
+    int failure = posix_spawn(&run_.pid, VIGIL_BINARY, &to.actions, &attributes, pointers(words).data(),
+                              pointers(settings).data());
+    posix_spawnattr_destroy(&attributes);
+    close(errors[1]);
+    if (out[1] >= 0)
+        close(out[1]);
+    output_fd_ = out[0];
+    errors_fd_ = errors[0];
+    if (failure != 0)
+        throw std::runtime_error("cannot start " VIGIL_BINARY);
+}
+
+Program::~Program()
+{
+    if (!ended_) {
+        kill(run_.pid, SIGKILL);
+        waitpid(run_.pid, nullptr, 0);
+    }
+    for (int fd : {output_fd_, errors_fd_})
+        if (fd >= 0)
+            close(fd);
+}
+
+// Collects what there is within the time; false when both streams have ended.
+bool Program::read_some(int timeout_ms)
+{
+    pollfd ends[] = {
+        {output_fd_, POLLIN, 0},
+        {errors_fd_, POLLIN, 0}
+    }; // -1 is passed over
+    if (output_fd_ < 0 && errors_fd_ < 0)
+        return false;
+    if (poll(ends, 2, timeout_ms) <= 0)
+        return true;
+    char piece[65536];
+    for (int i = 0; i < 2; i++) {
+        if (ends[i].revents == 0)
+            continue;
+        int& fd = i == 0 ? output_fd_ : errors_fd_;
+        ssize_t n = read(fd, piece, sizeof piece);
+        if (n > 0) {
+            (i == 0 ? run_.output : run_.errors).append(piece, static_cast<size_t>(n));
+        } else {
+            close(fd);
+            fd = -1;
+        }
+    }
+    return true;
+}
+
+void Program::read_output(size_t until)
+{
+    auto deadline = Clock::now() + std::chrono::seconds(60);
+    while (run_.output.size() < until && output_fd_ >= 0 && Clock::now() < deadline)
+        read_some(100);
+}
+
+Run& Program::wait(int seconds)
+{
+    auto deadline = Clock::now() + std::chrono::seconds(seconds);
+    int status = 0;
+    while (!ended_) {
+        if (!read_some(50))
+            usleep(500);
+        ended_ = waitpid(run_.pid, &status, WNOHANG) == run_.pid;
+        if (!ended_ && Clock::now() > deadline) {
+            ADD_FAILURE() << "the run hangs";
+            kill(run_.pid, SIGKILL);
+            deadline = Clock::now() + std::chrono::seconds(seconds);
+        }
+    }
+    while (read_some(-1)) {
+    }
+    run_.status = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+    return run_;
+}
+
+int segments_of(pid_t creator)
+{
+    std::ifstream table("/proc/sysvipc/shm");
+    std::string line;
+    std::getline(table, line); // headings
+    int found = 0;
+    while (std::getline(table, line)) {
+        std::istringstream row(line);
+        long key, id, mode, size, owner;
+        found += row >> key >> id >> mode >> size >> owner && owner == creator;
+    }
+    return found;
+}
+
+std::string read_file(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void run_case(const Case& one)
+{
+    SCOPED_TRACE(one.name);
+    PrivateRoot root;
+    for (const auto& [place, content] : one.files)
+        root.write(place, content);
+    if (!one.dictionary.empty())
+        root.install_dictionary(one.dictionary);
+    std::optional<ScriptedDaemon> daemon;
+    if (one.daemon != Daemon::none)
+        daemon.emplace(root.path() + socket_of(one.daemon), one.exchanges);
+
+    Environment environment = environment_below(root.path());
+    for (const auto& [name, value] : one.environment)
+        environment[name] = with_root(value, root.path());
+    std::vector<std::string> arguments;
+    for (const std::string& argument : one.arguments)
+        arguments.push_back(with_root(argument, root.path()));
+
+    Program program(arguments, environment, one.output_to);
+    const Run& run = program.wait();
+    if (daemon)
+        daemon->finish();
+    if (one.check)
+        one.check(run);
+    else
+        EXPECT_EQ(with_root(one.output, root.path()), run.output);
+    EXPECT_EQ(one.status, run.status);
+    EXPECT_EQ(one.errors, run.errors);
+    EXPECT_EQ(0, segments_of(run.pid)) << "a segment was left behind";
+    if (one.after)
+        one.after(root.path());
+}
+
+void run_cases(std::span<const Case> cases)
+{
+    for (const Case& one : cases)
+        run_case(one);
+}

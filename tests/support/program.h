@@ -1,0 +1,182 @@
+#pragma once
+// Whole-program tests: the built vigil runs below a private root against a scripted daemon. One table entry a
+// behaviour: the arguments, the requests that must arrive with their replies, the complete output and status.
+//
+//   static const Case cases[] = {
+//       {.name = "counts the batches",
+//        .arguments = {"gadget", "list", "sort=hits"},
+//        .daemon = Daemon::management,
+//        .exchanges = {{{.code = 2055, .module = "gadget", .data = trailing("sort=hits ")},
+//                       {.answer = Bytes(48).u64(16, 7).text(24, "a", 8), .count = 1, .last = false, .cursor
+//                       = 9}},
+//                      {{.code = 2055, .module = "gadget", .data = trailing("sort=hits "), .cursor = 9},
+//                      {}}},
+//        .output = R"({"data":[{"hits":7,"name":"a"}], "total":1})",
+//        .dictionary = "full",                          // installs tests/support/dict
+//        .files = {{"/conf/obscfg.conf", "appcolor ..."}}},
+//       {.name = "prints the daemon's refusal",
+//        .arguments = {"gadget", "list"},
+//        .exchanges = {{{.code = 2055, .module = "gadget", .data = trailing("")},
+//                       {.error = 3, .error_text = "BUSY"}}},
+//        .output = "BUSY\n", .status = 255},
+//   };
+//   TEST(Gadget, List) { run_cases(cases); }
+//
+// Every run also checks: nothing on standard error, no request beyond the script and none missing, a current
+// request time, a segment of mode 0600 and of the size that the record names, and no segment left behind.
+#include "tests/support/bytes.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+enum class Daemon { analysis, management, chart, none };
+
+// Argument text as it must lie at the start of the segment, with the data length of the record.
+struct Data {
+    std::string text;
+    int32_t length = 0;
+};
+inline Data counted(const std::string& text) // the NUL counts
+{
+    return {text, static_cast<int32_t>(text.size()) + 1};
+}
+inline Data uncounted(const std::string& text) // a NUL follows but does not count
+{
+    return {text, static_cast<int32_t>(text.size())};
+}
+inline Data trailing(const std::string& text) // "a=1 b=2 "
+{
+    return counted(text);
+}
+inline Data leading(const std::string& text) // " a=1 b=2"
+{
+    return uncounted(text);
+}
+
+struct Request {
+    uint32_t code = 0;
+    std::string module = {}; // empty: none is sent
+    Data data = {};          // default: length 0
+    bool wants_dictionary = false;
+    int32_t cursor = 0;
+    uint32_t segment_size = 0; // bytes; 0: any
+    std::function<void(const std::string& record)> check =
+        {}; // may use EXPECT_...: runs in the test's thread
+};
+
+struct Reply {
+    std::string answer =
+        {}; // goes to the start of the segment; behind the user arrays when they are asked for
+    int32_t count = 0;
+    std::optional<int32_t> length = {}; // default: the bytes of `answer`
+    int32_t error = 0;
+    std::string error_text = {};
+    bool last = true;
+    int32_t cursor = 0;
+    int delay_ms = 0;                 // before the reply goes out
+    bool close_without_reply = false; // also with cut_at = 0
+    size_t cut_at = 208;              // sends only so many bytes of the record, then closes
+    bool without_arrays = false;      // leaves out the user arrays although they are asked for
+    // Last changes: the reply record (208 bytes) and the whole segment, after the answer was copied.
+    std::function<void(Bytes& record, std::span<char> segment)> edit = {};
+    std::function<void(pid_t client)> before =
+        {}; // when the request has arrived, before anything is answered
+};
+
+struct Exchange {
+    Request request = {};
+    Reply reply = {};
+};
+
+// A program's end: exit status, or minus the number of the signal that ended it.
+struct Run {
+    std::string output, errors;
+    int status = 0;
+    pid_t pid = 0;
+};
+
+struct Case {
+    std::string name = {};
+    std::vector<std::string> arguments =
+        {};                           // "{root}" in arguments and environment stands for the private root
+    Daemon daemon = Daemon::analysis; // only this one listens
+    std::vector<Exchange> exchanges = {};
+    std::string output = {};
+    int status = 0;
+    std::string dictionary = {}; // a variant of tests/support/dict: "full", "no_axpdict", "no_usraxps", ...
+    std::map<std::string, std::string> files = {}; // below the root: path → content
+    std::map<std::string, std::string> environment =
+        {}; // beside VIGIL_ROOT, TZ=CST-8, PATH, sanitizer options
+    std::string errors = {};
+    std::string output_to = {}; // open this instead of capturing (for example "/dev/full"); "-": closed
+    std::function<void(const Run&)> check = {};              // instead of comparing `output`
+    std::function<void(const std::string& root)> after = {}; // looks at files the run has written
+};
+
+void run_case(const Case& one);
+void run_cases(std::span<const Case> cases);
+
+// ---- The pieces, for tests that need more than a table entry ----
+
+// A fresh directory under /tmp with the folders of the appliance; removed at the end.
+class PrivateRoot {
+public:
+    PrivateRoot();
+    ~PrivateRoot();
+    PrivateRoot(const PrivateRoot&) = delete;
+    const std::string& path() const { return path_; }
+    void write(const std::string& place, const std::string& content) const; // makes the folders
+    void install_dictionary(const std::string& variant) const;
+
+private:
+    std::string path_;
+};
+
+// Serves the exchanges in their order, one connection each, in a thread of its own. Connections that close
+// without a request do not count.
+class ScriptedDaemon {
+public:
+    ScriptedDaemon(const std::string& socket, std::vector<Exchange> exchanges);
+    ~ScriptedDaemon();
+    ScriptedDaemon(const ScriptedDaemon&) = delete;
+    void finish(); // ends the thread and reports what differed; the destructor does the same
+    pid_t client() const;
+
+private:
+    struct Script;
+    Script* script_;
+};
+
+std::string socket_of(Daemon daemon); // "/var/tmp/obslog.d" ...
+
+using Environment = std::map<std::string, std::string>;
+Environment environment_below(const std::string& root);
+
+// Starts the built vigil. `output_to` as in Case; its standard output is otherwise captured.
+class Program {
+public:
+    Program(const std::vector<std::string>& arguments, const Environment& environment,
+            const std::string& output_to = "");
+    ~Program(); // kills what is still running
+    Program(const Program&) = delete;
+    pid_t pid() const { return run_.pid; }
+    void read_output(size_t until); // waits until so many bytes of output are there (or the program ends)
+    const std::string& output() const { return run_.output; }
+    Run&
+    wait(int seconds = 60); // collects the output and the end; kills a run that hangs, which is a failure
+
+private:
+    bool read_some(int timeout_ms);
+    Run run_;
+    int output_fd_ = -1, errors_fd_ = -1;
+    bool ended_ = false;
+};
+
+int segments_of(pid_t creator); // SysV segments that this process has created and that exist
+std::string user_arrays();      // what a daemon puts in front of an answer for tests/support/dict
+std::string read_file(const std::string& path); // empty when it is missing
