@@ -77,6 +77,16 @@ template <size_t N> TerminatedText<N> text_of(const FixedText<N>& field)
     return out;
 }
 
+// The text at `offset` in a field that holds several, up to its NUL or the end of the field; empty when the
+// offset lies outside.
+template <size_t N> std::string_view text_within(const FixedText<N>& area, size_t offset)
+{
+    if (offset >= N)
+        return {};
+    std::string_view rest = area.whole().substr(offset);
+    return rest.substr(0, strnlen(rest.data(), rest.size()));
+}
+
 // Entry i of a table of names, for numbers that a daemon chose.
 template <size_t N>
 constexpr const char* name_at(const char* const (&names)[N], size_t i, const char* otherwise)
