@@ -1,0 +1,41 @@
+#!/bin/sh
+# Installs what building and testing need and this machine lacks. Looks first; the package manager is touched
+# only for what is missing.
+#   scripts/setup.sh           to build, test and run the demo
+#   scripts/setup.sh --dev     also what only developers need
+#   scripts/setup.sh --bench   also what the benchmarks and their peers need
+set -eu
+
+packages="g++ cmake make libgtest-dev nettle-dev libpcap-dev ieee-data"
+for option in "$@"; do
+    case $option in
+    --dev) packages="$packages clang-format clang-tidy" ;;
+    --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
+    *)
+        echo "usage: scripts/setup.sh [--dev] [--bench]" >&2
+        exit 2
+        ;;
+    esac
+done
+
+missing=
+for package in $packages; do
+    state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+    [ "$state" = installed ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+update="apt-get -o DPkg::Lock::Timeout=300 update"
+install="env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 install -y --no-install-recommends$missing"
+if [ "$(id -u)" = 0 ]; then
+    as_root=
+elif sudo -n true 2>/dev/null; then
+    as_root="sudo -n"
+else
+    echo "Packages are missing:$missing. As root, run:" >&2
+    echo "$update && $install" >&2
+    exit 2
+fi
+echo "Installing:$missing"
+$as_root $update
+$as_root $install

@@ -1,0 +1,65 @@
+#!/bin/sh
+# Everything that must hold: the include rules, the formatting, the analyser, and all tests of the release build
+# and of the build with sanitizers. Fails when anything fails; the last output is the tests' summary.
+set -eu
+cd "$(dirname "$0")/.."
+scripts/setup.sh
+
+jobs=$(nproc)
+failed=
+fail() {
+    failed="$failed
+  $1"
+}
+
+echo "== building"
+for tree in release sanitize; do
+    cmake --preset $tree -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null
+    cmake --build --preset $tree -j "$jobs" || {
+        echo "the $tree build failed" >&2
+        exit 1
+    }
+done
+
+echo "== include rules"
+scripts/check_includes.sh || fail "include rules"
+
+sources() {
+    find base wire link common reports cli lab tools tests bench -name '*.h' -o -name '*.cpp' 2>/dev/null
+}
+# The analyser takes minutes; what has not changed since it passed is not looked at again.
+analyse() {
+    build=$1
+    stamps=$build/analysed
+    mkdir -p "$stamps"
+    headers=$(sources | grep '\.h$' | LC_ALL=C sort | xargs cat .clang-tidy | cksum | cut -d ' ' -f 1)
+    find base link common reports cli lab tools -name '*.cpp' ! -name 'dict.cpp' 2>/dev/null | while read -r file; do
+        stamp=$stamps/$headers-$(cksum <"$file" | tr ' ' '-')
+        [ -e "$stamp" ] || printf '%s %s\n' "$file" "$stamp"
+    done | xargs -r -P "$jobs" -L 1 sh -c \
+        'clang-tidy --quiet -p "$0" "$1" 2>/dev/null && : >"$2"' "$build"
+}
+
+skipped=
+if command -v clang-format >/dev/null; then
+    echo "== clang-format"
+    sources | xargs clang-format --dry-run -Werror || fail "clang-format"
+else
+    skipped="$skipped clang-format"
+fi
+if command -v clang-tidy >/dev/null; then
+    echo "== clang-tidy"
+    analyse build || fail "clang-tidy"
+else
+    skipped="$skipped clang-tidy"
+fi
+[ -z "$skipped" ] || echo "== skipped for want of the tool (scripts/setup.sh --dev):$skipped"
+
+for tree in release sanitize; do
+    echo "== tests, $tree build"
+    ctest --preset $tree -j "$jobs" || fail "tests of the $tree build"
+done
+if [ -n "$failed" ]; then
+    echo "FAILED:$failed" >&2
+    exit 1
+fi
