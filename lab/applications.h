@@ -1,24 +1,17 @@
 #pragma once
-// The applications that the appliance tells apart. The stand-in dictionary library names them from this
-// table, and the sessions get their identifiers from it.
-#include <cstdint>
-#include <span>
+// Which application a session belongs to. The table of applications is the dictionary library's.
+#include "lab/dictionary/applications.h"
 
-namespace application {
-constexpr uint16_t unknown = 1, http = 10, https = 11, dns = 12, ssh = 13, icmp = 17, syslog = 24,
-                   netbios = 26;
+#include <string_view>
+
+// The identifier of a named application, at compile time.
+consteval uint16_t application_named(std::string_view name)
+{
+    for (const LabApplication& row : lab_applications)
+        if (name == row.name)
+            return row.id;
+    throw "no such application";
 }
 
-struct Application {
-    uint16_t id;             // below 0x3fff
-    const char* name;        // primary name
-    const char* second_name; // GBK where it is not ASCII
-    const char* group;
-    uint8_t protocol; // 6, 17, 1; 0: TCP or UDP
-    uint16_t port;    // well-known server port; 0: none
-};
-
-std::span<const Application> applications();
-
-// By server port, else by client port, for one transport protocol; application::unknown otherwise.
+// By server port, else by client port, for one transport protocol; lab_application_other otherwise.
 uint16_t application_of(uint8_t protocol, uint16_t client_port, uint16_t server_port);
