@@ -83,14 +83,14 @@ struct ChartQuery {
     uint32_t path = 0;             // only sessions of this path; 0: all
     std::vector<std::string> tags; // empty: all
 };
-struct ChartSeries {
+struct TimeSeries {
     std::string tag, label; // at most 31 and 47 bytes
     std::vector<uint64_t> values;
 };
 struct Chart {
     uint32_t bucket = 300;       // seconds
     std::vector<uint32_t> times; // starts of the buckets
-    std::vector<ChartSeries> series;
+    std::vector<TimeSeries> series;
 };
 // A session's bytes and packets are spread evenly over its duration without loss; the session itself counts
 // in the bucket of its birth.
