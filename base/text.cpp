@@ -35,19 +35,6 @@ char square_bracket(char c)
     return c == '(' ? '[' : c == ')' ? ']' : c;
 }
 
-// Bytes that follow a lead byte, or -1 for a byte that cannot lead.
-int following_bytes(unsigned char lead)
-{
-    return lead < 0x80   ? 0
-           : lead < 0xC0 ? -1
-           : lead < 0xE0 ? 1
-           : lead < 0xF0 ? 2
-           : lead < 0xF8 ? 3
-           : lead < 0xFC ? 4
-           : lead < 0xFE ? 5
-                         : -1;
-}
-
 } // namespace
 
 char* clean_text(char* text)
@@ -91,13 +78,25 @@ size_t escape_token(std::string_view text, std::span<char> out)
     return used;
 }
 
+int utf8_following_bytes(unsigned char lead)
+{
+    return lead < 0x80   ? 0
+           : lead < 0xC0 ? -1
+           : lead < 0xE0 ? 1
+           : lead < 0xF0 ? 2
+           : lead < 0xF8 ? 3
+           : lead < 0xFC ? 4
+           : lead < 0xFE ? 5
+                         : -1;
+}
+
 bool is_utf8(const char* text, size_t length)
 {
     int awaited = 0;
     for (size_t i = 0; i < length && text[i] != '\0'; i++) {
         auto byte = static_cast<unsigned char>(text[i]);
         if (awaited == 0)
-            awaited = following_bytes(byte);
+            awaited = utf8_following_bytes(byte);
         else if ((byte & 0xC0) == 0x80)
             awaited--;
         else

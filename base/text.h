@@ -17,5 +17,8 @@ char* printable_text(char* text);
 // Returns the length of the result.
 size_t escape_token(std::string_view text, std::span<char> out);
 
+// Bytes that follow the lead byte of a UTF-8 sequence (0 for ASCII), or -1 for a byte that cannot lead one.
+int utf8_following_bytes(unsigned char lead);
+
 // True when the bytes up to `length` or a NUL are complete UTF-8 sequences of 1 to 6 bytes.
 bool is_utf8(const char* text, size_t length);
