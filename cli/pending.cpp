@@ -1,10 +1,3 @@
-// Stands in until the real ones land; weak, so that they win.
-#include <arpa/inet.h>
-#include <cstdint>
-uint32_t ipv4_or_zero(const char* text);
+// Stands in until the real one lands; weak, so that it wins.
 void applevel_load();
-[[gnu::weak]] uint32_t ipv4_or_zero(const char* text)
-{
-    return ntohl(inet_addr(text));
-}
 [[gnu::weak]] void applevel_load() {}

@@ -1,7 +1,6 @@
 #include "link/control_socket.h"
 
-#include "base/wire_types.h" // base/address.h
-uint32_t ipv4_or_zero(const char*);
+#include "base/address.h"
 #include "base/output.h"
 
 #include <arpa/inet.h>
