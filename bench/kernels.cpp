@@ -1,0 +1,72 @@
+// What the inner loops of a large report cost, each alone.
+#include "base/address.h"
+#include "base/clock.h"
+#include "base/lookup2.h"
+#include "common/rows.h"
+
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+// A deterministic sequence that no branch predictor learns.
+uint64_t scrambled(uint64_t i)
+{
+    i = (i ^ i >> 30) * 0xbf58476d1ce4e5b9ULL;
+    i = (i ^ i >> 27) * 0x94d049bb133111ebULL;
+    return i ^ i >> 31;
+}
+
+void lookup2_of_a_name(benchmark::State& state)
+{
+    const char name[] = "www.host1234.exa";
+    for (auto _ : state)
+        benchmark::DoNotOptimize(lookup2(name, 16, 0x20120303));
+}
+BENCHMARK(lookup2_of_a_name);
+
+void address_as_text(benchmark::State& state)
+{
+    uint64_t i = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(ipv4_text(static_cast<uint32_t>(scrambled(i++))));
+}
+BENCHMARK(address_as_text);
+
+void time_as_text(benchmark::State& state)
+{
+    uint32_t i = 1700000000;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(time_text(i++));
+}
+BENCHMARK(time_as_text);
+
+struct Record {
+    uint64_t key;
+    char rest[220];
+};
+
+// Keeping a page of state.range(1) out of state.range(0) records of a session's size.
+void keep_a_page(benchmark::State& state)
+{
+    std::vector<Record> records(static_cast<size_t>(state.range(0)));
+    for (size_t i = 0; i < records.size(); i++)
+        records[i].key = scrambled(i);
+    for (auto _ : state) {
+        Rows<Record> rows({[](const Record& r) { return r.key; }});
+        rows.want_until(state.range(1));
+        for (const Record& record : records)
+            rows.keep(record);
+        rows.rank();
+        benchmark::DoNotOptimize(rows[0]);
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(keep_a_page)
+    ->Args({100000, 100})
+    ->Args({100000, 10000})
+    ->Args({100000, 100000})
+    ->Unit(benchmark::kMillisecond);
+
+} // namespace
