@@ -121,10 +121,21 @@ void print_line(std::string_view text)
     print_text("\n");
 }
 
+int refuse(std::string_view token)
+{
+    print_line(token);
+    return -1;
+}
+
 bool flush_output()
 {
     drain();
     return !lost;
+}
+
+bool output_lost()
+{
+    return lost;
 }
 
 void flush_output_in_signal_handler()

@@ -26,9 +26,14 @@ inline void print_char(char c)
 {
     print_text({&c, 1});
 }
+// A line that says why a command fails. Always -1, for `return`.
+int refuse(std::string_view token);
 
 // Writes out what is buffered. Returns false when any byte since the start of the run was lost.
 bool flush_output();
+
+// True when a byte is known to be lost: a long output need not go on.
+bool output_lost();
 
 // The same for a signal handler: async-signal-safe, gives up after about half a second on a reader that does
 // not read.

@@ -21,17 +21,21 @@ const void* RowStore::at(uint32_t slot) const
     return slot == candidate_slot ? candidate : slot_address(slot);
 }
 
-bool RowStore::grow_entries()
+bool RowStore::reserve(size_t rows)
 {
-    if (held_ < entry_room_)
+    if (rows <= entry_room_)
         return true;
-    size_t room = entry_room_ == 0 ? block_rows : entry_room_ * 2;
-    auto* grown = static_cast<Ranked*>(realloc(entries_, room * sizeof(Ranked)));
+    auto* grown = static_cast<Ranked*>(realloc(entries_, rows * sizeof(Ranked)));
     if (grown == nullptr)
         return false;
     entries_ = grown;
-    entry_room_ = room;
+    entry_room_ = rows;
     return true;
+}
+
+bool RowStore::grow_entries()
+{
+    return held_ < entry_room_ || reserve(entry_room_ == 0 ? block_rows : entry_room_ * 2);
 }
 
 // Entries behind `held_` that once were in use hold freed slots.

@@ -21,6 +21,9 @@ public:
 
     // Positions [0, end) are wanted; before the first offer. Without it every row is held.
     void want_until(int64_t end) { wanted_ = end < 0 ? 0 : end; }
+    // Room for so many rows in the ranking; false when memory is exhausted. Offers make room by themselves:
+    // only a report that has words of its own for this failure asks before.
+    bool reserve(size_t rows);
     // Counts a row with this key and copies it if it can reach the page. False when memory is exhausted; the
     // row is not counted then.
     bool offer(uint64_t key, const void* record, const Refinement& refinement);
@@ -56,6 +59,7 @@ public:
     explicit Rows(Order<Record> order = {}) : store_(sizeof(Record)), order_(order) {}
 
     void want_until(int64_t end) { store_.want_until(end); }
+    bool reserve(size_t rows) { return store_.reserve(rows); }
 
     // Counts the record and holds a copy if it can reach the page. False only when memory is exhausted.
     bool keep(const Record& record)

@@ -41,3 +41,9 @@ struct [[gnu::packed]] TunnelWhiteRecord {
 }; // 56
 static_assert(sizeof(TunnelWhiteRecord) == 56 && alignof(TunnelWhiteRecord) == 1);
 static_assert(offsetof(TunnelWhiteRecord, name) == 1);
+
+// A member of an IP table, when the table comes as numbers.
+struct [[gnu::packed]] TableMemberRecord {
+    uint32_t address; // 0
+};                    // 4
+static_assert(sizeof(TableMemberRecord) == 4 && alignof(TableMemberRecord) == 1);
