@@ -104,12 +104,12 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
     for (const auto& [name, value] : environment)
         settings.push_back(name + "=" + value);
 
-    int out[2] = {-1, -1}, errors[2];
+    int out[2], errors[2];
     FileActions to;
-    if (pipe2(errors, O_CLOEXEC) != 0 || (output_to.empty() && pipe2(out, O_CLOEXEC) != 0))
+    if (pipe2(errors, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0)
         throw std::runtime_error("pipe2");
     posix_spawn_file_actions_addopen(&to.actions, 0, "/dev/null", O_RDONLY, 0);
-    if (output_to.empty())
+    if (output_to.empty() || output_to == "|")
         posix_spawn_file_actions_adddup2(&to.actions, out[1], 1);
     else if (output_to == "-")
         posix_spawn_file_actions_addclose(&to.actions, 1);
@@ -117,14 +117,17 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
         posix_spawn_file_actions_addopen(&to.actions, 1, output_to.c_str(), O_WRONLY | O_CREAT, 0600);
     posix_spawn_file_actions_adddup2(&to.actions, errors[1], 2);
 
+    if (!output_to.empty()) { // nothing is captured
+        close(out[0]);
+        out[0] = -1;
+    }
     posix_spawnattr_t attributes;
     start_clean(attributes);
     int failure = posix_spawn(&run_.pid, VIGIL_BINARY, &to.actions, &attributes, pointers(words).data(),
                               pointers(settings).data());
     posix_spawnattr_destroy(&attributes);
     close(errors[1]);
-    if (out[1] >= 0)
-        close(out[1]);
+    close(out[1]);
     output_fd_ = out[0];
     errors_fd_ = errors[0];
     if (failure != 0)
@@ -176,12 +179,12 @@ void Program::read_output(size_t until)
         read_some(100);
 }
 
-Run& Program::wait(int seconds)
+Run& Program::wait(int seconds, bool reading)
 {
     auto deadline = Clock::now() + std::chrono::seconds(seconds);
     int status = 0;
     while (!ended_) {
-        if (!read_some(50))
+        if (!reading || !read_some(50))
             usleep(500);
         ended_ = waitpid(run_.pid, &status, WNOHANG) == run_.pid;
         if (!ended_ && Clock::now() > deadline) {

@@ -79,6 +79,7 @@ struct Reply {
     bool last = true;
     int32_t cursor = 0;
     int delay_ms = 0;                 // before the reply goes out
+    size_t pause_at = 0;              // after so many bytes of the reply the delay is made once more
     bool close_without_reply = false; // also with cut_at = 0
     size_t cut_at = 208;              // sends only so many bytes of the record, then closes
     bool without_arrays = false;      // leaves out the user arrays although they are asked for
@@ -113,7 +114,8 @@ struct Case {
     std::map<std::string, std::string> environment =
         {}; // beside VIGIL_ROOT, TZ=CST-8, PATH, sanitizer options
     std::string errors = {};
-    std::string output_to = {}; // open this instead of capturing (for example "/dev/full"); "-": closed
+    std::string output_to =
+        {}; // open this instead of capturing ("/dev/full"); "-": closed; "|": nobody reads
     std::function<void(const Run&)> check = {};              // instead of comparing `output`
     std::function<void(const std::string& root)> after = {}; // looks at files the run has written
 };
@@ -144,7 +146,8 @@ public:
     ScriptedDaemon(const std::string& socket, std::vector<Exchange> exchanges);
     ~ScriptedDaemon();
     ScriptedDaemon(const ScriptedDaemon&) = delete;
-    void finish(); // ends the thread and reports what differed; the destructor does the same
+    void finish();  // ends the thread and reports what differed; the destructor does the same
+    void abandon(); // ends the thread without a report: for runs that are killed
     pid_t client() const;
 
 private:
@@ -167,8 +170,9 @@ public:
     pid_t pid() const { return run_.pid; }
     void read_output(size_t until); // waits until so many bytes of output are there (or the program ends)
     const std::string& output() const { return run_.output; }
-    Run&
-    wait(int seconds = 60); // collects the output and the end; kills a run that hangs, which is a failure
+    // Collects the output and the end; kills a run that hangs, which is a failure. Not `reading`: leaves the
+    // output in the pipe until the run has ended.
+    Run& wait(int seconds = 60, bool reading = true);
 
 private:
     bool read_some(int timeout_ms);

@@ -1,6 +1,7 @@
 // The daemons' side of a whole-program test.
 #include "tests/support/program.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <ctime>
@@ -65,8 +66,10 @@ struct ScriptedDaemon::Script {
                                testing::PrintToString(actual));
     }
     void run();
+    bool end();
     void serve(int connection);
     void compare_request(const Request& expected, const std::string& record, const Segment& segment);
+    static void send_reply(int connection, const std::string& record, const Reply& reply);
     std::string reply_to(const std::string& record, const Reply& reply, Segment& segment);
 };
 
@@ -108,15 +111,28 @@ ScriptedDaemon::~ScriptedDaemon()
     delete script_;
 }
 
+// Returns false when the thread has ended before.
+bool ScriptedDaemon::Script::end()
+{
+    if (!thread.joinable())
+        return false;
+    if (write(stop[1], "", 1) != 1)
+        abort();
+    thread.join();
+    for (int fd : {listener, stop[0], stop[1]})
+        close(fd);
+    return true;
+}
+
+void ScriptedDaemon::abandon()
+{
+    script_->end();
+}
+
 void ScriptedDaemon::finish()
 {
-    if (!script_->thread.joinable())
+    if (!script_->end())
         return;
-    if (write(script_->stop[1], "", 1) != 1)
-        abort();
-    script_->thread.join();
-    for (int fd : {script_->listener, script_->stop[0], script_->stop[1]})
-        close(fd);
     for (const std::string& failure : script_->failures)
         ADD_FAILURE() << failure;
     EXPECT_EQ(script_->exchanges.size(), script_->arrived) << "number of requests";
@@ -180,9 +196,8 @@ void ScriptedDaemon::Script::serve(int connection)
         out = reply_to(record, exchange.reply, segment);
     }
     arrived++;
-    usleep(static_cast<unsigned>(exchange.reply.delay_ms) * 1000);
     if (!exchange.reply.close_without_reply)
-        send(connection, out.data(), exchange.reply.cut_at, MSG_NOSIGNAL);
+        send_reply(connection, out, exchange.reply);
 }
 
 void ScriptedDaemon::Script::compare_request(const Request& expected, const std::string& record,
@@ -208,6 +223,16 @@ void ScriptedDaemon::Script::compare_request(const Request& expected, const std:
     compare("argument text", expected.data.text, std::string(area.substr(0, area.find('\0'))));
 }
 
+void ScriptedDaemon::Script::send_reply(int connection, const std::string& record, const Reply& reply)
+{
+    usleep(static_cast<unsigned>(reply.delay_ms) * 1000);
+    if (reply.pause_at > 0) {
+        send(connection, record.data(), reply.pause_at, MSG_NOSIGNAL);
+        usleep(static_cast<unsigned>(reply.delay_ms) * 1000);
+    }
+    send(connection, record.data() + reply.pause_at, reply.cut_at - reply.pause_at, MSG_NOSIGNAL);
+}
+
 std::string ScriptedDaemon::Script::reply_to(const std::string& record, const Reply& reply, Segment& segment)
 {
     Bytes out(record);
@@ -216,7 +241,7 @@ std::string ScriptedDaemon::Script::reply_to(const std::string& record, const Re
     if (answer.size() > segment.bytes.size())
         failures.push_back("the script's answer does not fit the segment");
     else
-        std::copy(answer.begin(), answer.end(), segment.bytes.begin());
+        memcpy(segment.bytes.data(), answer.c_str(), std::min(answer.size() + 1, segment.bytes.size()));
     out.u8(21, reply.last ? 1 : 0).i32(32, reply.error).i32(156, reply.cursor).i32(164, reply.count);
     out.i32(168, reply.length.value_or(static_cast<int32_t>(reply.answer.size())));
     if (reply.error != 0)

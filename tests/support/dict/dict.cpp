@@ -44,6 +44,9 @@ const Entry* by_id(uint32_t id)
 }
 void initialise()
 {
+#ifdef FAULTY
+    *reinterpret_cast<volatile int*>(diary) = 0; // a real fault, at a place that a run can reach
+#endif
     diary("initialise", "");
 }
 const char* name_of(uint32_t id)
