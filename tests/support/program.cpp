@@ -87,13 +87,11 @@ void PrivateRoot::install_dictionary(const std::string& variant) const
 Environment environment_below(const std::string& root)
 {
     // The program's own SIGSEGV handler stays out of the sanitizer's way, except where it is what is tested.
-    return {
-        {"VIGIL_ROOT",    root                                                      },
-        {"TZ",            "CST-8"                                                   },
-        {"PATH",          "/usr/bin:/bin"                                           },
-        {"ASAN_OPTIONS",  "detect_leaks=0:allocator_may_return_null=1:handle_segv=2"},
-        {"UBSAN_OPTIONS", "print_stacktrace=1"                                      }
-    };
+    return {{"VIGIL_ROOT", root},
+            {"TZ", "CST-8"},
+            {"PATH", "/usr/bin:/bin"},
+            {"ASAN_OPTIONS", "detect_leaks=0:allocator_may_return_null=1:handle_segv=2"},
+            {"UBSAN_OPTIONS", "print_stacktrace=1"}};
 }
 
 Program::Program(const std::vector<std::string>& arguments, const Environment& environment,
@@ -148,10 +146,7 @@ Program::~Program()
 // Collects what there is within the time; false when both streams have ended.
 bool Program::read_some(int timeout_ms)
 {
-    pollfd ends[] = {
-        {output_fd_, POLLIN, 0},
-        {errors_fd_, POLLIN, 0}
-    }; // -1 is passed over
+    pollfd ends[] = {{output_fd_, POLLIN, 0}, {errors_fd_, POLLIN, 0}}; // -1 is passed over
     if (output_fd_ < 0 && errors_fd_ < 0)
         return false;
     if (poll(ends, 2, timeout_ms) <= 0)

@@ -70,8 +70,9 @@ struct Request {
 };
 
 struct Reply {
-    std::string answer =
-        {}; // goes to the start of the segment; behind the user arrays when they are asked for
+    // Goes to the start of the segment, behind the user arrays when they are asked for; a NUL follows if the
+    // segment has room for it.
+    std::string answer = {};
     int32_t count = 0;
     std::optional<int32_t> length = {}; // default: the bytes of `answer`
     int32_t error = 0;
@@ -85,8 +86,8 @@ struct Reply {
     bool without_arrays = false;      // leaves out the user arrays although they are asked for
     // Last changes: the reply record (208 bytes) and the whole segment, after the answer was copied.
     std::function<void(Bytes& record, std::span<char> segment)> edit = {};
-    std::function<void(pid_t client)> before =
-        {}; // when the request has arrived, before anything is answered
+    // When the request has arrived, before anything is answered.
+    std::function<void(pid_t client)> before = {};
 };
 
 struct Exchange {

@@ -150,10 +150,7 @@ pid_t ScriptedDaemon::client() const
 void ScriptedDaemon::Script::run()
 {
     for (;;) {
-        pollfd ends[] = {
-            {listener, POLLIN, 0},
-            {stop[0],  POLLIN, 0}
-        };
+        pollfd ends[] = {{listener, POLLIN, 0}, {stop[0], POLLIN, 0}};
         if (poll(ends, 2, -1) < 0)
             continue;
         if (ends[0].revents == 0)
@@ -173,10 +170,8 @@ void ScriptedDaemon::Script::serve(int connection)
     if (n <= 0)
         return;
     compare("bytes of a request", record_size, static_cast<size_t>(n));
-    static const Exchange unexpected{
-        .request = {                                  },
-          .reply = { .error = 99, .error_text = "UNEXPECTED_REQUEST"}
-    };
+    static const Exchange unexpected{.request = {},
+                                     .reply = {.error = 99, .error_text = "UNEXPECTED_REQUEST"}};
     bool known = arrived < exchanges.size();
     const Exchange& exchange = known ? exchanges[arrived] : unexpected;
     records.push_back(record);

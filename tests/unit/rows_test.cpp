@@ -32,13 +32,8 @@ TEST(Rows, EveryPageIsThePageOfAStableSort)
         std::stable_sort(sorted.begin(), sorted.end(), [&](const Row& a, const Row& b) {
             return a.key != b.key ? a.key > b.key : refined && a.refined < b.refined;
         });
-        for (Paging paging : {
-                 Paging{1,  10   },
-                 Paging{3,  700  },
-                 Paging{20, 1000 },
-                 Paging{21, 1000 },
-                 Paging{1,  30000}
-        }) {
+        for (Paging paging :
+             {Paging{1, 10}, Paging{3, 700}, Paging{20, 1000}, Paging{21, 1000}, Paging{1, 30000}}) {
             Rows<Row> rows({key_of, refined ? refine : nullptr});
             rows.want_until(paging.end());
             for (const Row& r : all)
@@ -59,14 +54,8 @@ TEST(Rows, EveryPageIsThePageOfAStableSort)
 
 TEST(Rows, PagesThatOverflowOrAreNegativeAreEmpty)
 {
-    for (Paging paging : {
-             Paging{2147483647,      2147483647},
-             Paging{-1,              10        },
-             Paging{0,               10        },
-             Paging{1,               -5        },
-             Paging{-2147483647 - 1, 2147483647},
-             Paging{1,               0         }
-    }) {
+    for (Paging paging : {Paging{2147483647, 2147483647}, Paging{-1, 10}, Paging{0, 10}, Paging{1, -5},
+                          Paging{-2147483647 - 1, 2147483647}, Paging{1, 0}}) {
         Rows<Row> rows({key_of});
         rows.want_until(paging.end());
         for (uint32_t i = 0; i < 3000; i++)

@@ -191,11 +191,7 @@ TEST(WireLayout, FlagBytes)
         uint32_t dontnotify, effective, level;
         int rdstat;
     } cases[] = {
-        {0x01, 1, 0, 0, 0},
-        {0x02, 0, 1, 0, 0},
-        {0x0c, 0, 0, 3, 0},
-        {0x10, 0, 0, 0, 1},
-        {0xe8, 0, 0, 2, 0},
+        {0x01, 1, 0, 0, 0}, {0x02, 0, 1, 0, 0}, {0x0c, 0, 0, 3, 0}, {0x10, 0, 0, 0, 1}, {0xe8, 0, 0, 2, 0},
     };
     for (const auto& c : cases) {
         auto event = with_byte<EventLogRecord>(0, c.flags);
@@ -230,11 +226,7 @@ TEST(WireLayout, TextsInAStringAreaEndWithinIt)
         int offset;
         const char* text;
     } cases[] = {
-        {0,   "via"},
-        {4,   "cd" },
-        {6,   ""   },
-        {83,  ""   },
-        {255, ""   },
+        {0, "via"}, {4, "cd"}, {6, ""}, {83, ""}, {255, ""},
     };
     for (const auto& c : cases) {
         auto flow = with<FlowRecord>(169, std::string_view("via\0cd", 6));
