@@ -3,6 +3,7 @@
 #include "base/output.h"
 #include "link/places.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -49,24 +50,30 @@ OuiEntry*& bucket_of(const uint8_t* prefix)
 }
 
 // Letters beyond f count on from 16, as the database's maker has them; anything else is 0.
-unsigned lax_digit(std::string_view text, size_t i)
+consteval std::array<uint8_t, 256> lax_digits()
 {
-    unsigned c = i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'z')
-        return c - 'a' + 10;
-    return c >= 'A' && c <= 'Z' ? c - 'A' + 10 : 0;
+    std::array<uint8_t, 256> values{};
+    for (uint8_t i = 0; i < 26; i++)
+        values['a' + i] = values['A' + i] = static_cast<uint8_t>(10 + i);
+    for (uint8_t i = 0; i < 10; i++)
+        values['0' + i] = i;
+    return values;
 }
 
-// The first three pieces between ":" are the prefix; missing ones are 0.
+constexpr std::array<uint8_t, 256> lax_digit = lax_digits();
+
+// The first two characters of each of the first three pieces between ":"; what is missing counts as 0.
 void read_prefix(std::string_view text, uint8_t (&prefix)[3])
 {
+    size_t at = 0;
     for (uint8_t& byte : prefix) {
-        size_t colon = text.find(':');
-        std::string_view digits = text.substr(0, colon);
-        byte = static_cast<uint8_t>(lax_digit(digits, 0) * 16 + lax_digit(digits, 1));
-        text = colon == text.npos ? std::string_view{} : text.substr(colon + 1);
+        size_t begin = at;
+        while (at < text.size() && text[at] != ':')
+            at++;
+        unsigned first = at > begin ? lax_digit[static_cast<uint8_t>(text[begin])] : 0;
+        unsigned second = at > begin + 1 ? lax_digit[static_cast<uint8_t>(text[begin + 1])] : 0;
+        byte = static_cast<uint8_t>(first * 16 + second);
+        at += at < text.size();
     }
 }
 
@@ -90,17 +97,28 @@ void read_record(std::string_view line)
     head = entry;
 }
 
-// Lines end at CR or LF, the text at a zero byte; a last line without an end is not a record, nor is one with
-// a "/", which is a prefix with a bit length.
-void read_records(const char* at, const char* end)
+// Where `c` stands next; `end` when it does not.
+const char* next_of(char c, const char* at, const char* end)
 {
-    for (const char* begin = at; at < end && *at != '\0'; at++) {
-        if (*at != '\n' && *at != '\r')
-            continue;
-        std::string_view line(begin, static_cast<size_t>(at - begin));
-        if (line.find('/') == line.npos)
-            read_record(line);
-        begin = at + 1;
+    const void* found = memchr(at, c, static_cast<size_t>(end - at));
+    return found != nullptr ? static_cast<const char*>(found) : end;
+}
+
+// Lines end at CR or LF, the text at a zero byte; a last line without an end is not a record, nor is one with
+// a "/", which is a prefix with a bit length. Each mark is searched for only once what was found lies behind.
+void read_records(const char* begin, const char* end)
+{
+    end = next_of('\0', begin, end);
+    const char *feed = nullptr, *ret = nullptr, *slash = nullptr, *stop = nullptr;
+    for (; begin < end; begin = stop + 1) {
+        feed = feed < begin ? next_of('\n', begin, end) : feed;
+        ret = ret < begin ? next_of('\r', begin, end) : ret;
+        slash = slash < begin ? next_of('/', begin, end) : slash;
+        stop = std::min(feed, ret);
+        if (stop == end)
+            return;
+        if (slash > stop)
+            read_record({begin, static_cast<size_t>(stop - begin)});
     }
 }
 
