@@ -2,6 +2,7 @@
 
 #include "cli/forward_rows.h"
 #include "cli/not_supported.h"
+#include "reports/security/security.h"
 
 #include <cstring>
 
@@ -127,19 +128,19 @@ static VerbEntry netev_chart_verbs[] = {
 };
 
 static VerbEntry nevtlog_verbs[] = {
-    {"list",        not_supported,                    256},
+    {"list",        nevtlog_list,                     256},
     {"config",      forward<nevtlog_config>,            8},
     {"remove",      forward<nevtlog_remove>,            8},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry malcip_verbs[] = {
-    {"list",        not_supported,                    256},
+    {"list",        malcip_list,                      256},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry nevt_verbs[] = {
-    {"list",        not_supported,                    256},
+    {"list",        nevt_list,                        256},
     {nullptr, raw(0), 0},
 };
 
@@ -240,7 +241,7 @@ static VerbEntry telnetlog_verbs[] = {
 };
 
 static VerbEntry malclog_verbs[] = {
-    {"list",        not_supported,                   2048},
+    {"list",        malclog_list,                    2048},
     {nullptr, raw(0), 0},
 };
 
@@ -332,13 +333,13 @@ static VerbEntry mysqlrd_verbs[] = {
 };
 
 static VerbEntry kesidslog_verbs[] = {
-    {"list",        not_supported,                     32},
-    {"listflow",    not_supported,                     32},
+    {"list",        kesidslog_list,                    32},
+    {"listflow",    kesidslog_listflow,                32},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry idssum_verbs[] = {
-    {"list",        not_supported,                     32},
+    {"list",        idssum_list,                       32},
     {"stat",        forward<idssum_stat>,               8},
     {"remove",      forward<idssum_remove>,             8},
     {"config",      forward<idssum_config>,             8},
@@ -382,28 +383,28 @@ static VerbEntry obstplink_verbs[] = {
 static VerbEntry obssyslog_verbs[] = {
     {"stat",        forward<obssyslog_stat>,            8},
     {"config",      forward<obssyslog_config>,          8},
-    {"list",        not_supported,                     64},
+    {"list",        obssyslog_list,                    64},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obssshlog_verbs[] = {
     {"stat",        forward<obssshlog_stat>,            8},
     {"config",      forward<obssshlog_config>,          8},
-    {"list",        not_supported,                     64},
+    {"list",        obssshlog_list,                    64},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obstlslog_verbs[] = {
     {"stat",        forward<obstlslog_stat>,            8},
     {"config",      forward<obstlslog_config>,          8},
-    {"list",        not_supported,                     64},
+    {"list",        obstlslog_list,                    64},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obsnetbios_verbs[] = {
     {"stat",        forward<obsnetbios_stat>,           8},
     {"config",      forward<obsnetbios_config>,         8},
-    {"list",        not_supported,                     64},
+    {"list",        obsnetbios_list,                   64},
     {nullptr, raw(0), 0},
 };
 

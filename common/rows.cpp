@@ -33,15 +33,10 @@ bool RowStore::reserve(size_t rows)
     return true;
 }
 
-bool RowStore::grow_entries()
-{
-    return held_ < entry_room_ || reserve(entry_room_ == 0 ? block_rows : entry_room_ * 2);
-}
-
 // Entries behind `held_` that once were in use hold freed slots.
 bool RowStore::take_slot(uint32_t& slot)
 {
-    if (!grow_entries())
+    if (!make_room())
         return false;
     if (held_ < slots_) {
         slot = entries_[held_].slot;

@@ -24,6 +24,10 @@ public:
     // Room for so many rows in the ranking; false when memory is exhausted. Offers make room by themselves:
     // only a report that has words of its own for this failure asks before.
     bool reserve(size_t rows);
+    bool make_room()
+    {
+        return held_ < entry_room_ || reserve(entry_room_ == 0 ? block_rows : entry_room_ * 2);
+    }
     // Counts a row with this key and copies it if it can reach the page. False when memory is exhausted; the
     // row is not counted then.
     bool offer(uint64_t key, const void* record, const Refinement& refinement);
@@ -36,7 +40,6 @@ public:
 
 private:
     static constexpr size_t block_rows = 1024;
-    bool grow_entries();
     void* slot_address(uint32_t slot) const;
     bool take_slot(uint32_t& slot);
     void drop_unreachable(const Refinement& refinement);
@@ -60,6 +63,7 @@ public:
 
     void want_until(int64_t end) { store_.want_until(end); }
     bool reserve(size_t rows) { return store_.reserve(rows); }
+    bool make_room() { return store_.make_room(); } // the same for one more row
 
     // Counts the record and holds a copy if it can reach the page. False only when memory is exhausted.
     bool keep(const Record& record)

@@ -1,0 +1,144 @@
+// The log of event occurrences: a page of it, newest first, or a summary.
+#include "base/output.h"
+#include "common/fetch.h"
+#include "common/rows.h"
+#include "reports/security/event_summary.h"
+#include "reports/security/security.h"
+
+namespace {
+
+struct Query {
+    Paging paging{.page = 0, .limit = 0}; // without a page from 1 up: everything
+    bool json = false, header = false;
+    int summary = 0, only_today = 0;
+    const char* level = nullptr; // filters are in force when they were typed, whatever their value
+    const char* rdstat = nullptr;
+    const char* keyword = nullptr;
+    Today day{};
+};
+
+// False when the argument is the daemon's.
+bool read_argument(const char* argument, Query& query)
+{
+    std::string_view word = argument;
+    if (word == "json=1")
+        return query.json = true;
+    if (word == "showhdr=1")
+        return query.header = true;
+    return take_text(argument, "rdstat=", query.rdstat) || take_text(argument, "level=", query.level) ||
+           take_paging(argument, query.paging) || take_number(argument, "showsum=", query.summary) ||
+           take_number(argument, "today=", query.only_today) || take_text(argument, "keywd=", query.keyword);
+}
+
+bool wanted(const EventLogRecord& e, const Query& query)
+{
+    if (query.level != nullptr && static_cast<int>(e.alarm_level()) != atoi(query.level))
+        return false;
+    if (query.rdstat != nullptr && e.rdstat() != atoi(query.rdstat))
+        return false;
+    if (query.only_today != 0 && !query.day.holds(e.evdeath))
+        return false;
+    return query.keyword == nullptr || e.insname.view() == query.keyword ||
+           e.insname_ch.view() == query.keyword;
+}
+
+// The blank before the last member is kept so.
+void print_json(const EventLogRecord& e, bool first)
+{
+    print(R"(%s{"id":%u,"evtype":"%s","evattr":"%s","evsn":%u)"
+          R"(,"evopcode":"%s","evlimit1":"%s","evlimit2":"%s")"
+          R"(,"rid":%u,"rtime":%u,"robj":"%s","robj_ch":"%s")"
+          R"(,"evt_birth":%u,"evdeath":%u,"insname":"%s","rdstat":%d,"insname_ch":"%s")"
+          R"(,"lval":"%s","fval":"%s","failure":"%s")"
+          R"(,"effective":%u,"reportm":%u,"dontnotify":%u,"alarm_level":%u, "obj_threshold":%u})",
+          first ? "" : ",", e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evsn, //
+          text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,   //
+          e.rid, e.rtime, text_of(e.robj).text, text_of(e.robj_ch).text,                  //
+          e.evt_birth, e.evdeath, text_of(e.insname).text, e.rdstat(), text_of(e.insname_ch).text,
+          text_of(e.lval).text, text_of(e.fval).text, text_of(e.failure).text, //
+          e.effective(), e.reportm, e.dontnotify(), e.alarm_level(), e.obj_threshold);
+}
+
+constexpr char text_header[] = "id evtype evattr evattrid evsn "
+                               "evopcode evlimit1 evlimit2 "
+                               "rid rtime robj robj_ch "
+                               "evbirth evdeath insname rdstat insname_ch "
+                               "lval fval failure "
+                               "effective reportm dontnotify alarm_level";
+
+// Without the column rdstat that the header names, kept so: the later names stand one place off.
+void print_row(const EventLogRecord& e)
+{
+    print("%u %s %s %u %u "
+          "%s %s %s "
+          "%u %u %s %s "
+          "%u %u %s %s "
+          "%s %s %s "
+          "%u %u %u %u\n",
+          e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evattrid, e.evsn,     //
+          text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text, //
+          e.rid, e.rtime, text_of(e.robj).text, text_of(e.robj_ch).text,                //
+          e.evt_birth, e.evdeath, text_of(e.insname).text, text_of(e.insname_ch).text,  //
+          text_of(e.lval).text, text_of(e.fval).text, text_of(e.failure).text,          //
+          e.effective(), e.reportm, e.dontnotify(), e.alarm_level());
+}
+
+int print_summary(Fetch& fetch, const Query& query)
+{
+    if (event_summary_start() != 0)
+        return -1;
+    int status = fetch_each<EventLogRecord>(fetch, [&](const EventLogRecord& event) {
+        if (wanted(event, query))
+            event_summary_count(event, query.day);
+        return true;
+    });
+    if (status == 0)
+        event_summary_print();
+    return status;
+}
+
+int print_events(Fetch& fetch, const Query& query)
+{
+    Paging paging = query.paging.page > 0 ? query.paging : Paging{.page = 1, .limit = INT32_MAX};
+    Rows<EventLogRecord> rows({.key = [](const EventLogRecord& e) -> uint64_t { return e.evdeath; }});
+    rows.want_until(paging.end());
+    int status = fetch_each<EventLogRecord>(fetch, [&](const EventLogRecord& event) {
+        if (!wanted(event, query))
+            return true;
+        if (!rows.make_room())
+            return refuse("fal alloc _ptrs object") == 0;
+        return rows.keep(event) || refuse("fail alloc nevt_data_t object") == 0;
+    });
+    if (status != 0)
+        return status;
+    rows.rank();
+    rows.print_page(paging, [&](const EventLogRecord& event, bool first) {
+        if (event.evdeath == 0) // ends the listing: those that follow have no end either
+            return;
+        if (query.json)
+            print_json(event, first);
+        else
+            print_row(event);
+    });
+    if (query.json)
+        print(R"(], "total":%d})", static_cast<int>(rows.total()));
+    return 0;
+}
+
+} // namespace
+
+int nevtlog_list(int argc, char** argv)
+{
+    Query query;
+    Fetch fetch{.module = "nevt_log", .text = {}, .nul = ArgumentText::leave_nul};
+    for (const char* argument : arguments(argc, argv))
+        if (!read_argument(argument, query))
+            fetch.text.append_leading(argument);
+    if (query.json)
+        print(R"({"data":[)"); // in front of a summary too, kept so
+    else if (query.header)
+        print_line(text_header);
+    if (query.summary != 0 || query.only_today != 0)
+        query.day = today();
+    return query.summary != 0 ? print_summary(fetch, query) : print_events(fetch, query);
+}

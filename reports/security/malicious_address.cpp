@@ -1,0 +1,15 @@
+// The addresses that the daemon takes for malicious, a line each.
+#include "base/address.h"
+#include "base/output.h"
+#include "common/fetch.h"
+#include "reports/security/security.h"
+
+int malcip_list(int argc, char** argv)
+{
+    Fetch fetch{.module = "malcip", .text = {}};
+    fetch.text.append_all_trailing(argc, argv);
+    return fetch_each<be32>(fetch, [](const be32& address) {
+        print("%s\n", ipv4_text(address).text);
+        return true;
+    });
+}

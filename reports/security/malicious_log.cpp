@@ -1,0 +1,125 @@
+// The malicious-activity log: a page of its records and summaries over all of them.
+#include "base/address.h"
+#include "base/clock.h"
+#include "base/output.h"
+#include "common/arguments.h"
+#include "common/fetch.h"
+#include "common/order.h"
+#include "reports/security/malicious_summary.h"
+#include "reports/security/security.h"
+#include "reports/security/today.h"
+
+namespace {
+
+struct Query {
+    Paging paging{.page = 1, .limit = 20};
+    int flow_log = 0;
+    SummaryChoice summaries;
+};
+
+void read_argument(const char* argument, Query& query)
+{
+    struct {
+        std::string_view key;
+        int& number;
+    } const keys[] = {
+        {"show_flowlog=", query.flow_log              },
+        {"show_level=",   query.summaries.levels      },
+        {"show_malc=",    query.summaries.types       },
+        {"show_srcip=",   query.summaries.sources     },
+        {"show_dstip=",   query.summaries.destinations},
+        {"show_dns=",     query.summaries.domains     },
+        {"show_area=",    query.summaries.areas       },
+    };
+    take_paging(argument, query.paging);
+    for (const auto& known : keys)
+        take_number(argument, known.key, known.number);
+}
+
+// "address", "address:port", the name, or "NULL".
+TerminatedText<60> indicator_text(const MaliciousRecord& record)
+{
+    auto text = text_of(record.indicator_name);
+    uint32_t address = record.indicator;
+    uint16_t port = record.indicator_port;
+    if (address != 0 && port != 0)
+        snprintf(text.text, sizeof text.text, "%s:%d", ipv4_text(address).text, port);
+    else if (address != 0)
+        snprintf(text.text, sizeof text.text, "%s", ipv4_text(address).text);
+    else if (text.text[0] == '\0')
+        snprintf(text.text, sizeof text.text, "NULL");
+    return text;
+}
+
+void print_event(const MaliciousRecord& record)
+{
+    print(R"({"time":"%s")"
+          R"(,"src":"%s", "sport":%d)"
+          R"(,"dst":"%s", "dport":%d)"
+          R"(,"risc":"%s","locisp":"%s","ioc":"%s","type":"%s"})",
+          time_text(record.time).text,                            //
+          ipv4_text(record.source).text, int{record.source_port}, //
+          ipv4_text(record.destination).text, int{record.destination_port}, level_word(record.level),
+          text_of(record.area).text, indicator_text(record).text, text_of(record.type).text);
+}
+
+// The records' order, newest first; empty when there is no memory for it.
+std::span<const Ranked> newest_first(std::span<const MaliciousRecord> records)
+{
+    auto* ranked = static_cast<Ranked*>(calloc(records.size(), sizeof(Ranked)));
+    if (ranked == nullptr)
+        return {};
+    for (uint32_t i = 0; i < records.size(); i++)
+        ranked[i] = {.key = records[i].time, .arrival = i, .slot = i};
+    std::span<Ranked> order(ranked, records.size());
+    rank_first(order, order.size(), {});
+    return order;
+}
+
+// Prints the page when it was asked for and counts for every summary, in one walk.
+void walk(const Query& query, std::span<const MaliciousRecord> records, std::span<const Ranked> order)
+{
+    const bool show = query.flow_log != 0;
+    const int64_t today_start = show ? today().first : 0;
+    int todays = 0, total = 0;
+    print_text(show ? R"({"data":[)" : "");
+    for (const Ranked& row : order) {
+        const MaliciousRecord record = records[row.slot]; // a copy: the daemon may still write
+        if (record.time == 0)
+            continue;
+        summarise(query.summaries, record);
+        if (show && query.paging.holds(total)) {
+            print_text(total == query.paging.start() ? "" : ",");
+            print_event(record);
+        }
+        todays += record.time >= today_start;
+        total++;
+    }
+    if (show)
+        print(R"(], "today":%d, "total":%d})", todays, total);
+}
+
+} // namespace
+
+int malclog_list(int argc, char** argv)
+{
+    Query query;
+    Fetch fetch{.code = verb::get, .module = "malc", .text = {}, .nul = ArgumentText::leave_nul};
+    for (const char* argument : arguments(argc, argv)) {
+        read_argument(argument, query);
+        fetch.text.append_leading(argument);
+    }
+    fetch.text.append(" log=1");
+    Answer answer;
+    if (fetch_once(fetch, answer) != 0)
+        return -1;
+    std::span<const MaliciousRecord> records;
+    if (!records_in(answer, records))
+        return refuse_reply();
+    std::span<const Ranked> order = newest_first(records);
+    if (order.size() != records.size())
+        return refuse("NO_MEM");
+    walk(query, records, order);
+    print_summaries(query.summaries);
+    return 0;
+}

@@ -1,0 +1,165 @@
+#include "reports/security/malicious_summary.h"
+
+#include "base/address.h"
+#include "base/output.h"
+#include "reports/security/fixed_pool.h"
+
+namespace {
+
+constexpr uint32_t levels = 5; // 0 to 4; records of a higher one are in no count of levels
+struct LevelCounts {
+    uint32_t of[levels];
+};
+
+FixedPool<TextKey<32>, uint32_t, 32, 32> type_pool;
+FixedPool<AddressKey, LevelCounts, 4096, 1024> address_pool; // sources and destinations together, kept so
+FixedPool<TextKey<48>, LevelCounts, 4096, 1024> domain_pool;
+FixedPool<TextKey<32>, uint32_t, 1024, 1024> area_pool;
+LevelCounts level_totals;
+static_assert(type_pool.bytes == 1536 && address_pool.bytes == 131072);
+static_assert(domain_pool.bytes == 327680 && area_pool.bytes == 49152);
+
+void count_level(LevelCounts& counts, uint32_t level)
+{
+    if (level < levels)
+        counts.of[level]++;
+}
+
+void count_type(std::string_view type)
+{
+    if (!type_pool.prepare())
+        print("fail to alloc malc pool %ld bytes\n", type_pool.bytes);
+    if (auto* entry = type_pool.at(type))
+        entry->counters++;
+}
+
+void count_address(const be32& address, uint32_t level)
+{
+    if (!address_pool.prepare())
+        print("fail to alloc %ld bytes for ippool\n", address_pool.bytes);
+    if (auto* entry = address_pool.at(address.raw()))
+        count_level(entry->counters, level);
+}
+
+void count_domain(std::string_view name, uint32_t level)
+{
+    if (name.empty())
+        return;
+    if (!domain_pool.prepare())
+        print("fail to alloc %ld bytes for dnspool\n", domain_pool.bytes);
+    if (auto* entry = domain_pool.at(name))
+        count_level(entry->counters, level);
+}
+
+void count_area(std::string_view area)
+{
+    if (area.empty())
+        return;
+    if (!area_pool.prepare())
+        print("fail to alloc %ld bytes for areapool\n", area_pool.bytes);
+    if (area.find('|') != std::string_view::npos)
+        area = "\xD6\xD0\xB9\xFA"; // China
+    if (auto* entry = area_pool.at(area))
+        entry->counters++;
+}
+
+template <class Pool, class PrintEntry> void print_entries(const Pool& pool, PrintEntry&& print_entry)
+{
+    const char* lead = "";
+    for (const auto& entry : pool.entries()) {
+        print_entry(lead, entry);
+        lead = ",";
+    }
+}
+
+template <class Pool, class PrintEntry> void print_counted(const Pool& pool, PrintEntry&& print_entry)
+{
+    print(R"({"total":%d, "data":[)", static_cast<int>(pool.entries().size()));
+    print_entries(pool, print_entry);
+    print("]}");
+}
+
+void print_areas()
+{
+    print_counted(area_pool, [](const char* lead, const auto& area) {
+        print(R"(%s{"name":"%s","cnt":%d})", lead, area.key.text, static_cast<int>(area.counters));
+    });
+}
+
+void print_domains()
+{
+    print_counted(domain_pool, [](const char* lead, const auto& domain) {
+        const auto& risc = domain.counters.of;
+        print(R"(%s{"dns":"%s","risc":[%u,%u,%u,%u]})", //
+              lead, domain.key.text, risc[1], risc[2], risc[3], risc[4]);
+    });
+}
+
+void print_addresses()
+{
+    print_counted(address_pool, [](const char* lead, const auto& address) {
+        const auto& risc = address.counters.of;
+        print(R"(%s{"ip":"%s","risc":[%u,%u,%u,%u]})", //
+              lead, ipv4_text(__builtin_bswap32(address.key.raw)).text, risc[1], risc[2], risc[3], risc[4]);
+    });
+}
+
+void print_levels()
+{
+    static constexpr const char* names[] = {"critical", "high", "mid", "low"};
+    const char* lead = "";
+    print("[");
+    for (uint32_t level = 1; level < levels; level++) {
+        print(R"(%s{"name":"%s", "cname":"%s", "cnt":%d})", //
+              lead, names[level - 1], level_word(level), static_cast<int>(level_totals.of[level]));
+        lead = ",";
+    }
+    print("]");
+}
+
+void print_types()
+{
+    print("[");
+    print_entries(type_pool, [](const char* lead, const auto& type) {
+        print(R"(%s{"name":"%s", "cnt":%d})", lead, type.key.text, static_cast<int>(type.counters));
+    });
+    print("]");
+}
+
+} // namespace
+
+const char* level_word(uint32_t level)
+{
+    static constexpr const char* words[] = {nullptr, "\xD1\xCF\xD6\xD8", "\xB8\xDF", "\xD6\xD0", "\xB5\xCD"};
+    return name_at(words, level, "\xCE\xB4\xD6\xAA");
+}
+
+void summarise(const SummaryChoice& choice, const MaliciousRecord& record)
+{
+    if (choice.types != 0)
+        count_type(record.type.view());
+    if (choice.sources != 0)
+        count_address(record.source, record.level);
+    if (choice.destinations != 0)
+        count_address(record.destination, record.level);
+    if (choice.domains != 0)
+        count_domain(record.indicator_name.view(), record.level);
+    if (choice.areas != 0)
+        count_area(record.area.view());
+    if (choice.levels != 0)
+        count_level(level_totals, record.level);
+}
+
+void print_summaries(const SummaryChoice& choice)
+{
+    if (choice.areas != 0)
+        print_areas();
+    if (choice.domains != 0)
+        print_domains();
+    if (choice.sources != 0 || choice.destinations != 0)
+        print_addresses();
+    if (choice.levels != 0)
+        print_levels();
+    if (choice.types != 0)
+        print_types();
+}
