@@ -174,7 +174,7 @@ void Program::read_output(size_t until)
         read_some(100);
 }
 
-Run& Program::wait(int seconds, bool reading)
+RunResult& Program::wait(int seconds, bool reading)
 {
     auto deadline = Clock::now() + std::chrono::seconds(seconds);
     int status = 0;
@@ -234,7 +234,7 @@ void run_case(const Case& one)
         arguments.push_back(with_root(argument, root.path()));
 
     Program program(arguments, environment, one.output_to);
-    const Run& run = program.wait();
+    const RunResult& run = program.wait();
     if (daemon)
         daemon->finish();
     if (one.check)

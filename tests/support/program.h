@@ -96,7 +96,7 @@ struct Exchange {
 };
 
 // A program's end: exit status, or minus the number of the signal that ended it.
-struct Run {
+struct RunResult {
     std::string output, errors;
     int status = 0;
     pid_t pid = 0;
@@ -117,7 +117,7 @@ struct Case {
     std::string errors = {};
     std::string output_to =
         {}; // open this instead of capturing ("/dev/full"); "-": closed; "|": nobody reads
-    std::function<void(const Run&)> check = {};              // instead of comparing `output`
+    std::function<void(const RunResult&)> check = {};        // instead of comparing `output`
     std::function<void(const std::string& root)> after = {}; // looks at files the run has written
 };
 
@@ -173,11 +173,11 @@ public:
     const std::string& output() const { return run_.output; }
     // Collects the output and the end; kills a run that hangs, which is a failure. Not `reading`: leaves the
     // output in the pipe until the run has ended.
-    Run& wait(int seconds = 60, bool reading = true);
+    RunResult& wait(int seconds = 60, bool reading = true);
 
 private:
     bool read_some(int timeout_ms);
-    Run run_;
+    RunResult run_;
     int output_fd_ = -1, errors_fd_ = -1;
     bool ended_ = false;
 };

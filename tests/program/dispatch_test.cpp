@@ -1,0 +1,262 @@
+// From the command line to the daemon: listing forms, tables, sizes, fallback verbs, unknown words.
+#include "tests/support/program.h"
+
+#include <ctime>
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr Daemon A = Daemon::analysis, M = Daemon::management;
+
+const Case listing_cases[] = {
+    {.name = "the modules of the analysis daemon",
+     .daemon = Daemon::none,
+     .output =
+         "module\nobslog\nobsquery\nworker\ndisk\nassetsgroup2\nassetsobj2\ntable\nobssegdelay\ntundata\n"
+         "certdata\ncondtunnel\napplevel\ntunwltable\n",
+     .status = 255},
+    {.name = "every module whose name contains the word",
+     .arguments = {"obs"},
+     .daemon = Daemon::none,
+     .output = "obslog stat\nobslog get\nobsquery stat\nobssegdelay stat\nobssegdelay set\n",
+     .status = 255},
+    {.name = "the word anywhere in the name",
+     .arguments = {"table"},
+     .daemon = Daemon::none,
+     .output = "table get\ntable addip\ntable rmvip\ntable clear\ntable getcmp\ntable loadfile\n"
+               "tunwltable list\ntunwltable remove\n",
+     .status = 255},
+    {.name = "the empty word matches all",
+     .arguments = {""},
+     .daemon = Daemon::none,
+     .output = "module list\nmodule stat\nobslog stat\nobslog get\nobsquery stat\nworker stat\nworker list\n"
+               "worker add\ndisk stat\nassetsgroup2 add\nassetsgroup2 list\nassetsgroup2 set\n"
+               "assetsgroup2 stat\nassetsgroup2 remove\nassetsobj2 add\nassetsobj2 set\nassetsobj2 stat\n"
+               "assetsobj2 remove\ntable get\ntable addip\ntable rmvip\ntable clear\ntable getcmp\n"
+               "table loadfile\nobssegdelay stat\nobssegdelay set\ntundata list\ncertdata list\n"
+               "condtunnel list\ncondtunnel stat\napplevel list\ntunwltable list\ntunwltable remove\n",
+     .status = 255},
+    {.name = "modules of the other tables are not shown",
+     .arguments = {"mempcap"},
+     .daemon = Daemon::none,
+     .status = 255},
+    {.name = "nor is chart", .arguments = {"chart"}, .daemon = Daemon::none, .status = 255},
+    {.name = "a word that only contains sysboot",
+     .arguments = {"sysboots"},
+     .daemon = Daemon::none,
+     .status = 255},
+    {.name = "unknown words",
+     .arguments = {"gadget", "frob", "x"},
+     .output = "invalid commands: gadget frob\n",
+     .status = 1},
+    {.name = "empty words", .arguments = {"", ""}, .output = "invalid commands:  \n", .status = 1},
+    {.name = "disable is no verb of the fallback",
+     .arguments = {"gadget", "disable"},
+     .output = "invalid commands: gadget disable\n",
+     .status = 1},
+    {.name = "chart has no fallback",
+     .arguments = {"chart", "stat"},
+     .daemon = Daemon::chart,
+     .output = "invalid commands: chart stat\n",
+     .status = 1},
+    {.name = "nor has keytbl",
+     .arguments = {"keytbl", "stat"},
+     .output = "invalid commands: keytbl stat\n",
+     .status = 1},
+    {.name = "verbs are compared whole",
+     .arguments = {"gadget", "stats"},
+     .output = "invalid commands: gadget stats\n",
+     .status = 1},
+};
+
+TEST(Dispatch, ListsAndRefuses)
+{
+    run_cases(listing_cases);
+}
+
+TEST(Dispatch, BootTime)
+{
+    auto boot = [] { // as the kernel tells it now, to the second
+        double up = 0;
+        std::ifstream("/proc/uptime") >> up;
+        return static_cast<long>(time(nullptr)) - static_cast<long>(up);
+    };
+    run_case({.name = "sysboot",
+              .arguments = {"sysboot"},
+              .daemon = Daemon::none,
+              .check = [&](const RunResult& run) {
+                  long seconds = atol(run.output.c_str());
+                  EXPECT_EQ(std::to_string(seconds) + "_0\n", run.output);
+                  EXPECT_NEAR(static_cast<double>(boot()), static_cast<double>(seconds), 2);
+              }});
+}
+
+// Rows without a handler: the daemon gets the row's code, generic ones with the row's module name.
+struct Plain {
+    const char* module;
+    const char* verb;
+    uint32_t code;
+    Daemon daemon;
+    uint32_t segment_kib;
+    bool named = true;
+};
+
+// clang-format off
+const Plain plain_rows[] = {
+    {"module",       "list",     387,  A,   64, false},
+    {"module",       "stat",     388,  A,   64, false},
+    {"table",        "loadfile", 249,  A,   64, false},
+    {"assetsgroup2", "add",      2051, A,   64},
+    {"assetsgroup2", "list",     2055, A, 2048},
+    {"assetsgroup2", "set",      2053, A,   64},
+    {"assetsgroup2", "stat",     2050, A,   64},
+    {"assetsgroup2", "remove",   2052, A,  256},
+    {"assetsobj2",   "add",      2051, A,   64},
+    {"assetsobj2",   "set",      2053, A,   64},
+    {"assetsobj2",   "stat",     2050, A,   64},
+    {"assetsobj2",   "remove",   2052, A,  256},
+    {"obssegdelay",  "set",      2053, A, 1024},
+    {"obsreasslog",  "stat",     2050, M,   64},
+    {"obsreasspkt",  "stat",     2050, M,   64},
+    {"assetsgroup",  "add",      2051, M,   64},
+    {"assetsgroup",  "list",     2055, M, 2048},
+    {"assetsgroup",  "set",      2053, M,   64},
+    {"assetsgroup",  "stat",     2050, M,   64},
+    {"assetsgroup",  "remove",   2052, M,  256},
+    {"assetsobj",    "add",      2051, M,   64},
+    {"assetsobj",    "set",      2053, M,   64},
+    {"assetsobj",    "get",      2054, M,   64},
+    {"assetsobj",    "stat",     2050, M,   64},
+    {"assetsobj",    "remove",   2052, M,  256},
+    {"assetsobj",    "load",     2056, M, 2048},
+    {"obsiptable",   "loadfile", 2056, M,   64},
+    {"obstable",     "add",      2051, M,   64},
+    {"obstable",     "list",     2055, M, 2048},
+    {"obstable",     "set",      2053, M,   64},
+    {"obstable",     "stat",     2050, M,   64},
+    {"obstable",     "remove",   2052, M,  256},
+    {"obstable",     "get",      2054, M, 2048},
+    {"obsdnsgrp",    "add",      2051, M,   64},
+    {"obsdnsgrp",    "list",     2055, M, 2048},
+    {"obsdnsgrp",    "set",      2053, M,   64},
+    {"obsdnsgrp",    "stat",     2050, M,   64},
+    {"obsdnsgrp",    "remove",   2052, M,  256},
+    {"obsdnsgrp",    "get",      2054, M, 2048},
+    {"obsdnsgrp",    "loadfile", 2056, M, 2048},
+    {"obsdnsgrp",    "load",     2056, M, 2048},
+    {"mysqlrd",      "config",   2057, M,   64},
+    // The fallback: any module, the analysis daemon, sizes of its own.
+    {"gadget",       "stat",     2050, A,   16},
+    {"gadget",       "config",   2057, A,   16},
+    {"gadget",       "list",     2055, A, 2048},
+    {"gadget",       "get",      2054, A,   64},
+    {"gadget",       "add",      2051, A,   16},
+    {"gadget",       "set",      2053, A,   16},
+    {"gadget",       "remove",   2052, A,   16},
+    {"gadget",       "load",     2056, A,   16},
+    {"gadget",       "debug",    2064, A,  128},
+    // also where a table holds the module without the verb
+    {"ipobj",        "stat",     2050, A,   16},
+    {"obslog",       "config",   2057, A,   16},
+    {"worker",       "debug",    2064, A,  128},
+    {"",             "stat",     2050, A,   16},
+    {"sysboot",      "list",     2055, A, 2048},
+    {"keytbl",       "list",     282,  A,    4, false},
+};
+// clang-format on
+
+TEST(Dispatch, SendsThePlainRows)
+{
+    for (const Plain& row : plain_rows) {
+        Request request{.code = row.code,
+                        .module = row.named ? row.module : "",
+                        .data = trailing("a=1 b=2 "),
+                        .segment_size = row.segment_kib * 1024};
+        Request bare = request;
+        bare.data = {"", 1}; // a lone NUL
+        std::string name = std::string(row.module) + " " + row.verb;
+        bool always_succeeds = row.code == 282; // keytbl list
+        run_case({.name = name,
+                  .arguments = {row.module, row.verb, "a=1", "b=2"},
+                  .daemon = row.daemon,
+                  .exchanges = {{request, {.answer = "%s\nanswer"}}},
+                  .output = "%s\nanswer"});
+        run_case({.name = name + ": nothing typed, nothing answered",
+                  .arguments = {row.module, row.verb},
+                  .daemon = row.daemon,
+                  .exchanges = {{bare, {.answer = "not shown", .length = 0}}}});
+        run_case({.name = name + ": refused",
+                  .arguments = {row.module, row.verb, "a=1", "b=2"},
+                  .daemon = row.daemon,
+                  .exchanges = {{request, {.error = -7, .error_text = "NO %d"}}},
+                  .output = "NO %d\n",
+                  .status = always_succeeds ? 0 : 255});
+    }
+}
+
+// Reports whose records nobody has described send nothing. Only these rows may.
+TEST(Dispatch, SaysWhatIsNotSupported)
+{
+    static const std::pair<const char*, const char*> analysis[] = {
+        {"tundata", "list"}, {"certdata", "list"}, {"condtunnel", "list"}};
+    static const std::pair<const char*, const char*> management[] = {
+        {"obsreasslog", "list"},   {"obsreasspkt", "list"},    {"obslog", "tcpstat"},
+        {"obslog", "appstat"},     {"obslog", "dnsstat"},      {"obslog", "httpstat"},
+        {"obslog", "httpsstat"},   {"obslog", "dummydns"},     {"obslog", "dummyhttp"},
+        {"obslog", "list"},        {"assetsobj", "showgroup"}, {"assetsobj", "ipsort"},
+        {"assetsobj", "listflow"}, {"assetsflow", "get"},      {"emaillog", "list"},
+        {"ftplog", "list"},        {"telnetlog", "list"},      {"dnstuncheck", "list"},
+        {"dnstuncheck", "iplist"}, {"mysqlrd", "listflow"},    {"netev_session", "list"}};
+    auto check = [](const char* module, const char* verb, Daemon daemon) {
+        run_case({.name = std::string(module) + " " + verb,
+                  .arguments = {module, verb, "a=1"},
+                  .daemon = daemon,
+                  .output = "NOT_SUPPORTED\n",
+                  .status = 255});
+    };
+    for (auto [module, verb] : analysis)
+        check(module, verb, A);
+    for (auto [module, verb] : management)
+        check(module, verb, M);
+}
+
+const Case unreachable_cases[] = {
+    {.name = "the analysis daemon is not there",
+     .arguments = {"worker", "stat"},
+     .daemon = M,
+     .output = "can't connect to {root}/var/tmp/obslog.d",
+     .status = 255},
+    {.name = "the management daemon is not there, also for a module that both tables hold",
+     .arguments = {"obslog", "list"},
+     .daemon = A,
+     .output = "can't connect to {root}/usr/ramdisk/var/mgmt.d",
+     .status = 255},
+    {.name = "the chart daemon is not there",
+     .arguments = {"chart", "dump", "hours=1"},
+     .daemon = A,
+     .output = "can't connect to {root}/usr/ramdisk/var/obschartd.d",
+     .status = 255},
+    {.name = "the fallback",
+     .arguments = {"gadget", "stat"},
+     .daemon = M,
+     .output = "can't connect to {root}/var/tmp/obslog.d",
+     .status = 255},
+    {.name = "keytbl list fails only when there is no session",
+     .arguments = {"keytbl", "list"},
+     .daemon = M,
+     .output = "can't connect to {root}/var/tmp/obslog.d",
+     .status = 255},
+    {.name = "missing arguments are found out in a session",
+     .arguments = {"idssum", "remove"},
+     .daemon = A,
+     .output = "can't connect to {root}/usr/ramdisk/var/mgmt.d",
+     .status = 255},
+};
+
+TEST(Dispatch, SaysWhichDaemonIsNotThere)
+{
+    run_cases(unreachable_cases);
+}
+
+} // namespace
