@@ -80,3 +80,13 @@ int fetch_once(Fetch& fetch, Answer& answer)
     answer = answer_of(prepared.record);
     return 0;
 }
+
+int fetch_text(Fetch& fetch)
+{
+    Answer answer;
+    if (fetch_once(fetch, answer) != 0)
+        return -1;
+    if (answer.length > 0)
+        print_text(text_in(answer));
+    return 0;
+}

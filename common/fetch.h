@@ -8,7 +8,7 @@
 struct Fetch {
     uint32_t code = verb::list;
     const char* module = nullptr; // null for a raw code
-    ArgumentText text;            // appended to by the handler before fetching
+    ArgumentText text{};          // appended to by the handler before fetching
     ArgumentText::Nul nul = ArgumentText::count_nul;
     bool with_text = true;         // false: no argument text, length 0
     bool dictionary_first = false; // ask for the dictionary with the first request of the run
@@ -55,3 +55,6 @@ template <class Record, class Function> int fetch_each(Fetch& fetch, Function&& 
 
 // One exchange of the same kind; `answer` is set on success.
 int fetch_once(Fetch& fetch, Answer& answer);
+
+// One exchange whose answer is text, which is printed when its length is above 0.
+int fetch_text(Fetch& fetch);

@@ -16,6 +16,8 @@ static_assert(sizeof(CaptureRingHeader) == 32 && alignof(CaptureRingHeader) == 4
 static_assert(offsetof(CaptureRingHeader, lock) == 4 && offsetof(CaptureRingHeader, cnt) == 8);
 static_assert(offsetof(CaptureRingHeader, bs) == 12 && offsetof(CaptureRingHeader, next) == 16);
 
+constexpr char capture_ring_tag[4] = {'O', 'B', 'S', '\0'};
+
 struct CaptureSlot {
     uint32_t state;          // 0  see below; other values are the engine's
     uint32_t length;         // 4  valid bytes at the start of the block

@@ -29,3 +29,8 @@ struct [[gnu::packed]] ChartTables {
 static_assert(sizeof(ChartTables) == 7920 && alignof(ChartTables) == 1);
 static_assert(offsetof(ChartTables, point_count) == 4608 && offsetof(ChartTables, series) == 4616);
 static_assert(offsetof(ChartTables, series_count) == 7816);
+
+// Raw commands of the chart daemon.
+namespace chart_code {
+constexpr uint32_t dump = 1, rowlist = 2, timesum = 4;
+}

@@ -47,3 +47,8 @@ struct [[gnu::packed]] TableMemberRecord {
     uint32_t address; // 0
 };                    // 4
 static_assert(sizeof(TableMemberRecord) == 4 && alignof(TableMemberRecord) == 1);
+
+// Raw commands on one IP table, which is named in the request's text field or argument text.
+namespace table_code {
+constexpr uint32_t add_address = 121, remove_address = 122, clear = 125, get_complete = 126, match_test = 348;
+}

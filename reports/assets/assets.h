@@ -1,0 +1,5 @@
+#pragma once
+// Asset objects and the groups of the topology.
+#include "common/handler.h"
+
+Handler assetsobj_list, obstopogrp_list;

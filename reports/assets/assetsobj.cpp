@@ -1,0 +1,110 @@
+// assetsobj list: the statistics of every configured asset, one page of them sorted by one measure.
+#include "base/address.h"
+#include "base/clock.h"
+#include "base/output.h"
+#include "common/fetch.h"
+#include "common/rows.h"
+#include "reports/assets/assets.h"
+#include "wire/asset.h"
+
+#include <algorithm>
+#include <climits>
+
+namespace {
+
+uint64_t average_delay(const AssetRecord& r) // microseconds
+{
+    uint64_t samples = 0;
+    for (uint32_t count : r.delay_counts)
+        samples += count;
+    return samples != 0 ? r.delay_sum / samples : 0;
+}
+
+uint32_t largest_delay(const AssetRecord& r) // microseconds
+{
+    return std::max<uint32_t>(r.delay_max_1, r.delay_max_2);
+}
+
+uint64_t failure_rate(const AssetRecord& r) // percent
+{
+    uint64_t requests = uint64_t{r.succeeded} + r.failed;
+    return requests != 0 ? uint64_t{r.failed} * 100 / requests : 0;
+}
+
+struct SortWord {
+    std::string_view word;
+    uint64_t (*key)(const AssetRecord&); // null: the daemon's order
+};
+
+// "in" orders by what is printed as "out" and the reverse: the web layer expects it so.
+constexpr SortWord sort_words[] = {
+    {"flowcnt",  [](const AssetRecord& r) { return uint64_t{r.flows}; }         },
+    {"pps",      [](const AssetRecord& r) { return uint64_t{r.pps}; }           },
+    {"bpsin",    [](const AssetRecord& r) { return uint64_t{r.bps_out}; }       },
+    {"bpsout",   [](const AssetRecord& r) { return uint64_t{r.bps_in}; }        },
+    {"bytesin",  [](const AssetRecord& r) { return r.bytes_out; }               },
+    {"bytesout", [](const AssetRecord& r) { return r.bytes_in; }                },
+    {"avgdelay", average_delay                                                  },
+    {"id",       nullptr                                                        },
+    {"maxus",    [](const AssetRecord& r) { return uint64_t{largest_delay(r)}; }},
+    {"failrate", failure_rate                                                   },
+};
+
+// An unknown word leaves the choice as it was.
+void take_sort(const char* argument, const SortWord*& sort)
+{
+    const char* word = value_of(argument, "sort=");
+    for (const SortWord& known : sort_words)
+        if (word != nullptr && known.word == word)
+            sort = &known;
+}
+
+void print_value(const AssetRecord& r)
+{
+    if (r.kind == AssetRecord::kind_ipv4) // the 1 is what the web layer expects of IPv4
+        print(R"(,"value":"%s","isipv6":1)", ipv4_text(r.value_address().ipv4_network()).text);
+    else if (r.kind == AssetRecord::kind_ipv6)
+        print(R"(,"value":"%s","isipv6":2)", ipv6_text(r.value_address().bytes).text);
+    else
+        print(R"(,"value":"%s")", text_of(r.value).text);
+}
+
+void print_asset(const AssetRecord& r, bool first)
+{
+    print(R"(%s{"pid":%d,"id":%d,"logicid":%d,"name":"%s","port":%d)", first ? "" : ",", r.pid,
+          static_cast<int>(r.id), static_cast<int>(r.logical_id), text_of(r.name).text, r.port);
+    print_value(r);
+    print(R"(,"flowcnt":%u,"pps":%u,"bpsout":%u,"bpsin":%u,"bpstotal":%u)"
+          R"(,"bytesout":%lu,"bytesin":%lu,"bytestotal":%lu)"
+          R"(,"avgdelay":"%.2f","maxus":%.2f,"failrate":%u,"threats":%u,"threat_last":"%s"})",
+          r.flows, r.pps, r.bps_out, r.bps_in, r.bps_out + r.bps_in,               // 32 bits, wrapping
+          r.bytes_out, r.bytes_in, r.bytes_out + r.bytes_in,                       //
+          static_cast<double>(average_delay(r)) / 1000, largest_delay(r) / 1000.0, // the first is quoted
+          static_cast<uint32_t>(failure_rate(r)), r.threats(), time_text(r.last_threat()).text);
+}
+
+} // namespace
+
+int assetsobj_list(int argc, char** argv)
+{
+    Paging paging{.page = 1, .limit = INT_MAX};
+    const SortWord* sort = &sort_words[0];
+    Fetch fetch{.code = verb::list, .module = "assetsobj"};
+    for (const char* argument : arguments(argc, argv)) {
+        take_paging(argument, paging);
+        take_sort(argument, sort);
+        fetch.text.append_trailing(argument);
+    }
+    if (paging.page == 0 || paging.limit == 0)
+        return refuse("INV_PAGE_LIMIT");
+
+    print(R"({"list":[)"); // before the request: an error text follows it
+    Rows<AssetRecord> rows({sort->key});
+    rows.want_until(paging.end());
+    if (fetch_each<AssetRecord>(fetch, [&](const AssetRecord& r) { return rows.keep(r); }) != 0)
+        return -1;
+    rows.rank();
+    rows.print_page(paging, print_asset);
+    print(R"(], "total":%d})", static_cast<int>(rows.total()));
+    return 0;
+}

@@ -1,0 +1,124 @@
+// whiteip: the white list of trusted endpoints, as flows and as addresses.
+#include "base/address.h"
+#include "base/output.h"
+#include "common/fetch.h"
+#include "common/rows.h"
+#include "reports/tables/tables.h"
+#include "wire/white_list.h"
+
+namespace {
+
+struct Query {
+    Paging paging{.page = 1, .limit = 100};
+    int json = 0;
+    bool by_address = false;
+    uint32_t address = 0;
+};
+
+// Every argument goes to the daemon too. False with the message printed.
+bool read_query(int argc, char** argv, Query& query, ArgumentText& text)
+{
+    for (const char* argument : arguments(argc, argv)) {
+        const char* ip = nullptr;
+        if (take_text(argument, "ip=", ip)) {
+            query.by_address = true;
+            if (!parse_ipv4(ip, query.address)) {
+                print_line("invalid ip");
+                return false;
+            }
+        }
+        take_number(argument, "showjson=", query.json) || take_paging(argument, query.paging);
+        text.append_trailing(argument);
+    }
+    return true;
+}
+
+void print_flow(const WhiteFlowRecord& r, bool json, bool first)
+{
+    if (json)
+        print(R"(%s{"src":"%s", "sport":%d, "srcmac":"%s", "dst":"%s", "dport":%d, "birth":%u, "proto":%d})",
+              first ? "" : ",", ipv4_text(r.source).text, r.source_port, mac_text(r.source_mac, ':').text,
+              ipv4_text(r.destination).text, r.destination_port, r.birth, r.protocol);
+    else
+        print("%s %d %s %s %d %u %d\n", //
+              ipv4_text(r.source).text, r.source_port, mac_text(r.source_mac, ':').text,
+              ipv4_text(r.destination).text, r.destination_port, r.birth, r.protocol);
+}
+
+void print_address(const WhiteAddressRecord& r, bool json, bool first)
+{
+    if (json)
+        print(R"(%s{"ip":"%s","birth":%u,"lasttime":%u,"flows":%u,"desc":"%s"})", first ? "" : ",",
+              ipv4_text(r.address).text, r.birth, r.last_time, r.flows, text_of(r.description).text);
+    else
+        print("%s %u %u %u %s\n", //
+              ipv4_text(r.address).text, r.birth, r.last_time, r.flows, text_of(r.description).text);
+}
+
+uint64_t by_flows(const WhiteAddressRecord& r)
+{
+    return r.flows;
+}
+
+} // namespace
+
+// Prints while it walks. The daemon filters by "ip=".
+int whiteip_list(int argc, char** argv)
+{
+    Query query;
+    Fetch fetch{.code = verb::list, .module = "whiteip"};
+    if (!read_query(argc, argv, query, fetch.text))
+        return -1;
+    if (query.json != 0)
+        print(R"({"list":[)");
+    int64_t index = 0;
+    auto show = [&](const WhiteFlowRecord& r) {
+        if (query.paging.holds(index))
+            print_flow(r, query.json != 0, index == query.paging.start());
+        index++;
+        return true;
+    };
+    if (fetch_each<WhiteFlowRecord>(fetch, show) != 0)
+        return -1;
+    if (query.json != 0)
+        print(R"(], "total":%d})", static_cast<int>(index));
+    return 0;
+}
+
+int whiteip_get(int argc, char** argv)
+{
+    Query query;
+    Fetch fetch{.code = verb::get, .module = "whiteip"};
+    if (!read_query(argc, argv, query, fetch.text))
+        return -1;
+    Rows<WhiteAddressRecord> rows({by_flows});
+    rows.want_until(query.paging.end());
+    auto keep = [&](const WhiteAddressRecord& r) {
+        return (query.by_address && r.address != query.address) || rows.keep(r);
+    };
+    if (fetch_each<WhiteAddressRecord>(fetch, keep) != 0)
+        return -1;
+    rows.rank();
+    bool json = query.json != 0;
+    if (json)
+        print(R"({"list":[)");
+    rows.print_page(query.paging,
+                    [&](const WhiteAddressRecord& r, bool first) { print_address(r, json, first); });
+    if (json)
+        print(R"(], "total":%d})", static_cast<int>(rows.total()));
+    return 0;
+}
+
+// The usage names other keys than those that are sent: kept so.
+int whiteip_config(int argc, char** argv)
+{
+    if (argc < 1)
+        return refuse("usage:tblid=n offline_ttl=n badip_ttl=n");
+    Fetch fetch{.code = verb::config, .module = "whiteip"};
+    for (const char* argument : arguments(argc, argv))
+        for (const char* key : {"id=", "name=", "addr="})
+            if (value_of(argument, key) != nullptr)
+                fetch.text.append_trailing(argument);
+    Answer answer;
+    return fetch_once(fetch, answer);
+}
