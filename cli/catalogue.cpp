@@ -2,7 +2,11 @@
 
 #include "cli/forward_rows.h"
 #include "cli/not_supported.h"
+#include "reports/assets/assets.h"
+#include "reports/capture/capture.h"
+#include "reports/charts/charts.h"
 #include "reports/security/security.h"
+#include "reports/tables/tables.h"
 
 #include <cstring>
 
@@ -59,11 +63,11 @@ static VerbEntry assetsobj2_verbs[] = {
 };
 
 static VerbEntry table_verbs[] = {
-    {"get",         not_supported,                   2048},
-    {"addip",       not_supported,                      4},
-    {"rmvip",       not_supported,                      4},
-    {"clear",       not_supported,                      4},
-    {"getcmp",      not_supported,                   2048},
+    {"get",         table_get,                       2048},
+    {"addip",       table_addip,                        4},
+    {"rmvip",       table_rmvip,                        4},
+    {"clear",       table_clear,                        4},
+    {"getcmp",      table_getcmp,                    2048},
     {"loadfile",    raw(249),                           4},
     {nullptr, raw(0), 0},
 };
@@ -96,7 +100,7 @@ static VerbEntry applevel_verbs[] = {
 };
 
 static VerbEntry tunwltable_verbs[] = {
-    {"list",        not_supported,                   1024},
+    {"list",        tunwltable_list,                 1024},
     {"remove",      forward<tunwltable_remove>,         8},
     {nullptr, raw(0), 0},
 };
@@ -145,7 +149,7 @@ static VerbEntry nevt_verbs[] = {
 };
 
 static VerbEntry hostinfo_verbs[] = {
-    {"list",        not_supported,                   2048},
+    {"list",        hostinfo_list,                   2048},
     {"stat",        forward<hostinfo_stat>,             4},
     {"config",      forward<hostinfo_config>,           4},
     {nullptr, raw(0), 0},
@@ -153,7 +157,7 @@ static VerbEntry hostinfo_verbs[] = {
 
 static VerbEntry obstopogrp_verbs[] = {
     {"stat",        forward<obstopogrp_stat>,           8},
-    {"list",        not_supported,                      8},
+    {"list",        obstopogrp_list,                    8},
     {"add",         forward<obstopogrp_add>,            8},
     {"remove",      forward<obstopogrp_remove>,         8},
     {"config",      forward<obstopogrp_config>,         8},
@@ -161,8 +165,8 @@ static VerbEntry obstopogrp_verbs[] = {
 };
 
 static VerbEntry obspcap_verbs[] = {
-    {"init",        not_supported,                      0},
-    {"save",        not_supported,                      0},
+    {"init",        obspcap_init,                       0},
+    {"save",        obspcap_save,                       0},
     {nullptr, raw(0), 0},
 };
 
@@ -179,7 +183,7 @@ static VerbEntry obslog_management_verbs[] = {
 };
 
 static VerbEntry mempcap_verbs[] = {
-    {"dump",        not_supported,                     64},
+    {"dump",        mempcap_dump,                      64},
     {"stat",        forward<mempcap_stat>,             64},
     {"list",        forward<mempcap_list>,             64},
     {"add",         forward<mempcap_add>,              64},
@@ -201,7 +205,7 @@ static VerbEntry assetsgroup_verbs[] = {
 
 static VerbEntry assetsobj_verbs[] = {
     {"add",         verb::add,                          8},
-    {"list",        not_supported,                   2048},
+    {"list",        assetsobj_list,                  2048},
     {"showgroup",   not_supported,                   2048},
     {"set",         verb::set,                          8},
     {"get",         verb::get,                         16},
@@ -252,7 +256,7 @@ static VerbEntry qtde_verbs[] = {
 };
 
 static VerbEntry obsiptable_verbs[] = {
-    {"get",         not_supported,                   2048},
+    {"get",         obsiptable_get,                  2048},
     {"addip",       forward<obsiptable_addip>,          4},
     {"remove",      forward<obsiptable_remove>,         4},
     {"clear",       forward<obsiptable_clear>,          4},
@@ -278,17 +282,17 @@ static VerbEntry obsdnsgrp_verbs[] = {
     {"stat",        verb::stat,                         8},
     {"remove",      verb::remove,                     256},
     {"get",         verb::get,                       2048},
-    {"dumpgrp",     not_supported,                   2048},
+    {"dumpgrp",     obsdnsgrp_dumpgrp,               2048},
     {"loadfile",    verb::load,                      2048},
     {"load",        verb::load,                      2048},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry whiteip_verbs[] = {
-    {"list",        not_supported,                    256},
+    {"list",        whiteip_list,                     256},
     {"stat",        forward<whiteip_stat>,              4},
-    {"get",         not_supported,                      8},
-    {"config",      not_supported,                      8},
+    {"get",         whiteip_get,                        8},
+    {"config",      whiteip_config,                     8},
     {nullptr, raw(0), 0},
 };
 
@@ -319,7 +323,7 @@ static VerbEntry dnstuncheck_verbs[] = {
 };
 
 static VerbEntry dnstunwltable_verbs[] = {
-    {"list",        not_supported,                   1024},
+    {"list",        dnstunwltable_list,              1024},
     {"remove",      forward<dnstunwltable_remove>,      8},
     {nullptr, raw(0), 0},
 };
@@ -409,9 +413,9 @@ static VerbEntry obsnetbios_verbs[] = {
 };
 
 VerbEntry chart_table[] = {
-    {"rowlist",     not_supported,                    256},
-    {"dump",        not_supported,                   1024},
-    {"timesum",     not_supported,                    128},
+    {"rowlist",     chart_rowlist,                    256},
+    {"dump",        chart_dump,                      1024},
+    {"timesum",     chart_timesum,                    128},
     {nullptr, raw(0), 0},
 };
 
