@@ -1,0 +1,395 @@
+// The session between a run and a daemon, above all where it goes wrong.
+#include "base/output.h"
+#include "link/answer.h"
+#include "link/dictionary.h"
+#include "link/rpc_session.h"
+#include "tests/support/program.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr Daemon M = Daemon::management;
+
+Request stat_request(const std::string& text = "")
+{
+    return {.code = 2050, .module = "gadget", .data = trailing(text), .segment_size = 16384};
+}
+
+const Case transport_cases[] = {
+    {.name = "the daemon closes without a reply",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.close_without_reply = true}}},
+     .output = "r_Success_0\n",
+     .status = 255},
+    {.name = "the daemon closes inside the reply",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.cut_at = 207}}},
+     .output = "r_Success_0\n",
+     .status = 255},
+    {.name = "a slow daemon: one missed wait, then everything at once",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.answer = "late", .delay_ms = 2500}}},
+     .output = "late"},
+    {.name = "two missed waits are one too many",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.answer = "late", .delay_ms = 2500, .pause_at = 100}}},
+     .output = "r_Success_0\n",
+     .status = 255},
+    {.name = "keytbl list succeeds whatever comes",
+     .arguments = {"keytbl", "list"},
+     .exchanges = {{{.code = 282, .data = trailing("")}, {.close_without_reply = true}}},
+     .output = "r_Success_0\n"},
+};
+
+TEST(Link, Transport)
+{
+    run_cases(transport_cases);
+}
+
+const Case reply_cases[] = {
+    {.name = "an error text without its end",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.error = 1, .error_text = std::string(116, 'x')}}},
+     .output = std::string(116, 'x') + "\n",
+     .status = 255},
+    {.name = "an empty error text",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.error = 1}}},
+     .output = "\n",
+     .status = 255},
+    {.name = "the daemon's own transport code",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.error = 5, .error_text = "far"}}},
+     .output = "far\n",
+     .status = 255},
+    {.name = "an answer that fills the segment without an end",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.answer = std::string(16384, 'z'), .length = 1}}},
+     .output = std::string(16384, 'z')},
+    {.name = "lengths and counts that lie",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.answer = "text", .count = -3, .length = 0x7fffffff}}},
+     .output = "text"},
+    {.name = "a negative length is none",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.answer = "text", .length = -1}}}},
+    {.name = "what the daemon writes into our fields leads nowhere",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(),
+                    {.answer = "text",
+                     .edit =
+                         [](Bytes& record, std::span<char>) {
+                             record.u64(176, 0xffffffffffff0000).u32(172, 0xffffffff).i32(16, -1).u8(20, 1);
+                         }}}},
+     .output = "text"},
+};
+
+TEST(Link, Replies)
+{
+    run_cases(reply_cases);
+}
+
+// The text, its blanks and its NUL just fit, or are one too many.
+const Case length_cases[] = {
+    {.name = "fits",
+     .arguments = {"gadget", "stat", std::string(16382, 'a')},
+     .exchanges = {{stat_request(std::string(16382, 'a') + " "), {}}}},
+    {.name = "one too many",
+     .arguments = {"gadget", "stat", std::string(16383, 'a')},
+     .output = "ARG_TOO_LONG\n",
+     .status = 255},
+    {.name = "far too many",
+     .arguments = {"gadget", "stat", std::string(100000, 'a'), "b"},
+     .output = "ARG_TOO_LONG\n",
+     .status = 255},
+    {.name = "leading style fits",
+     .arguments = {"mempcap", "list", std::string(65534, 'a')},
+     .daemon = M,
+     .exchanges = {{{.code = 2055, .module = "mempcap", .data = leading(" " + std::string(65534, 'a'))},
+                    {}}}},
+    {.name = "leading style, one too many",
+     .arguments = {"mempcap", "list", std::string(65535, 'a')},
+     .daemon = M,
+     .output = "ARG_TOO_LONG\n",
+     .status = 255},
+    {.name = "trailing style of a member, one too many",
+     .arguments = {"obslog", "stat", "tag=" + std::string(65531, 'a')},
+     .output = "ARG_TOO_LONG\n",
+     .status = 255},
+    {.name = "without text nothing is too long",
+     .arguments = {"obsquery", "stat", std::string(100000, 'a')},
+     .exchanges = {{{.code = 2050, .module = "obsquery"}, {}}}},
+    {.name = "keytbl has the least segment",
+     .arguments = {"keytbl", "list", std::string(4095, 'a')},
+     .output = "ARG_TOO_LONG\n",
+     .status = 0},
+    {.name = "a module name that just fits",
+     .arguments = {std::string(115, 'm'), "stat"},
+     .exchanges = {{{.code = 2050, .module = std::string(115, 'm'), .data = trailing("")}, {}}}},
+    {.name = "and one that does not",
+     .arguments = {std::string(116, 'm'), "stat"},
+     .output = "ARG_TOO_LONG\n",
+     .status = 255},
+};
+
+TEST(Link, RefusesWhatDoesNotFit)
+{
+    run_cases(length_cases);
+}
+
+const Case output_cases[] = {
+    {.name = "a full disk",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.answer = "text"}}},
+     .status = 255,
+     .output_to = "/dev/full"},
+    {.name = "a closed descriptor; the socket does not take its place",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.answer = "text"}}},
+     .status = 255,
+     .output_to = "-"},
+    {.name = "a reader that has gone",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {.answer = "text"}}},
+     .status = 255,
+     .output_to = "|"},
+    {.name = "an unknown command that nobody hears",
+     .arguments = {"gadget", "frob"},
+     .status = 255,
+     .output_to = "/dev/full"},
+    {.name = "the boot time",
+     .arguments = {"sysboot"},
+     .daemon = Daemon::none,
+     .status = 255,
+     .output_to = "/dev/full"},
+    {.name = "nothing to say, nothing lost",
+     .arguments = {"gadget", "stat"},
+     .exchanges = {{stat_request(), {}}},
+     .output_to = "-"},
+};
+
+TEST(Link, LostOutputIsNoSuccess)
+{
+    run_cases(output_cases);
+}
+
+TEST(Link, RootOfTheLongestLength)
+{
+    PrivateRoot root;
+    for (size_t length : {79U, 80U}) {
+        std::string padded = root.path() + std::string(length - root.path().size(), '/');
+        run_case({.name = std::to_string(length) + " bytes",
+                  .arguments = {"gadget", "stat"},
+                  .daemon = Daemon::none,
+                  .output = length == 79 ? "can't connect to " + padded + "/var/tmp/obslog.d"
+                                         : "VIGIL_ROOT is too long\n",
+                  .status = 255,
+                  .environment = {{"VIGIL_ROOT", padded}}});
+    }
+    std::string padded = root.path() + std::string(79 - root.path().size(), '/');
+    ScriptedDaemon daemon(padded + socket_of(Daemon::analysis), {{stat_request(), {.answer = "here"}}});
+    Program program({"gadget", "stat"}, environment_below(padded));
+    EXPECT_EQ("here", program.wait().output);
+}
+
+// ---- In this process: what no verb shows alone ----
+
+class Session : public testing::Test {
+protected:
+    Session() { setenv("VIGIL_ROOT", root.path().c_str(), 1); }
+    ~Session() override
+    {
+        rpc_close(true);
+        EXPECT_EQ(0, segments_of(getpid()));
+    }
+    std::string socket(Daemon daemon = Daemon::analysis) const { return root.path() + socket_of(daemon); }
+    // What `act` prints.
+    template <class Act> static std::string printed(Act act)
+    {
+        testing::internal::CaptureStdout();
+        act();
+        flush_output();
+        return testing::internal::GetCapturedStdout();
+    }
+    static RequestRecord request(uint32_t code = 2055)
+    {
+        RequestRecord record{};
+        record.code = code;
+        return record;
+    }
+    static RequestRecord dictionary_request()
+    {
+        RequestRecord record = request();
+        record.wants_dictionary = 1;
+        return record;
+    }
+    // Opens the default session, exchanges one request that asks for the dictionary; returns what
+    // rpc_exchange returned.
+    int take_dictionary(const std::string& path, RequestRecord& record)
+    {
+        EXPECT_EQ(0, rpc_init(path.c_str(), 65536));
+        record = dictionary_request();
+        return rpc_exchange(record);
+    }
+
+    PrivateRoot root;
+};
+
+TEST_F(Session, WithoutASegmentNothingIsSent)
+{
+    RequestRecord record = request();
+    EXPECT_EQ("shminit fail\n", printed([&] { EXPECT_EQ(-1, rpc_exchange("/nowhere", record)); }));
+    EXPECT_EQ(nullptr, rpc_segment());
+}
+
+TEST_F(Session, TheSegmentHasAtLeast4096Bytes)
+{
+    std::string path = socket();
+    ScriptedDaemon daemon(path, {});
+    for (auto [asked, given] : {std::pair{1000U, 4096U}, std::pair{4096U, 4096U}, std::pair{5000U, 5000U}}) {
+        ASSERT_EQ(0, rpc_init(path.c_str(), asked));
+        EXPECT_EQ(given, rpc_segment_size());
+        rpc_close(true);
+        rpc_close(true); // harmless
+    }
+}
+
+TEST_F(Session, APathThatNoAddressHoldsIsInvalid)
+{
+    std::string path(108, 'p');
+    EXPECT_EQ("socket_connect: invalid path\ncan't connect to " + path,
+              printed([&] { EXPECT_EQ(-1, rpc_init(path.c_str(), 4096)); }));
+}
+
+TEST_F(Session, LaterExchangesConnectToThePathTheyName)
+{
+    std::string first = socket(), second = socket(Daemon::management);
+    ScriptedDaemon analysis(first, {{{.code = 1}, {}}, {{.code = 3}, {}}});
+    ScriptedDaemon management(second, {{{.code = 2}, {}}});
+    ASSERT_EQ(0, rpc_init(first.c_str(), 4096));
+    RequestRecord one = request(1), two = request(2), three = request(3), four = request(4);
+    EXPECT_EQ(0, rpc_exchange(second.c_str(), one)); // the socket of rpc_init, whatever path is named
+    EXPECT_EQ(0, rpc_exchange(second.c_str(), two));
+    EXPECT_EQ(0, rpc_exchange(three)); // the default path again
+    EXPECT_EQ(5, rpc_exchange("/no/such/daemon", four));
+    EXPECT_EQ("can't connect /no/such/daemon", four.text.view());
+}
+
+TEST_F(Session, DataElsewhereIsCopiedToTheSegment)
+{
+    std::string path = socket();
+    ScriptedDaemon daemon(path, {{{.code = 7, .data = counted("x=1 ")}, {}}});
+    ASSERT_EQ(0, rpc_init(path.c_str(), 4096));
+    RequestRecord record = request(7);
+    const char text[] = "x=1 ";
+    record.data_address = reinterpret_cast<uintptr_t>(text);
+    record.data_length = sizeof text;
+    EXPECT_EQ(0, rpc_exchange(record));
+}
+
+TEST_F(Session, TheDictionaryIsTakenFromTheFrontOfTheAnswer)
+{
+    root.install_dictionary("full");
+    std::string path = socket(), diary = root.path() + "/diary";
+    setenv("DICT_DIARY", diary.c_str(), 1);
+    Request wanted{.code = 2055, .wants_dictionary = true};
+    ScriptedDaemon daemon(path, {{wanted, {.answer = "answer proper"}}, {wanted, {.answer = "again"}}});
+    RequestRecord record;
+    EXPECT_STREQ("undname", application_name(3));
+    EXPECT_STREQ("undname", application_second_name(3));
+    ASSERT_EQ(0, take_dictionary(path, record));
+    EXPECT_EQ("answer proper", text_in(answer_of(record)));
+    EXPECT_EQ(65536U - 280, answer_of(record).area.size());
+    EXPECT_STREQ("TLS", application_name(3));
+    EXPECT_STREQ("secure web", application_second_name(3));
+    EXPECT_STREQ("USERTHREE", application_name(9003));
+    EXPECT_EQ(9101, application_id_of("GROUPONE"));
+    EXPECT_EQ(-1, application_id_of("NOSUCH"));
+    EXPECT_EQ(-1, application_id_of(""));
+    EXPECT_STREQ("SSH", application_entry_name(4));
+    EXPECT_STREQ("shell", application_entry_second_name(4));
+    EXPECT_EQ(nullptr, application_entry_name(5));
+    record = dictionary_request();
+    EXPECT_EQ(0, rpc_exchange(record)); // the library stays; the arrays come again
+    EXPECT_EQ("again", text_in(answer_of(record)));
+    rpc_close(true);
+    EXPECT_STREQ("undname", application_name(3));
+    // Unused records are not registered, but the pointer field of every group is cleared.
+    std::string round = "register USERONE\nregister USERTHREE\nregister GROUPONE\n";
+    EXPECT_EQ("initialise\n" + round + round +
+                  "group link cleared\ngroup link cleared\nprotocol USERONE\nunload\n",
+              read_file(diary));
+}
+
+TEST_F(Session, TheDictionaryIsFetchedWhenALookUpNeedsIt)
+{
+    root.install_dictionary("full");
+    std::string path = socket();
+    ScriptedDaemon daemon(path, {{{.code = 511, .wants_dictionary = true}, {}}});
+    ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
+    EXPECT_STREQ("undname", application_name(2)); // never fetches
+    EXPECT_EQ(2, application_id_of("HTTP"));
+    EXPECT_STREQ("HTTP", application_entry_name(2));
+    EXPECT_STREQ("HTTP", application_name(2));
+}
+
+TEST_F(Session, AFailedFetchSaysSo)
+{
+    std::string path = socket();
+    ScriptedDaemon daemon(path,
+                          {{{.code = 511, .wants_dictionary = true}, {.error = 9, .error_text = "LOCKED"}},
+                           {{.code = 511, .wants_dictionary = true}, {.close_without_reply = true}}});
+    ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
+    EXPECT_EQ("rpc_syncdesc: LOCKED(9)\n", printed([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
+    EXPECT_EQ("rpc_syncdesc: r_Success_0(5)\n",
+              printed([&] { EXPECT_EQ(nullptr, application_entry_name(2)); }));
+}
+
+TEST_F(Session, ALibraryWithoutASymbolIsRefused)
+{
+    for (auto [variant, text] :
+         {std::pair{"no_axpdict", "AXPDICT_NOT_FOUND"}, std::pair{"no_usraxps", "USRAXPS_NOT_FOUND"},
+          std::pair{"no_usragps", "USRAGPS_NOT_FOUND"}}) {
+        unlink((root.path() + "/usr/ramdisk/bin/dict.so").c_str());
+        unlink(socket().c_str());
+        root.install_dictionary(variant);
+        std::string path = socket();
+        ScriptedDaemon daemon(path, {{{.code = 2055, .wants_dictionary = true}, {}}});
+        RequestRecord record;
+        EXPECT_EQ(-1, take_dictionary(path, record));
+        EXPECT_EQ(12, record.error);
+        EXPECT_EQ(text, record.text.view());
+        EXPECT_FALSE(dictionary_loaded());
+        EXPECT_STREQ("undname", application_name(3));
+        rpc_close(true);
+    }
+}
+
+TEST_F(Session, AMissingLibraryGivesTheLoadersWords)
+{
+    std::string path = socket();
+    ScriptedDaemon daemon(path, {{{.code = 2055, .wants_dictionary = true}, {}}});
+    RequestRecord record;
+    EXPECT_EQ(-1, take_dictionary(path, record));
+    EXPECT_EQ(12, record.error);
+    std::string words =
+        root.path() + "/usr/ramdisk/bin/dict.so: cannot open shared object file: No such file or directory";
+    EXPECT_EQ(words.substr(0, 115), record.text.view());
+}
+
+TEST_F(Session, ArraysThatDoNotFitTheSegmentAreNotTaken)
+{
+    // Not a daemon's fault: the library's counts are larger than this segment. The arrays must not be read
+    // past it.
+    root.install_dictionary("full");
+    RequestRecord record{};
+    char area[279] = {};
+    EXPECT_EQ(-1, dictionary_take(record, area, sizeof area));
+    EXPECT_EQ("INV_REPLY", record.text.view());
+    dictionary_unload();
+}
+
+} // namespace
