@@ -5,6 +5,7 @@
 #include "reports/assets/assets.h"
 #include "reports/capture/capture.h"
 #include "reports/charts/charts.h"
+#include "reports/flow/flow.h"
 #include "reports/security/security.h"
 #include "reports/tables/tables.h"
 
@@ -223,9 +224,9 @@ static VerbEntry assetsflow_verbs[] = {
 };
 
 static VerbEntry tcpreset_verbs[] = {
-    {"listip",      not_supported,                   2048},
-    {"listdns",     not_supported,                   2048},
-    {"list",        not_supported,                   2048},
+    {"listip",      tcpreset_listip,                 2048},
+    {"listdns",     tcpreset_listdns,                2048},
+    {"list",        tcpreset_list,                   2048},
     {nullptr, raw(0), 0},
 };
 
@@ -297,21 +298,21 @@ static VerbEntry whiteip_verbs[] = {
 };
 
 static VerbEntry ipobj_verbs[] = {
-    {"listflow",    not_supported,                   1024},
-    {"listipa",     not_supported,                   2048},
-    {"listbussflow", not_supported,                   1024},
+    {"listflow",    ipobj_listflow,                  1024},
+    {"listipa",     ipobj_listipa,                   2048},
+    {"listbussflow", ipobj_listbussflow,              1024},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry outconnect_verbs[] = {
-    {"caluflow",    not_supported,                   1024},
-    {"listflow",    not_supported,                   2048},
+    {"caluflow",    outconnect_caluflow,             1024},
+    {"listflow",    outconnect_listflow,             2048},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry dnsflow_verbs[] = {
-    {"caluflow",    not_supported,                   1024},
-    {"listflow",    not_supported,                   2048},
+    {"caluflow",    dnsflow_caluflow,                1024},
+    {"listflow",    dnsflow_listflow,                2048},
     {nullptr, raw(0), 0},
 };
 

@@ -1,0 +1,222 @@
+// outconnect caluflow: the outbound flows folded per address, location, host name or application.
+#include "base/address.h"
+#include "base/output.h"
+#include "common/fetch.h"
+#include "link/dictionary.h"
+#include "reports/flow/flow.h"
+#include "reports/flow/flow_view.h"
+#include "reports/flow/fold.h"
+
+#include <cstdlib>
+
+namespace {
+
+struct Query {
+    FoldOrder order = FoldOrder::arrival;
+    int dnssum = 0, appsum = 0, sumloc = 0, json = 0, by_source = 0, ischina = -1;
+    Paging paging{.page = 1, .limit = 10};
+};
+
+bool take(const char* argument, Query& query)
+{
+    return take_fold_order(argument, query.order, false) || take_number(argument, "dnssum=", query.dnssum) ||
+           take_number(argument, "appsum=", query.appsum) || take_number(argument, "sumloc=", query.sumloc) ||
+           take_number(argument, "json=", query.json) || take_number(argument, "issrc=", query.by_source) ||
+           take_number(argument, "ischina=", query.ischina) || take_paging(argument, query.paging);
+}
+
+// Calls add(record) for the IPv4 flows that are not left out.
+template <class Function> int fetch_outbound(Fetch& fetch, const Query& query, Function&& add)
+{
+    return fetch_each<FlowRecord>(fetch, [&](const FlowRecord& r) {
+        if (!r.is_ipv6() && !left_out(r, query.ischina))
+            add(r);
+        return true;
+    });
+}
+
+// ---- Applications
+
+// One block: the counters, and pointers to them to be brought into order.
+struct ApplicationBlock {
+    uint64_t flows[65536];
+    uint64_t* sorted[65536];
+};
+static_assert(sizeof(ApplicationBlock) == 1048576);
+
+void print_applications(ApplicationBlock& block)
+{
+    Ranking ranking(std::ssize(block.flows));
+    for (uint32_t id = 0; id < std::size(block.flows); id++)
+        if (block.flows[id] != 0)
+            ranking.offer(block.flows[id], id);
+    ranking.rank();
+    print_text(R"({"data":[)");
+    for (size_t i = 0; i < ranking.held(); i++) {
+        uint32_t id = ranking[i];
+        print(R"(%s{"apid":%d, "name":"%s", "cname":"%s", "flow":%u})", i > 0 ? "," : "",
+              static_cast<int>(id), application_name(id), application_second_name(id),
+              static_cast<uint32_t>(block.flows[id]));
+    }
+    print(R"(], "total":%d})", static_cast<int>(ranking.held()));
+}
+
+// The records go to the host names or locations first when those are asked for too, while the output is that
+// of the applications, which then is empty; kept so.
+int report_applications(Fetch& fetch, const Query& query)
+{
+    auto* block = static_cast<ApplicationBlock*>(calloc(1, sizeof(ApplicationBlock)));
+    if (block == nullptr) {
+        print("fail to alloc app pool %zd bytes\n", sizeof(ApplicationBlock));
+        return -1;
+    }
+    const bool folded_elsewhere = query.dnssum != 0 || query.sumloc != 0;
+    if (fetch_outbound(fetch, query, [&](const FlowRecord& r) {
+            if (!folded_elsewhere)
+                block->flows[r.application & 0xffff]++;
+        }) != 0)
+        return -1;
+    if (query.json != 0)
+        print_applications(*block);
+    return 0;
+}
+
+// ---- Host names
+
+int report_names(Fetch& fetch, const Query& query)
+{
+    NamePool pool;
+    if (fetch_outbound(fetch, query, [&](const FlowRecord& r) { add_name(pool, r.host()); }) != 0)
+        return -1;
+    if (query.json != 0)
+        print_names(pool, query.paging);
+    return 0;
+}
+
+// ---- Locations
+
+struct LocationCounters {
+    uint32_t flows, up_bytes, down_bytes;
+};
+using LocationKey = TextKey<30>;
+using LocationPool = Pool<LocationKey, LocationCounters, 32, 1024>;
+
+void print_locations(const LocationPool& pool, const Query& query)
+{
+    auto key = query.order == FoldOrder::bytes ? by_bytes<LocationCounters> : by_flows<LocationCounters>;
+    if (query.json == 0) {
+        print_page(pool, everything, key, [](const LocationPool::Entry& entry, int64_t) {
+            const LocationCounters& c = entry.counters;
+            print("%s %u %u %u\n", entry.key.text, c.flows, c.up_bytes, c.down_bytes);
+        });
+        return;
+    }
+    print_text(R"({"data":[)");
+    print_page(pool, everything, key, [](const LocationPool::Entry& entry, int64_t i) {
+        const LocationCounters& c = entry.counters;
+        print(R"(%s{"loc":"%s")"
+              R"(,"flow":%u)"
+              R"(,"upbytes":%u)"
+              R"(,"downbytes":%u})",
+              i > 0 ? "," : "", entry.key.text, c.flows, c.up_bytes, c.down_bytes);
+    });
+    print(R"(], "total":%d})", static_cast<int>(pool.size()));
+}
+
+int report_locations(Fetch& fetch, const Query& query)
+{
+    LocationPool pool;
+    if (fetch_outbound(fetch, query, [&](const FlowRecord& r) {
+            std::string_view location = location_key(r);
+            if (location.empty())
+                return;
+            if (LocationCounters* counters = pool.at(LocationKey::cut(location))) {
+                counters->flows++;
+                counters->up_bytes += r.up_bytes;
+                counters->down_bytes += r.down_bytes;
+            }
+        }) != 0)
+        return -1;
+    print_locations(pool, query);
+    return 0;
+}
+
+// ---- Addresses
+
+struct AddressCounters {
+    uint32_t flows, up_bytes, down_bytes; // as the address sees them: swapped when it is the destination
+    LocationText location;                // of the last flow, for destinations only
+};
+using AddressPool = Pool<Ipv4Key, AddressCounters, 4096, 1024>;
+
+void add_address(AddressPool& pool, const FlowRecord& r, bool by_source)
+{
+    AddressCounters* counters = pool.at((by_source ? r.source : r.destination).ipv4_host());
+    if (counters == nullptr)
+        return;
+    counters->flows++;
+    counters->up_bytes += by_source ? r.up_bytes : r.down_bytes;
+    counters->down_bytes += by_source ? r.down_bytes : r.up_bytes;
+    if (!by_source)
+        counters->location = location_text(r);
+}
+
+void print_address_text(const AddressPool::Entry& entry)
+{
+    const AddressCounters& c = entry.counters;
+    print("%s %u %u %u %s\n", ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes,
+          description_of(entry.key.ip).text);
+}
+
+void print_address_json(const AddressPool::Entry& entry, const char* separator, bool by_source)
+{
+    const AddressCounters& c = entry.counters;
+    print(R"(%s{"ip":"%s")"
+          R"(,"flow":%u)"
+          R"(,"upbytes":%u)"
+          R"(,"downbytes":%u)"
+          R"(%s%s%s)"
+          R"(,"desc":"%s"})",
+          separator, ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes,
+          by_source ? "" : R"(,"locisp":")", c.location.text, by_source ? "" : R"(")",
+          description_of(entry.key.ip).text);
+}
+
+int report_addresses(Fetch& fetch, const Query& query)
+{
+    AddressPool pool;
+    const bool by_source = query.by_source != 0;
+    if (fetch_outbound(fetch, query, [&](const FlowRecord& r) { add_address(pool, r, by_source); }) != 0)
+        return -1;
+    desc_init(); // without descriptions the report goes on
+    auto key = fold_key<AddressCounters>(query.order);
+    if (query.json == 0) {
+        print_page(pool, query.paging, key, [](const auto& entry, int64_t) { print_address_text(entry); });
+        return 0;
+    }
+    print_text(R"({"data":[)");
+    print_page(pool, query.paging, key, [&](const auto& entry, int64_t i) {
+        print_address_json(entry, i > query.paging.start() ? "," : "", by_source);
+    });
+    print(R"(], "total":%d})", static_cast<int>(pool.size()));
+    return 0;
+}
+
+} // namespace
+
+int outconnect_caluflow(int argc, char** argv)
+{
+    Query query;
+    Fetch fetch{.module = "flow"};
+    for (const char* argument : arguments(argc, argv))
+        if (!take(argument, query))
+            fetch.text.append_trailing(argument);
+    // Only what is printed is filled.
+    if (query.appsum != 0)
+        return report_applications(fetch, query);
+    if (query.dnssum != 0)
+        return report_names(fetch, query);
+    if (query.sumloc != 0)
+        return report_locations(fetch, query);
+    return report_addresses(fetch, query);
+}

@@ -1,0 +1,63 @@
+#pragma once
+// What the folding reports share: the arguments that choose a listing, orders over counters, and the columns
+// of an address.
+#include "common/descriptions.h"
+#include "common/pool.h"
+
+enum class FoldOrder { arrival, bytes, flows, delay };
+
+// sort=: "byte" (and "delay" where the report keeps one) by prefix, "flow" exactly; any other word is
+// ignored.
+bool take_fold_order(const char* argument, FoldOrder& order, bool with_delay);
+
+template <class Counters> uint64_t by_flows(const Counters& c)
+{
+    return c.flows;
+}
+
+// The sum is wider than the counters, so that it orders also what they can just hold.
+template <class Counters> uint64_t by_bytes(const Counters& c)
+{
+    return uint64_t{c.up_bytes} + c.down_bytes;
+}
+
+// The key of a pool's order; null for the order of arrival.
+template <class Counters> auto fold_key(FoldOrder order) -> uint64_t (*)(const Counters&)
+{
+    switch (order) {
+    case FoldOrder::bytes:
+        return by_bytes<Counters>;
+    case FoldOrder::flows:
+        return by_flows<Counters>;
+    case FoldOrder::delay:
+        if constexpr (requires(const Counters& c) { c.delay; })
+            return [](const Counters& c) { return float_key(c.delay.average()); };
+        [[fallthrough]];
+    case FoldOrder::arrival:
+        break;
+    }
+    return nullptr;
+}
+
+struct NameCounters {
+    uint32_t flows;
+};
+using NamePool = Pool<TextKey<42>, NameCounters, 2048, 1024>;
+
+// Adds a record to the pool of host names; a record without one adds nothing.
+inline void add_name(NamePool& pool, std::string_view host)
+{
+    if (host.empty())
+        return;
+    if (NameCounters* counters = pool.at(TextKey<42>::cut(host)))
+        counters->flows++;
+}
+
+// {"total":…, "data":[…]} of the names of a page, the most frequent first.
+void print_names(const NamePool& pool, const Paging& paging);
+
+// The description of an IPv4 address in host order, "NULL" when there is none.
+struct DescriptionText {
+    char text[description_room];
+};
+DescriptionText description_of(uint32_t ip);

@@ -1,0 +1,235 @@
+// ipobj listflow: the sessions folded per address, location, host name or destination port.
+#include "base/address.h"
+#include "base/output.h"
+#include "common/fetch.h"
+#include "reports/flow/flow.h"
+#include "reports/flow/fold.h"
+#include "wire/session.h"
+
+#include <cstdlib>
+
+namespace {
+
+struct Query {
+    FoldOrder order = FoldOrder::arrival;
+    int portsum = 0, dnssum = 0, sumloc = 0, json = 0, by_source = 0;
+    Paging paging{.page = 1, .limit = 10};
+};
+
+bool take(const char* argument, Query& query)
+{
+    return take_fold_order(argument, query.order, true) || take_number(argument, "portsum=", query.portsum) ||
+           take_number(argument, "dnssum=", query.dnssum) || take_number(argument, "sumloc=", query.sumloc) ||
+           take_number(argument, "json=", query.json) || take_number(argument, "issrc=", query.by_source) ||
+           take_paging(argument, query.paging);
+}
+
+// ---- Destination ports
+
+// One pair a port; the count wraps at 65536, kept so.
+struct PortCounter {
+    uint16_t port, flows;
+};
+constexpr uint32_t ports = 65536;
+
+int report_ports(Fetch& fetch, const Query& query)
+{
+    auto* counters = static_cast<PortCounter*>(calloc(ports, sizeof(PortCounter)));
+    if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
+            if (counters != nullptr) {
+                PortCounter& counter = counters[r.destination_port];
+                counter.port = r.destination_port;
+                counter.flows++;
+            }
+            return true;
+        }) != 0)
+        return -1;
+    if (query.json == 0)
+        return 0;
+    Ranking ranking(ports);
+    for (uint32_t port = 0; counters != nullptr && port < ports; port++)
+        if (counters[port].flows != 0)
+            ranking.offer(counters[port].flows, port);
+    ranking.rank();
+    print(R"({"total":%d, "data":[)", static_cast<int>(ranking.total()));
+    for (size_t i = 0; i < ranking.held(); i++) {
+        const PortCounter& counter = counters[ranking[i]];
+        print(R"(%s{"port":%d, "flow":%u})", i > 0 ? "," : "", counter.port, counter.flows);
+    }
+    print_text("]}");
+    return 0;
+}
+
+// ---- Host names
+
+int report_names(Fetch& fetch, const Query& query)
+{
+    NamePool pool;
+    if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
+            add_name(pool, r.host());
+            return true;
+        }) != 0)
+        return -1;
+    if (query.json != 0)
+        print_names(pool, everything); // page= and limit= do not apply
+    return 0;
+}
+
+// ---- Locations
+
+struct LocationCounters {
+    uint32_t flows, up_bytes, down_bytes;
+    DelayCounter<uint32_t> delay;
+};
+using LocationKey = TextKey<4>; // longer texts are cut
+using LocationPool = Pool<LocationKey, LocationCounters, 32, 1024>;
+
+void print_locations_json(const LocationPool& pool)
+{
+    // A comma before the first item only, kept so.
+    print_char('[');
+    print_page(pool, everything, nullptr, [](const LocationPool::Entry& entry, int64_t i) {
+        const LocationCounters& c = entry.counters;
+        print(R"(%s{"loc":"%s")"
+              R"(,"flow":%u)"
+              R"(,"upbytes":%u)"
+              R"(,"downbytes":%u)"
+              R"(,"avgdelay":%lu})",
+              i == 0 ? "," : "", entry.key.text, c.flows, c.up_bytes, c.down_bytes, c.delay.average());
+    });
+    print_char(']');
+}
+
+int report_locations(Fetch& fetch, const Query& query)
+{
+    LocationPool pool;
+    if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
+            if (r.is_ipv6() || r.location.empty())
+                return true;
+            if (LocationCounters* counters = pool.at(LocationKey::cut(r.location.view()))) {
+                counters->flows++;
+                counters->up_bytes += r.up_bytes;
+                counters->down_bytes += r.down_bytes;
+                counters->delay.add(r.server_delay);
+            }
+            return true;
+        }) != 0)
+        return -1;
+    if (query.json != 0) {
+        print_locations_json(pool);
+        return 0;
+    }
+    print_page(pool, everything, nullptr, [](const LocationPool::Entry& entry, int64_t) {
+        const LocationCounters& c = entry.counters;
+        print("%s %u %u %u %lu\n", entry.key.text, c.flows, c.up_bytes, c.down_bytes, c.delay.average());
+    });
+    return 0;
+}
+
+// ---- Addresses
+
+struct AddressCounters {
+    uint32_t flows, up_bytes, down_bytes; // as the address sees them: swapped when it is the destination
+    DelayCounter<uint64_t> delay;
+    FixedText<43> location; // of the last session that has one, for destinations only
+};
+using AddressPool = Pool<Ipv4Key, AddressCounters, 4096, 1024>;
+
+void add_source(AddressPool& pool, const SessionRecord& r)
+{
+    if (AddressCounters* counters = pool.at(r.source.ipv4_host())) {
+        counters->flows++;
+        counters->up_bytes += r.up_bytes;
+        counters->down_bytes += r.down_bytes;
+        counters->delay.add(r.server_delay);
+    }
+}
+
+void add_destination(AddressPool& pool, const SessionRecord& r)
+{
+    if (AddressCounters* counters = pool.at(r.destination.ipv4_host())) {
+        counters->flows++;
+        counters->up_bytes += r.down_bytes;
+        counters->down_bytes += r.up_bytes;
+        counters->delay.add(r.server_delay);
+        if (!r.location.empty())
+            counters->location = r.location;
+    }
+}
+
+void print_address_json(const AddressPool::Entry& entry, const char* separator, bool by_source)
+{
+    const AddressCounters& c = entry.counters;
+    print(R"(%s{"ip":"%s")"
+          R"(,"flow":%u)"
+          R"(,"upbytes":%u)"
+          R"(,"downbytes":%u)"
+          R"(,"avgdelay":%lu)"
+          R"(%s%s%s)"
+          R"(,"desc":"%s"})",
+          separator, ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes, c.delay.average(),
+          by_source ? "" : R"(,"locisp":")", text_of(c.location).text, by_source ? "" : R"(")",
+          description_of(entry.key.ip).text);
+}
+
+void print_address_text(const AddressPool::Entry& entry, bool by_source)
+{
+    const AddressCounters& c = entry.counters;
+    // "NULL" for no location follows the delay without a blank, kept so.
+    print("%s %u %u %u %lu%s%s %s\n", ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes,
+          c.delay.average(), c.location.empty() ? "" : " ",
+          by_source            ? ""
+          : c.location.empty() ? "NULL"
+                               : text_of(c.location).text,
+          description_of(entry.key.ip).text);
+}
+
+void print_addresses(const AddressPool& pool, const Query& query)
+{
+    desc_init(); // without descriptions the report goes on
+    auto key = fold_key<AddressCounters>(query.order);
+    bool by_source = query.by_source != 0;
+    if (query.json == 0) {
+        print_page(pool, query.paging, key,
+                   [&](const auto& entry, int64_t) { print_address_text(entry, by_source); });
+        return;
+    }
+    print(R"({"total":%d, "data":[)", static_cast<int>(pool.size()));
+    // Only the first item of the whole listing has no comma: a later page opens with one, kept so.
+    print_page(pool, query.paging, key,
+               [&](const auto& entry, int64_t i) { print_address_json(entry, i > 0 ? "," : "", by_source); });
+    print_text("]}");
+}
+
+int report_addresses(Fetch& fetch, const Query& query)
+{
+    AddressPool pool;
+    auto add = query.by_source != 0 ? add_source : add_destination;
+    if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
+            if (!r.is_ipv6())
+                add(pool, r);
+            return true;
+        }) != 0)
+        return -1;
+    print_addresses(pool, query);
+    return 0;
+}
+
+} // namespace
+
+int ipobj_listflow(int argc, char** argv)
+{
+    Query query;
+    Fetch fetch{.module = "flow", .dictionary_first = true, .stop_when_empty = true};
+    for (const char* argument : arguments(argc, argv))
+        if (!take(argument, query))
+            fetch.text.append_leading(argument);
+    // Only what is printed is filled.
+    if (query.portsum != 0)
+        return report_ports(fetch, query);
+    if (query.dnssum != 0)
+        return report_names(fetch, query);
+    if (query.sumloc != 0)
+        return report_locations(fetch, query);
+    return report_addresses(fetch, query);
+}

@@ -1,0 +1,228 @@
+// ipobj listbussflow: one line a session, as the daemon has them or sorted.
+#include "base/address.h"
+#include "base/output.h"
+#include "common/fetch.h"
+#include "common/rows.h"
+#include "reports/flow/flow.h"
+#include "reports/flow/session_line.h"
+
+#include <ctime>
+
+namespace {
+
+// ---- Filter
+
+struct PortRange {
+    int low = 0, high = 65535;
+    bool holds(int port) const { return port >= low && port <= high; }
+};
+
+struct AddressFilter {
+    bool set = false;
+    WireAddress address{}; // in network order
+    bool passes(const WireAddress& other, bool is_ipv6, AddressFamily family) const
+    {
+        if (!set)
+            return true;
+        if (family == family_ipv6)
+            return is_ipv6 && memcmp(other.bytes, address.bytes, sizeof address.bytes) == 0;
+        return other.ipv4_host() == address.ipv4_network(); // of an IPv6 session too
+    }
+};
+
+struct SessionFilter {
+    int vpaid = 0; // 0: any
+    PortRange source_ports, destination_ports;
+    AddressFilter source, destination;
+    AddressFamily family = family_none; // of whichever address was typed last; serves both, kept so
+
+    bool passes(const SessionRecord& r) const
+    {
+        return (vpaid == 0 || r.vpaid == vpaid) && source_ports.holds(r.source_port) &&
+               destination_ports.holds(r.destination_port) && source.passes(r.source, r.is_ipv6(), family) &&
+               destination.passes(r.destination, r.is_ipv6(), family);
+    }
+};
+
+// "lo-hi" or one port
+bool take_ports(const char* argument, std::string_view key, PortRange& range)
+{
+    const char* value = value_of(argument, key);
+    if (value == nullptr)
+        return false;
+    const char* dash = strchr(value, '-');
+    range.low = atoi(value);
+    range.high = dash != nullptr ? atoi(dash + 1) : range.low;
+    return true;
+}
+
+// A text that is no address says so and changes nothing.
+bool take_address(const char* argument, std::string_view key, AddressFilter& filter, AddressFamily& family)
+{
+    const char* value = value_of(argument, key);
+    if (value == nullptr)
+        return false;
+    WireAddress address;
+    AddressFamily typed = parse_address(value, address.bytes);
+    if (typed == family_none) {
+        print_line("INV_IPEFLOW");
+        return true;
+    }
+    // The parser takes "0.0.0.0" for the all-zero IPv6 address; a session may well have it as IPv4.
+    family = strchr(value, ':') != nullptr ? typed : family_ipv4;
+    filter = {.set = true, .address = address};
+    return true;
+}
+
+bool take_filter(const char* argument, SessionFilter& filter)
+{
+    return take_number(argument, "vpaid=", filter.vpaid) ||
+           take_ports(argument, "sport=", filter.source_ports) ||
+           take_ports(argument, "dport=", filter.destination_ports) ||
+           take_address(argument, "src=", filter.source, filter.family) ||
+           take_address(argument, "dst=", filter.destination, filter.family);
+}
+
+// ---- Orders
+
+// The first bytes of a text as a number that orders as they do.
+uint64_t text_key(std::string_view text)
+{
+    uint64_t key = 0;
+    memcpy(&key, text.data(), text.size() < sizeof key ? text.size() : sizeof key);
+    return __builtin_bswap64(key);
+}
+
+uint64_t paired_key(uint32_t first, uint32_t second)
+{
+    return uint64_t{first} << 32 | second;
+}
+
+struct SortWord {
+    std::string_view word;
+    Order<SessionRecord> order;
+};
+
+using S = SessionRecord;
+constexpr SortWord sort_words[] = {
+    {"app",       {[](const S& r) -> uint64_t { return r.application; }}                            },
+    {"time",      {[](const S& r) -> uint64_t { return r.birth; }}                                  },
+    {"bytes",     {[](const S& r) -> uint64_t { return r.up_bytes + r.down_bytes; }}                }, // 32 bits wide
+    {"proto",     {[](const S& r) -> uint64_t { return r.protocol; }}                               },
+    {"dst",       {[](const S& r) { return paired_key(r.destination.word(0), r.destination_port); }}},
+    {"host",
+     {[](const S& r) { return text_key(r.host()); },
+      [](const S& a, const S& b) { return b.host().compare(a.host()); }}                            },
+    {"clntdelay", {[](const S& r) { return signed_key(static_cast<int32_t>(r.client_delay)); }}     },
+    {"svrdelay",  {[](const S& r) { return signed_key(static_cast<int32_t>(r.server_delay)); }}     },
+    {"appdelay",  {[](const S& r) { return signed_key(static_cast<int32_t>(r.app_delay)); }}        },
+    {"rexup",     {[](const S& r) { return paired_key(r.up_rexmits, r.up_packets); }}               },
+    {"rexdn",     {[](const S& r) { return paired_key(r.down_rexmits, r.down_packets); }}           },
+};
+
+// ---- The listing
+
+struct Query {
+    const SortWord* sort = nullptr; // null: as the daemon has them
+    int count = 262144;             // sessions looked at when not sorted
+    Paging paging{.page = 1, .limit = 100};
+    SessionFilter filter;
+    SessionLine line;
+};
+
+// sort=: false with the message printed for an unknown word.
+bool read_sort(const char* word, Query& query)
+{
+    for (const SortWord& row : sort_words)
+        if (row.word == word) {
+            query.sort = &row;
+            return true;
+        }
+    print("Invalid sort type %s\n", word);
+    return false;
+}
+
+bool take(const char* argument, Query& query)
+{
+    int rexmits;
+    if (take_number(argument, "show_rexmit=", rexmits)) {
+        query.line.only_rexmitted = rexmits != 0;
+        return true;
+    }
+    if (strcmp(argument, "lang=en") == 0) {
+        query.line.english = true;
+        return true;
+    }
+    return take_number(argument, "count=", query.count) || take_paging(argument, query.paging) ||
+           take_filter(argument, query.filter);
+}
+
+// Calls walk(records) for each batch.
+template <class Function> int fetch_sessions(Fetch& fetch, Function&& walk)
+{
+    return fetch_batches(fetch, [&](const Answer& answer) {
+        std::span<const SessionRecord> records;
+        if (records_in(answer, records))
+            return walk(records);
+        refuse_reply();
+        return Walk::failed;
+    });
+}
+
+int list_as_they_come(Fetch& fetch, const Query& query)
+{
+    int64_t matched = 0;
+    int result = fetch_sessions(fetch, [&](std::span<const SessionRecord> records) {
+        // Each batch is looked at up to what is still missing; the later ones are fetched all the same.
+        int64_t missing = query.count - matched;
+        if (missing < static_cast<int64_t>(records.size()))
+            records = records.first(missing > 0 ? static_cast<size_t>(missing) : 0);
+        for (const SessionRecord& r : records) {
+            if (!query.filter.passes(r))
+                continue;
+            if (query.paging.holds(matched))
+                print_session(r, query.line);
+            matched++;
+        }
+        return Walk::on;
+    });
+    if (result == 0)
+        print("total %d\n", static_cast<int>(matched));
+    return result;
+}
+
+int list_sorted(Fetch& fetch, const Query& query)
+{
+    Rows<SessionRecord> rows(query.sort->order);
+    rows.want_until(query.paging.end());
+    int result = fetch_sessions(fetch, [&](std::span<const SessionRecord> records) {
+        for (const SessionRecord& r : records)
+            if (query.filter.passes(r) && !rows.keep(r))
+                return Walk::end; // no memory: what was collected is listed
+        return Walk::on;
+    });
+    if (result != 0)
+        return result;
+    rows.rank();
+    rows.print_page(query.paging, [&](const SessionRecord& r, bool) { print_session(r, query.line); });
+    print("total %d\n", static_cast<int>(rows.total()));
+    return 0;
+}
+
+} // namespace
+
+int ipobj_listbussflow(int argc, char** argv)
+{
+    Query query;
+    Fetch fetch{.module = "obsbussflow", .dictionary_first = true, .stop_when_empty = true};
+    for (const char* argument : arguments(argc, argv)) {
+        if (const char* word = value_of(argument, "sort=")) {
+            if (!read_sort(word, query))
+                return -1;
+        } else if (!take(argument, query)) {
+            fetch.text.append_leading(argument);
+        }
+    }
+    query.line.now = static_cast<uint32_t>(time(nullptr));
+    return query.sort != nullptr ? list_sorted(fetch, query) : list_as_they_come(fetch, query);
+}

@@ -1,0 +1,136 @@
+// ipobj listipa: the throughput of each address and application.
+#include "base/output.h"
+#include "base/units.h"
+#include "common/fetch.h"
+#include "common/pool.h"
+#include "link/dictionary.h"
+#include "reports/flow/address_text.h"
+#include "reports/flow/flow.h"
+#include "wire/session.h"
+
+namespace {
+
+constexpr uint32_t code_throughput = 99;
+constexpr char usage[] = "ipapinfo list [-ip xx.xx.xx.xx[-yy.yy.yy.yy]] [-s all|in|out] -app application";
+
+using Key = uint64_t (*)(const ThroughputRecord&);
+constexpr struct {
+    const char* word;
+    Key key;
+} orders[] = {
+    {"all", [](const ThroughputRecord& r) { return uint64_t{r.in_rate} + r.out_rate; }},
+    {"in",  [](const ThroughputRecord& r) -> uint64_t { return r.in_rate; }           },
+    {"out", [](const ThroughputRecord& r) -> uint64_t { return r.out_rate; }          },
+};
+
+struct Query {
+    Key key = nullptr;     // null: as the daemon has them
+    int limit = INT32_MAX; // records printed of each batch
+    int raw = 0;           // plain numbers instead of units
+};
+
+bool read_order(const char* word, Query& query)
+{
+    for (const auto& row : orders)
+        if (strcmp(row.word, word) == 0) {
+            query.key = row.key;
+            return true;
+        }
+    print_line("invalid sort type: all, in, out");
+    return false;
+}
+
+// An option and the value behind it; false when the command ends here, with everything said.
+bool read_option(const char* option, const char* value, Query& query, ArgumentText& text)
+{
+    if (value == nullptr) {
+        print_line(usage);
+        return false;
+    }
+    if (strcmp(option, "-s") == 0)
+        return read_order(value, query);
+    if (strcmp(option, "-n") == 0) {
+        query.limit = atoi(value);
+        return true;
+    }
+    text.append(strcmp(option, "-ip") == 0 ? " ip=" : " app=");
+    text.append(value);
+    return true;
+}
+
+bool is_option(const char* argument)
+{
+    for (const char* option : {"-ip", "-s", "-n", "-app"})
+        if (strcmp(argument, option) == 0)
+            return true;
+    return false;
+}
+
+bool read_arguments(std::span<char*> words, Query& query, ArgumentText& text)
+{
+    for (size_t i = 0; i < words.size(); i++) {
+        if (is_option(words[i])) {
+            if (!read_option(words[i], i + 1 < words.size() ? words[i + 1] : nullptr, query, text))
+                return false;
+            i++;
+        } else if (!take_number(words[i], "rawdata=", query.raw)) {
+            text.append_leading(words[i]);
+        }
+    }
+    return true;
+}
+
+// Bits per second of a rate in bytes per second, followed by a blank.
+UnitText rate_text(uint64_t rate, bool raw)
+{
+    if (!raw)
+        return count_text(rate * 8);
+    UnitText out;
+    snprintf(out.text, sizeof out.text, "%lu ", rate * 8);
+    return out;
+}
+
+void print_record(const ThroughputRecord& r, bool raw)
+{
+    print("%s %s %s %s%s%s%s\n", address_text(r.is_ipv6 == 1, r.address, r.address.ipv4_network()).text,
+          application_name(r.application), application_second_name(r.application),
+          rate_text(r.in_rate, raw).text, rate_text(r.out_rate, raw).text,
+          rate_text(uint64_t{r.in_rate} + r.out_rate, raw).text,
+          r.description.empty() ? "NULL" : text_of(r.description).text);
+}
+
+// Order and limit hold within one batch.
+void print_batch(std::span<const ThroughputRecord> records, const Query& query)
+{
+    Paging paging{.page = 1, .limit = query.limit};
+    if (query.key == nullptr) {
+        for (size_t i = 0; i < records.size() && paging.holds(static_cast<int64_t>(i)); i++)
+            print_record(records[i], query.raw != 0);
+        return;
+    }
+    Ranking ranking(paging.end());
+    for (uint32_t i = 0; i < records.size(); i++)
+        ranking.offer(query.key(records[i]), i);
+    ranking.rank();
+    for (size_t i = 0; i < ranking.held(); i++)
+        print_record(records[ranking[i]], query.raw != 0);
+}
+
+} // namespace
+
+int ipobj_listipa(int argc, char** argv)
+{
+    Query query;
+    Fetch fetch{.code = code_throughput, .nul = ArgumentText::leave_nul, .dictionary_first = true};
+    if (!read_arguments(arguments(argc, argv), query, fetch.text))
+        return -1;
+    return fetch_batches(fetch, [&](const Answer& answer) {
+        std::span<const ThroughputRecord> records;
+        if (!records_in(answer, records)) {
+            refuse_reply();
+            return Walk::failed;
+        }
+        print_batch(records, query);
+        return Walk::on;
+    });
+}
