@@ -3,7 +3,7 @@
 #include "base/output.h"
 #include "cli/catalogue.h"
 #include "cli/signals.h"
-void applevel_load(); // common/applevel.h
+#include "common/applevel.h"
 #include "link/dictionary.h"
 #include "link/places.h"
 #include "link/rpc_session.h"
