@@ -21,7 +21,7 @@ struct CodeBlock {
 };
 
 // unicode_characters, code_blocks, code_pages, gb2312_codes
-#include "gb2312_tables.inc"
+#include "base/gb2312_tables.inc"
 
 constexpr size_t no_code = 0;
 

@@ -24,7 +24,6 @@ std::vector<unsigned char> convert(iconv_t converter, std::vector<unsigned char>
 iconv_t converter(const char* to, const char* from)
 {
     iconv_t opened = iconv_open(to, from);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): the interface's own error value
     if (opened == reinterpret_cast<iconv_t>(-1)) {
         perror("iconv_open");
         exit(1);
