@@ -43,7 +43,7 @@ TEST(Format, AddressesOfAnyValue)
 {
     for (uint32_t byte = 0; byte < 256; byte++) {
         std::string digits = std::to_string(byte);
-        EXPECT_EQ(ipv4_text(byte).text, "0.0.0." + digits);
+        EXPECT_EQ(ipv4_text(byte << 24 | 0x020304).text, digits.append(".2.3.4"));
     }
     EXPECT_STREQ(mac_text(mac).text, "00-1a-b2-3c-4d-ff");
     EXPECT_STREQ(mac_text(mac, ':').text, "00:1a:b2:3c:4d:ff");
