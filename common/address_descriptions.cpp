@@ -95,7 +95,7 @@ constexpr LineKey<AddressDescription> keys[] = {
 
 int ipmacdesc_init()
 {
-    used = 0;
+    ipmacdesc_release();
     ipmacdesc = static_cast<AddressTable*>(calloc(1, sizeof *ipmacdesc));
     if (ipmacdesc != nullptr)
         return 0;

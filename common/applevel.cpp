@@ -19,6 +19,8 @@ struct Pool {
     size_t used;
 };
 
+Pool pool;
+
 struct LevelLine {
     int level = -1;
     char colour[colour_room] = "";
@@ -40,7 +42,7 @@ void read_token(LevelLine& line, char* token)
         keep_text(line.extra, value);
 }
 
-void push(Pool& pool, const LevelLine& line)
+void push(const LevelLine& line)
 {
     if (line.level < 0 || line.level > 65534 || pool.used == pool_size)
         return;
@@ -53,14 +55,14 @@ void push(Pool& pool, const LevelLine& line)
 }
 
 // Every token adds an entry with what is known by then, deliberately; the last, complete one is found first.
-void read_line(Pool& pool, char* text)
+void read_line(char* text)
 {
     LevelLine line;
     while (char* token = strsep(&text, " ")) {
         if (*token == '\0')
             continue;
         read_token(line, token);
-        push(pool, line);
+        push(line);
     }
 }
 
@@ -69,10 +71,12 @@ void read_line(Pool& pool, char* text)
 void applevel_load()
 {
     LineReader reader;
+    free(pool.entries);
+    pool = {};
     applevel_list = nullptr;
     if (!reader.open(configuration_file(file_name, path_room - sizeof file_name).text))
         return;
-    Pool pool{static_cast<AppLevel*>(calloc(pool_size, sizeof(AppLevel))), 0};
+    pool.entries = static_cast<AppLevel*>(calloc(pool_size, sizeof(AppLevel)));
     if (pool.entries == nullptr) {
         print("fail to alloc applevel buffer (%zu bytes)\n", pool_size * sizeof(AppLevel));
         return;
@@ -81,7 +85,7 @@ void applevel_load()
     while (reader.next(line)) {
         char* text = line + strspn(line, " ");
         if (strncmp(text, word, sizeof word - 1) == 0)
-            read_line(pool, text);
+            read_line(text);
     }
 }
 

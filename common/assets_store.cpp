@@ -102,8 +102,7 @@ void store(Asset& slot, const Asset& asset)
 
 int assetsdesc_init()
 {
-    totals = {};
-    free_group = free_asset = 0;
+    assetsdesc_release();
     assetsdesc = static_cast<AssetStore*>(calloc(1, sizeof *assetsdesc));
     if (assetsdesc != nullptr)
         return 0;

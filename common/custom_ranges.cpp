@@ -75,7 +75,7 @@ void insert(const RangeLine& line)
 
 int cusiprng_init()
 {
-    count = lowest_free = 0;
+    cusiprng_release();
     cusiprng = static_cast<RangeTable*>(calloc(1, sizeof *cusiprng));
     if (cusiprng != nullptr)
         return 0;

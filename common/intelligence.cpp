@@ -25,6 +25,7 @@ constexpr LineKey<SourceLine> keys[] = {
 
 void itlgc_init()
 {
+    free(itlgc_pool);
     itlgc_pool = static_cast<IntelligenceSource*>(calloc(itlgc_slots, sizeof *itlgc_pool));
     if (itlgc_pool == nullptr)
         print_line("itlgc_pool alloc fail");

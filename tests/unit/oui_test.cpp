@@ -1,0 +1,150 @@
+#include "common/oui.h"
+
+#include "base/output.h"
+#include "tests/unit/private_files.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <nettle/aes.h>
+#include <random>
+#include <vector>
+
+namespace {
+
+const std::string signature("KESTREL\0", 8);
+
+// Every whole block under the key; what follows stays as it is.
+std::string enciphered(std::string text)
+{
+    aes128_ctx schedule;
+    aes128_set_encrypt_key(&schedule, oui_build_key().data());
+    auto* bytes = reinterpret_cast<uint8_t*>(text.data());
+    aes128_encrypt(&schedule, text.size() / 16 * 16, bytes, bytes);
+    return text;
+}
+
+std::string load(const PrivateFiles& files, const std::string& content)
+{
+    static std::vector<const OuiEntry*> pools; // of earlier loads: never freed
+    pools.push_back(oui_entries().data());
+    files.write("/usr/ramdisk/etc/oui.dat", content);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(oui_load(), 0);
+    flush_output();
+    return testing::internal::GetCapturedStdout();
+}
+
+std::string vendor_of(uint8_t a, uint8_t b, uint8_t c)
+{
+    const uint8_t mac[] = {a, b, c, 1, 2, 3};
+    const OuiEntry* entry = oui_find(mac);
+    return entry == nullptr ? "-" : entry->vendor;
+}
+
+TEST(Oui, ReadsRecords)
+{
+    PrivateFiles files;
+    EXPECT_EQ(vendor_of(0, 0x1a, 0x2b), "-") << "before any load";
+    const struct {
+        std::string line;
+        uint8_t prefix[3];
+        std::string vendor;
+    } cases[] = {
+        {"00:1A:2B Vendor name", {0x00, 0x1a, 0x2b}, "Vendor name"},
+        {"00:1a:2b second", {0x00, 0x1a, 0x2b}, "Vendor name"},
+        {"80:9A:2B same bucket", {0x80, 0x9a, 0x2b}, "same bucket"},
+        {"00:01:02/28 long", {0x00, 0x01, 0x02}, "-"},
+        {"00:01:03 A/S", {0x00, 0x01, 0x03}, "-"},
+        {"00:01:04", {0x00, 0x01, 0x04}, "-"},
+        {"00:01:05 ", {0x00, 0x01, 0x05}, "-"},
+        {"01:02 two pieces", {0x01, 0x02, 0x00}, "two pieces"},
+        {"4:05x:z1:99 lax digits", {0x40, 0x05, 0x31}, "lax digits"},
+        {":\xff-:gg  blanks ", {0x00, 0x00, 0x10}, " blanks "},
+        {"00:01:06 " + std::string(60, 'v'), {0x00, 0x01, 0x06}, std::string(52, 'v')},
+        {"00:01:07 " + std::string(5000, 'v'), {0x00, 0x01, 0x07}, std::string(52, 'v')},
+    };
+    std::string text = signature + "\n\r\n";
+    for (const auto& c : cases)
+        text += c.line + (text.size() % 2 == 0 ? "\r\n" : "\r");
+    EXPECT_EQ(load(files, enciphered(text + "00:01:08 without an end")), "");
+    for (const auto& c : cases)
+        EXPECT_EQ(vendor_of(c.prefix[0], c.prefix[1], c.prefix[2]), c.vendor) << c.line;
+    EXPECT_EQ(vendor_of(0, 1, 8), "-");
+    EXPECT_EQ(oui_entries().size(), 7u);
+    EXPECT_EQ(load(files, enciphered(signature + "00:1A:2B later\n02:00:01 new\n" + std::string(1, '\0') +
+                                     "02:00:02 behind the end\n")),
+              "");
+    EXPECT_EQ(vendor_of(0, 0x1a, 0x2b), "Vendor name") << "loading again keeps what is known";
+    EXPECT_EQ(vendor_of(2, 0, 1), "new");
+    EXPECT_EQ(vendor_of(2, 0, 2), "-");
+}
+
+TEST(Oui, ReportsBadFiles)
+{
+    PrivateFiles files;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(oui_load(), 0);
+    flush_output();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "file fstat error\n");
+    const struct {
+        std::string content, message;
+    } cases[] = {
+        {"", "file size is 0\n"},
+        {"x", "invalid file\n"},
+        {signature + "03:00:01 not enciphered\n", "invalid file\n"},
+        {enciphered("KESTRELS03:00:01 wrong\n"), "invalid file\n"},
+        {enciphered(signature), "invalid file\n"}, // no whole block: left as it is, and that is the signature
+        {enciphered(signature + "03:00:01"), ""},
+    };
+    for (const auto& c : cases) {
+        bool short_file = c.content == signature;
+        EXPECT_EQ(load(files, c.content), short_file ? "" : c.message);
+        EXPECT_EQ(oui_entries().size(), 0u);
+    }
+    std::filesystem::remove(files.path + "/usr/ramdisk/etc/oui.dat");
+    std::filesystem::create_directory(files.path + "/usr/ramdisk/etc/oui.dat");
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(oui_load(), 0);
+    flush_output();
+    std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(printed == "not read complete!\n" || printed == "file size is 0\n") << printed;
+    EXPECT_EQ(vendor_of(3, 0, 1), "-");
+}
+
+TEST(Oui, AFullPoolDropsWhatFollows)
+{
+    PrivateFiles files;
+    std::string text = signature;
+    char line[32];
+    for (int i = 0; i < 51210; i++) {
+        snprintf(line, sizeof line, "%02x:%02x:%02x v\n", 0x60 + (i >> 16), i >> 8 & 255, i & 255);
+        text += line;
+    }
+    EXPECT_EQ(load(files, enciphered(text)), "");
+    EXPECT_EQ(oui_entries().size(), 51200u);
+    EXPECT_EQ(vendor_of(0x60, 51199 >> 8, 51199 & 255), "v");
+    EXPECT_EQ(vendor_of(0x60, 51200 >> 8, 51200 & 255), "-");
+}
+
+TEST(Oui, GarbageStaysWithinItsFields)
+{
+    PrivateFiles files;
+    std::mt19937 random(5);
+    static const char alphabet[] = "0123456789abcdefZ::::  /\r\xff\t-v";
+    for (int file = 0; file < 20; file++) {
+        std::string text = signature;
+        for (int line = 0; line < 5000; line++) {
+            for (auto n = random() % (line % 100 == 0 ? 900 : 30); n > 0; n--)
+                text += alphabet[random() % (sizeof alphabet - 1)];
+            text += '\n';
+        }
+        if (file % 4 == 1)
+            text[text.size() / 2] = '\0';
+        text.resize(text.size() - random() % 40);
+        EXPECT_EQ(load(files, enciphered(text)), "");
+        for (const OuiEntry& entry : oui_entries())
+            ASSERT_LT(strnlen(entry.vendor, sizeof entry.vendor), sizeof entry.vendor);
+    }
+}
+
+} // namespace
