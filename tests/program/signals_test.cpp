@@ -1,0 +1,149 @@
+// However a run ends, its segment goes with it; a stop signal ends it with status 1 and what was printed is
+// out.
+#include "tests/support/program.h"
+
+#include <chrono>
+#include <csignal>
+#include <future>
+#include <gtest/gtest.h>
+#include <random>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A listing that prints while it walks: one session a batch, the opening before the first request.
+const std::string session_record =
+    Bytes(24).ip(0, 10, 0, 0, 1).ip(4, 10, 0, 0, 2).be16(8, 1).be16(10, 2).str();
+const char opening[] = R"({"data":[)";
+const char row[] = R"({"src":"10.0.0.1","dst":"10.0.0.2","sport":1,"dport":2,"proto":0,"catagore":0,)"
+                   R"("pkts0":0,"pkts1":0,"birth":0})";
+const Request batch_request{
+    .code = 2055, .module = "idssum", .data = leading(" show_session=1"), .segment_size = 65536};
+const std::vector<std::string> walking{"kesidslog", "listflow"};
+
+struct Scene {
+    PrivateRoot root;
+    ScriptedDaemon daemon;
+    Scene(Daemon at, std::vector<Exchange> exchanges)
+        : daemon(root.path() + socket_of(at), std::move(exchanges))
+    {
+    }
+    Environment environment() const
+    {
+        Environment all = environment_below(root.path());
+        all["ASAN_OPTIONS"] = "detect_leaks=0:handle_segv=0"; // the program's own handler is what is tested
+        return all;
+    }
+};
+
+TEST(Signals, AStopAtAnyMomentEndsTheRun)
+{
+    std::vector<Exchange> batches;
+    for (int i = 0; i < 4; i++)
+        batches.push_back(
+            {batch_request, {.answer = session_record, .count = 1, .last = i == 3, .delay_ms = 1}});
+    std::string whole = std::string(opening) + row + "," + row + "," + row + "," + row + R"(], "total":4})";
+
+    auto begin = Clock::now();
+    {
+        Scene scene(Daemon::management, batches);
+        EXPECT_EQ(whole, Program(walking, scene.environment()).wait().output);
+    }
+    auto undisturbed = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin).count();
+
+    std::mt19937 random(20240229);
+    int stopped = 0;
+    for (int i = 0; i < 100; i++) {
+        SCOPED_TRACE(i);
+        Scene scene(Daemon::management, batches);
+        Program program(walking, scene.environment());
+        usleep(static_cast<unsigned>(random() % static_cast<unsigned>(undisturbed)));
+        int signal = i % 2 == 0 ? SIGTERM : SIGINT;
+        kill(program.pid(), signal);
+        const RunResult& run = program.wait(20);
+        scene.daemon.abandon();
+        stopped += run.status == 1;
+        EXPECT_TRUE(run.status == 1 || (run.status == 0 && run.output == whole) ||
+                    (run.status == -signal && run.output.empty())) // before the handlers are there
+            << run.status << " " << run.output;
+        EXPECT_EQ(run.output, whole.substr(0, run.output.size()));
+        EXPECT_EQ("", run.errors);
+        EXPECT_EQ(0, segments_of(run.pid));
+    }
+    EXPECT_LT(10, stopped);
+}
+
+TEST(Signals, WhatWasPrintedIsOut)
+{
+    Scene scene(
+        Daemon::management,
+        {{batch_request, {.answer = session_record, .count = 1, .last = false}},
+         {batch_request, {.close_without_reply = true, .before = [](pid_t run) { kill(run, SIGTERM); }}}});
+    Program program(walking, scene.environment());
+    EXPECT_EQ(1, program.wait().status);
+    EXPECT_EQ(std::string(opening) + row, program.output());
+    EXPECT_EQ(0, segments_of(program.pid()));
+}
+
+// The daemon answers nothing before the run has ended.
+void expect_end_without_a_reply(int signal, int status)
+{
+    SCOPED_TRACE(signal);
+    std::promise<void> ended;
+    std::future<void> end = ended.get_future();
+    Scene scene(Daemon::management, {{batch_request, {.before = [&](pid_t run) {
+                                          kill(run, signal);
+                                          end.wait();
+                                      }}}});
+    Program program(walking, scene.environment());
+    int got = program.wait(20).status;
+    ended.set_value();
+    scene.daemon.finish();
+    EXPECT_EQ(status, got);
+    EXPECT_EQ(0, segments_of(program.pid()));
+}
+
+TEST(Signals, TheDaemonIsNotWaitedFor)
+{
+    expect_end_without_a_reply(SIGTERM, 1);
+    expect_end_without_a_reply(SIGINT, 1);
+    expect_end_without_a_reply(SIGKILL, -SIGKILL);
+}
+
+// The pipe is full and nobody reads on.
+TEST(Signals, AReaderThatDoesNotReadIsNotWaitedFor)
+{
+    std::string answer(2 * 1024 * 1024 - 1, 'x');
+    Scene scene(Daemon::analysis,
+                {{{.code = 2055, .module = "gadget", .data = trailing("")}, {.answer = answer}}});
+    Program program({"gadget", "list"}, scene.environment());
+    program.read_output(1);
+    kill(program.pid(), SIGTERM);
+    const RunResult& run = program.wait(20, false);
+    EXPECT_EQ(1, run.status);
+    EXPECT_GT(answer.size(), run.output.size());
+    EXPECT_EQ(0, segments_of(program.pid()));
+}
+
+// A fault sent from outside does not repeat: the session is gone, the run fails over its closed socket or
+// goes by the second one.
+TEST(Signals, AFaultFromOutsideClosesTheSession)
+{
+    Scene scene(Daemon::management, {{batch_request, {.before = [](pid_t run) { kill(run, SIGSEGV); }}}});
+    Program program(walking, scene.environment());
+    const RunResult& run = program.wait(20);
+    EXPECT_TRUE(run.status == 255 || run.status == -SIGSEGV) << run.status;
+    EXPECT_EQ(0, segments_of(program.pid()));
+}
+
+// A reader that goes away is no signal.
+TEST(Signals, ABrokenPipeIsAnError)
+{
+    Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1}}});
+    Program program(walking, scene.environment(), "|");
+    EXPECT_EQ(255, program.wait().status);
+}
+
+} // namespace
