@@ -1,0 +1,97 @@
+#include "cli/catalogue.h"
+
+#include "cli/not_supported.h"
+#include "wire/request.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> names_of(const ModuleEntry* table)
+{
+    std::vector<std::string> names;
+    for (; table->name != nullptr; table++)
+        names.emplace_back(table->name);
+    return names;
+}
+
+// Calls each(module, entry) for every row of the three tables.
+template <class Each> void for_each_row(Each each)
+{
+    for (ModuleEntry* table : {analysis_table, management_table})
+        for (ModuleEntry* module = table; module->name != nullptr; module++)
+            for (VerbEntry* entry = module->verbs; entry->verb != nullptr; entry++)
+                each(std::string(module->name), *entry);
+    for (VerbEntry* entry = chart_table; entry->verb != nullptr; entry++)
+        each(std::string("chart"), *entry);
+}
+
+TEST(Catalogue, HoldsTheModulesInTheirOrder)
+{
+    EXPECT_EQ((std::vector<std::string>{"module", "obslog", "obsquery", "worker", "disk", "assetsgroup2",
+                                        "assetsobj2", "table", "obssegdelay", "tundata", "certdata",
+                                        "condtunnel", "applevel", "tunwltable"}),
+              names_of(analysis_table));
+    EXPECT_EQ(
+        (std::vector<std::string>{
+            "obsreasslog", "obsreasspkt", "netev_chart", "nevtlog",       "malcip",        "nevt",
+            "hostinfo",    "obstopogrp",  "obspcap",     "obslog",        "mempcap",       "assetsgroup",
+            "assetsobj",   "assetsflow",  "tcpreset",    "emaillog",      "ftplog",        "telnetlog",
+            "malclog",     "qtde",        "obsiptable",  "obstable",      "obsdnsgrp",     "whiteip",
+            "ipobj",       "outconnect",  "dnsflow",     "dnstuncheck",   "dnstunwltable", "mysqlrd",
+            "kesidslog",   "idssum",      "obsnetbrch",  "netev_session", "obstopo",       "obstplink",
+            "obssyslog",   "obssshlog",   "obstlslog",   "obsnetbios"}),
+        names_of(management_table));
+}
+
+// Every row leads somewhere, and apart from the run-on no module has a verb twice.
+TEST(Catalogue, HoldsNoRowByAccident)
+{
+    std::map<std::string, int> rows;
+    for_each_row([&](const std::string& module, const VerbEntry& entry) {
+        std::string name = module + " " + entry.verb;
+        rows[name]++;
+        EXPECT_NE(0U, entry.action.word) << name;
+        EXPECT_TRUE(entry.segment_kib > 0 || module == "obspcap") << name;
+    });
+    std::vector<std::string> doubled;
+    for (const auto& [name, times] : rows)
+        for (int i = 1; i < times; i++)
+            doubled.push_back(name);
+    EXPECT_EQ((std::vector<std::string>{"obsreasslog list", "obsreasslog remove", "obsreasslog stat"}),
+              doubled);
+    EXPECT_EQ(188U, rows.size());
+}
+
+// The verbs of obsreasslog run on into those of obsreasspkt, in the same array.
+TEST(Catalogue, KeepsTheRunOn)
+{
+    std::vector<std::string> verbs;
+    for (const VerbEntry* entry = management_table[0].verbs; entry->verb != nullptr; entry++)
+        verbs.emplace_back(entry->verb);
+    EXPECT_EQ((std::vector<std::string>{"list", "remove", "config", "stat", "stat", "set", "get", "add",
+                                        "remove", "list", "disable", "debug"}),
+              verbs);
+    EXPECT_EQ(management_table[0].verbs + 4, management_table[1].verbs);
+    EXPECT_EQ(find_entry(management_table, "obsreasslog", "set"),
+              find_entry(management_table, "obsreasspkt", "set"));
+    EXPECT_EQ(management_table[0].verbs + 3, find_entry(management_table, "obsreasslog", "stat"));
+}
+
+TEST(Catalogue, TakesTheFirstMatch)
+{
+    EXPECT_EQ(nullptr, find_entry(analysis_table, "obslog", "list"));
+    EXPECT_NE(nullptr, find_entry(management_table, "obslog", "list"));
+    EXPECT_EQ(nullptr, find_entry(analysis_table, "obslo", "stat"));
+    EXPECT_EQ(nullptr, find_entry(analysis_table, "obslog", "sta"));
+    EXPECT_EQ(nullptr, find_entry(analysis_table, "", ""));
+    EXPECT_EQ(nullptr, find_verb(chart_table, "stat"));
+    EXPECT_EQ(nullptr, find_fallback("disable"));
+    EXPECT_EQ(verb::debug, find_fallback("debug")->code);
+}
+
+} // namespace

@@ -1,0 +1,240 @@
+#include "link/control_socket.h"
+
+#include "base/output.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+// What `act` prints to standard output.
+template <class Act> std::string printed(Act act)
+{
+    testing::internal::CaptureStdout();
+    act();
+    flush_output();
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(ControlSocket, ClassifiesInPlace)
+{
+    static const struct {
+        const char* address;
+        AddressKind kind;
+        int port;
+        const char* left; // of the caller's string
+    } cases[] = {
+        {"/var/tmp/obslog.d", address_unix, -1, "/var/tmp/obslog.d"},
+        {"", address_unix, -1, ""},
+        {"10.1.2.3:9000", address_ipv4, 9000, "10.1.2.3"},
+        {"0.0.0.0:80", address_ipv4, 80, "0.0.0.0"},
+        {"127.0.0.1:65535", address_ipv4, 65535, "127.0.0.1"},
+        {"127.0.0.1:1", address_ipv4, 1, "127.0.0.1"},
+        {"127.0.0.1:9000junk", address_ipv4, 9000, "127.0.0.1"}, // junk after the digits is ignored
+        {"127.0.0.1:0", address_invalid, -1, "127.0.0.1"},
+        {"127.0.0.1:70000", address_invalid, -1, "127.0.0.1"},
+        {"127.0.0.1:-1", address_invalid, -1, "127.0.0.1"},
+        {"127.0.0.1:x", address_invalid, -1, "127.0.0.1"},
+        {"0.0.0.00:80", address_invalid, -1, "0.0.0.00"}, // reads as 0, but is not the literal
+        {"host:80", address_invalid, -1, "host"},
+        {":80", address_invalid, -1, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.address);
+        std::string address = c.address;
+        int port = -1;
+        EXPECT_EQ(c.kind, classify_address(address.data(), port));
+        EXPECT_STREQ(c.left, address.c_str());
+        if (c.port > 0) {
+            EXPECT_EQ(c.port, port);
+        }
+    }
+}
+
+class Endpoints : public testing::Test {
+protected:
+    Endpoints()
+    {
+        char name[] = "/tmp/vigil.XXXXXX";
+        folder = mkdtemp(name);
+        path = folder + "/s";
+    }
+    ~Endpoints() override
+    {
+        unlink(path.c_str());
+        rmdir(folder.c_str());
+    }
+    std::string folder, path;
+};
+
+int option_of(int fd, int name)
+{
+    int value = -1;
+    socklen_t size = sizeof value;
+    getsockopt(fd, SOL_SOCKET, name, &value, &size);
+    return value;
+}
+bool non_blocking(int fd)
+{
+    return (fcntl(fd, F_GETFL) & O_NONBLOCK) != 0;
+}
+int port_of(int fd)
+{
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+// A port that is free now, of a socket that keeps it busy for binds without SO_REUSEPORT only.
+int free_port()
+{
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in any{};
+    any.sin_family = AF_INET;
+    bind(fd, reinterpret_cast<sockaddr*>(&any), sizeof any);
+    int port = port_of(fd);
+    close(fd);
+    return port;
+}
+
+TEST_F(Endpoints, ListenAcceptAndMoveWholeBuffers)
+{
+    for (bool ipv4 : {false, true}) {
+        std::string address = ipv4 ? "127.0.0.1:" + std::to_string(free_port()) : path;
+        int listener = socket_listen(address.c_str());
+        ASSERT_LE(0, listener);
+        EXPECT_TRUE(non_blocking(listener));
+        EXPECT_EQ(1, option_of(listener, SO_ACCEPTCONN));
+        EXPECT_EQ(ipv4 ? 1 : 0, option_of(listener, SO_REUSEPORT));
+        EXPECT_EQ("", printed([&] { EXPECT_GT(0, socket_accept(listener, 0)); })); // nobody there: no message
+        EXPECT_EQ("", printed([&] { EXPECT_EQ(-1, socket_accept(listener, 1)); }));
+
+        int near = socket_connect(("udp:" + address).c_str()); // a stream socket all the same
+        ASSERT_LE(0, near);
+        EXPECT_EQ(SOCK_STREAM, option_of(near, SO_TYPE));
+        EXPECT_FALSE(non_blocking(near));
+        int far = socket_accept(listener, 5000);
+        ASSERT_LE(0, far);
+
+        std::string out(100000, '\0'), in(out.size(), 'x');
+        for (size_t i = 0; i < out.size(); i++)
+            out[i] = static_cast<char>(i * 7);
+        std::thread sender([&] { EXPECT_EQ(0, send_all(near, out.data(), static_cast<int>(out.size()))); });
+        EXPECT_EQ(0, receive_all(far, in.data(), static_cast<int>(in.size())));
+        sender.join();
+        EXPECT_EQ(out, in);
+        EXPECT_EQ(0, receive_all(far, nullptr, 0));
+        EXPECT_EQ(0, send_all(-1, nullptr, -1));
+        EXPECT_FALSE(wait_readable(far, 0));
+        EXPECT_EQ(0, send_all(near, "early", 5));
+        EXPECT_TRUE(wait_readable(far, 1000));
+        close(near);
+        EXPECT_EQ(-1, receive_all(far, in.data(), 6)); // a peer that closes early
+        for (int fd : {far, listener})
+            close(fd);
+    }
+}
+
+TEST_F(Endpoints, PiecesHaveAtMost1400Bytes)
+{
+    int ends[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends)); // keeps the pieces apart
+    std::string out(3000, 'a'), in(3000, 'b');
+    EXPECT_EQ(0, send_all(ends[0], out.data(), 3000));
+    for (int length : {1400, 1400, 200})
+        EXPECT_EQ(length, recv(ends[1], in.data(), in.size(), 0));
+    for (int length : {1400, 1400, 200})
+        send(ends[0], out.data(), static_cast<size_t>(length), 0);
+    EXPECT_EQ(0, receive_all(ends[1], in.data(), 3000));
+    EXPECT_EQ(std::string(3000, 'a'), in);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(Endpoints, DatagramsOfBothFamilies)
+{
+    int local = socket_listen(("udp:" + path).c_str());
+    ASSERT_LE(0, local);
+    EXPECT_EQ(SOCK_DGRAM, option_of(local, SO_TYPE));
+    EXPECT_TRUE(non_blocking(local));
+    EXPECT_EQ(-1, socket_connect(path.c_str())); // a stream socket cannot reach it
+
+    int port = free_port();
+    int first = udp_listen(static_cast<uint16_t>(port));
+    int second = socket_listen(("udp:0.0.0.0:" + std::to_string(port)).c_str()); // both may have the port
+    for (int fd : {first, second}) {
+        ASSERT_LE(0, fd);
+        EXPECT_EQ(SOCK_DGRAM, option_of(fd, SO_TYPE));
+        EXPECT_TRUE(non_blocking(fd));
+        EXPECT_EQ(port, port_of(fd));
+    }
+    for (int fd : {local, first, second})
+        close(fd);
+}
+
+// A listener takes the place of whatever file is at its path.
+TEST_F(Endpoints, ListeningReplacesTheFile)
+{
+    close(open(path.c_str(), O_CREAT | O_WRONLY, 0600));
+    int listener = socket_listen(path.c_str());
+    EXPECT_LE(0, listener);
+    close(listener);
+    listener = socket_listen(path.c_str());
+    EXPECT_LE(0, listener);
+    close(listener);
+}
+
+TEST_F(Endpoints, SaysWhatFailed)
+{
+    std::string longest(107, 'p'), too_long(108, 'p');
+    EXPECT_EQ("socket_connect: invalid path\n",
+              printed([&] { EXPECT_EQ(-1, socket_connect("127.0.0.1:0")); }));
+    EXPECT_EQ("socket_connect: invalid path\n",
+              printed([&] { EXPECT_EQ(-1, socket_connect("udp:host:1")); }));
+    EXPECT_EQ("socket_connect: invalid path\n",
+              printed([&] { EXPECT_EQ(-1, socket_connect(too_long.c_str())); }));
+    EXPECT_EQ("socket_listen: invalid path\n",
+              printed([&] { EXPECT_EQ(-1, socket_listen("127.0.0.1:70000")); }));
+    EXPECT_EQ("socket_listen: invalid path\n",
+              printed([&] { EXPECT_EQ(-1, socket_listen(too_long.c_str())); }));
+    EXPECT_EQ("", printed([&] { EXPECT_EQ(-1, socket_connect(longest.c_str())); })); // the caller reports
+    EXPECT_EQ("", printed([&] { EXPECT_EQ(-1, socket_connect(path.c_str())); }));
+    EXPECT_EQ("bind unix fail No such file or directory\n",
+              printed([&] { EXPECT_EQ(-1, socket_listen((folder + "/no/s").c_str())); }));
+    EXPECT_EQ("bind tcp fail Cannot assign requested address\n",
+              printed([&] { EXPECT_EQ(-1, socket_listen("192.0.2.1:9000")); }));
+    EXPECT_EQ("bind tcp fail Cannot assign requested address\n",
+              printed([&] { EXPECT_EQ(-1, socket_listen("udp:192.0.2.1:9000")); }));
+    EXPECT_EQ("socket_accept: Bad file descriptor(9)\n",
+              printed([&] { EXPECT_GT(0, socket_accept(-1, 0)); }));
+}
+
+// With every descriptor in use no socket can be made.
+TEST_F(Endpoints, SaysThatNoSocketCanBeMade)
+{
+    std::vector<int> taken;
+    testing::internal::CaptureStdout();
+    for (int fd; (fd = dup(0)) >= 0;)
+        taken.push_back(fd);
+    int results[] = {socket_connect(path.c_str()), socket_listen(path.c_str()), udp_listen(9)};
+    for (int fd : taken)
+        close(fd);
+    flush_output();
+    EXPECT_EQ("socket_connect: socket fail with Too many open files\n"
+              "socket_listen: socket fail with Too many open files, path=" +
+                  path + "\nudp_listen: socket fail with Too many open files\n",
+              testing::internal::GetCapturedStdout());
+    for (int result : results)
+        EXPECT_EQ(-1, result);
+}
+
+} // namespace
