@@ -127,6 +127,17 @@ struct Asset {
     std::string text; // kind text: a host name
 };
 
+struct AssetGroup {
+    uint16_t id = 0, parent = 0; // parent 0: none
+    std::string name;
+};
+
+// What operators set up with words of its own: worker and capture tasks, reassembly rules.
+struct Task {
+    uint32_t id = 0;
+    std::map<std::string, std::string> values;
+};
+
 struct TopologyGroup {
     uint8_t id = 0, parent = 0;
     std::string title; // at most 45 bytes
@@ -200,6 +211,7 @@ struct World {
 
     // What operators set up.
     std::vector<Asset> assets;
+    std::vector<AssetGroup> asset_groups;
     std::vector<TopologyGroup> groups;
     std::vector<TopologyNode> nodes;
     std::vector<TopologyLink> links;
@@ -210,6 +222,7 @@ struct World {
     std::vector<TunnelExemption> dns_tunnel_white_list; // of the management daemon
     std::vector<DnsGroup> dns_groups;
     std::map<std::string, std::map<std::string, std::string>> settings; // module, key, value
+    std::map<std::string, std::vector<Task>> tasks;                     // by module
 
     const Address& address(uint32_t endpoint) const { return endpoints[endpoint].address; }
     const Location& location(uint32_t endpoint) const { return locations[endpoints[endpoint].location]; }

@@ -1,0 +1,139 @@
+#include "lab/session_filter.h"
+
+#include "base/address.h"
+#include "lab/dictionary/applications.h"
+
+#include <algorithm>
+
+bool AddressFilter::read(std::string_view text)
+{
+    given = true;
+    if (text.find(':') != text.npos) {
+        ipv6 = true;
+        return parse_address(text, address) && address.ipv6;
+    }
+    std::string copy{text};
+    return !copy.empty() && parse_ipv4_range(copy.data(), low, high);
+}
+
+bool AddressFilter::passes(const Address& candidate) const
+{
+    if (!given)
+        return true;
+    if (ipv6 != candidate.ipv6)
+        return false;
+    return ipv6 ? candidate == address : candidate.ipv4() >= low && candidate.ipv4() <= high;
+}
+
+bool PortFilter::read(std::string_view text)
+{
+    std::string copy{text};
+    char* rest = nullptr;
+    unsigned long first = strtoul(copy.c_str(), &rest, 10), last = first;
+    if (*rest == '-')
+        last = strtoul(rest + 1, &rest, 10);
+    if (copy.empty() || *rest != '\0' || first > 65535 || last > 65535)
+        return false;
+    low = static_cast<uint16_t>(first);
+    high = static_cast<uint16_t>(last);
+    return true;
+}
+
+static int number_from(std::string_view text, int most)
+{
+    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != text.npos)
+        return -1;
+    int number = std::stoi(std::string{text});
+    return number <= most ? number : -1;
+}
+
+int application_from(std::string_view text)
+{
+    for (const LabApplication& application : lab_applications)
+        if (text == application.name)
+            return application.id;
+    return number_from(text, 16383);
+}
+
+int protocol_from(std::string_view text)
+{
+    static constexpr struct {
+        std::string_view name;
+        int number;
+    } names[] = {
+        {"icmp",  1 },
+        {"tcp",   6 },
+        {"udp",   17},
+        {"icmp6", 58},
+    };
+    for (const auto& protocol : names)
+        if (text == protocol.name)
+            return protocol.number;
+    return number_from(text, 255);
+}
+
+bool SessionFilter::read(Turn& turn)
+{
+    host_ = turn.value("host").value_or("");
+    path_ = turn.number("vpaid");
+    start_ = turn.number("start");
+    end_ = turn.number("end", UINT32_MAX);
+    return read_addresses(turn) && read_numbers(turn);
+}
+
+bool SessionFilter::read_addresses(Turn& turn)
+{
+    struct {
+        const char* key;
+        AddressFilter* filter;
+    } filters[] = {
+        {"ip",  &either_     },
+        {"src", &source_     },
+        {"dst", &destination_},
+    };
+    for (auto& one : filters)
+        if (auto text = turn.value(one.key); text && !one.filter->read(*text))
+            return turn.refuse(lab_error::invalid, "INV_IP"), false;
+    return true;
+}
+
+bool SessionFilter::read_numbers(Turn& turn)
+{
+    struct {
+        const char* key;
+        PortFilter* filter;
+    } filters[] = {
+        {"port",  &either_port_     },
+        {"sport", &source_port_     },
+        {"dport", &destination_port_},
+    };
+    for (auto& one : filters)
+        if (auto text = turn.value(one.key); text && !one.filter->read(*text))
+            return turn.refuse(lab_error::invalid, "INV_PORT"), false;
+    if (auto text = turn.value("proto"); text && (protocol_ = protocol_from(*text)) < 0)
+        return turn.refuse(lab_error::invalid, "INV_PROTO"), false;
+    if (auto text = turn.value("app"); text && (application_ = application_from(*text)) < 0)
+        return turn.refuse(lab_error::invalid, "INV_APP"), false;
+    return true;
+}
+
+bool SessionFilter::passes(const World& world, const Session& session) const
+{
+    if (application_ >= 0 && session.application != application_)
+        return false;
+    if (protocol_ >= 0 && session.protocol != protocol_)
+        return false;
+    if ((path_ != 0 && session.path != path_) || session.birth < start_ || session.birth > end_)
+        return false;
+    if (!source_port_.passes(session.client_port) || !destination_port_.passes(session.server_port))
+        return false;
+    if (!either_port_.passes(session.client_port) && !either_port_.passes(session.server_port))
+        return false;
+    const Address& client = world.address(session.client);
+    const Address& server = world.address(session.server);
+    if (!source_.passes(client) || !destination_.passes(server))
+        return false;
+    if (!either_.passes(client) && !either_.passes(server))
+        return false;
+    return host_.empty() || world.text(session.host).find(host_) != std::string_view::npos;
+}

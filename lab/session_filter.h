@@ -1,0 +1,45 @@
+#pragma once
+// Which sessions a request asks for, from the filter words that reports pass on to the daemon.
+#include "lab/turn.h"
+#include "lab/world.h"
+
+// One address, a prefix or a range (IPv4), or one address (IPv6).
+struct AddressFilter {
+    bool given = false;
+    bool ipv6 = false;
+    uint32_t low = 0, high = 0;
+    Address address;
+
+    bool read(std::string_view text); // false when it is neither
+    bool passes(const Address& candidate) const;
+};
+
+struct PortFilter {
+    uint16_t low = 0, high = 65535;
+
+    bool read(std::string_view text); // "n" or "lo-hi"
+    bool passes(uint16_t port) const { return port >= low && port <= high; }
+};
+
+// An application's identifier from its number or its primary name; -1 when it is neither.
+int application_from(std::string_view text);
+// "tcp", "udp", "icmp", "icmp6" or a number; -1 otherwise.
+int protocol_from(std::string_view text);
+
+class SessionFilter {
+public:
+    // ip= (either end), src=, dst=, port= (either end), sport=, dport=, proto=, app=, host= (part of the
+    // name), vpaid=, start= and end= (birth). False with the turn refused when one cannot be read.
+    bool read(Turn& turn);
+    bool passes(const World& world, const Session& session) const;
+
+private:
+    bool read_addresses(Turn& turn);
+    bool read_numbers(Turn& turn);
+
+    AddressFilter either_, source_, destination_;
+    PortFilter either_port_, source_port_, destination_port_;
+    int protocol_ = -1, application_ = -1;
+    uint32_t path_ = 0, start_ = 0, end_ = UINT32_MAX;
+    std::string host_;
+};
