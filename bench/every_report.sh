@@ -29,7 +29,7 @@ walk "tcpreset listip"         64 2048 tcpreset listip sort=flowcnt order=asc ro
 walk "tcpreset listdns"        64 2048 tcpreset listdns sort=flowcnt order=desc row=1-10
 walk "outconnect listflow"    252 2048 outconnect listflow
 walk "outconnect caluflow"    252 1024 outconnect caluflow sort=byte json=1
-walk "dnsflow caluflow"       252 1024 dnsflow caluflow sort=byte ischina=7
+walk "dnsflow caluflow"       252 1024 dnsflow caluflow sort=byte ischina=-1
 walk "obssyslog list"         356   64 obssyslog list
 walk "obstlslog list"         104   64 obstlslog list
 walk "nevtlog list"           304  256 nevtlog list json=1 page=1 limit=10
@@ -42,7 +42,7 @@ walk "whiteip list"            24  256 whiteip list limit=10
 
 if [ -x "$build/tools/vigil-ouidb" ] && [ -f /usr/share/ieee-data/oui.txt ]; then
   key=$(sed -n 's/^VIGIL_OUI_KEY:STRING=//p' "$build/CMakeCache.txt")
-  "$build/tools/vigil-ouidb" /usr/share/ieee-data/oui.txt "$VIGIL_ROOT/usr/ramdisk/etc/oui.dat"
+  "$build/tools/vigil-ouidb" make /usr/share/ieee-data/oui.txt "$VIGIL_ROOT/usr/ramdisk/etc/oui.dat"
   head -c 104000 /dev/zero >"$work/records"
   start_daemon "$work/records" 104
   pair --pairs 50 --goal 1.3 --label "a log page with vendor names / openssl" "$vigil obstlslog list" \
