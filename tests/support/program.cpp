@@ -214,6 +214,18 @@ std::string read_file(const std::string& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges,
+             const std::string& output, int status)
+{
+    std::istringstream words(line);
+    return {.name = line,
+            .arguments = {std::istream_iterator<std::string>(words), {}},
+            .daemon = daemon,
+            .exchanges = std::move(exchanges),
+            .output = output,
+            .status = status};
+}
+
 void run_case(const Case& one)
 {
     SCOPED_TRACE(one.name);

@@ -121,6 +121,10 @@ struct Case {
     std::function<void(const std::string& root)> after = {}; // looks at files the run has written
 };
 
+// The short form of a case: the command line, split at blanks, is its name too.
+Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges,
+             const std::string& output, int status = 0);
+
 void run_case(const Case& one);
 void run_cases(std::span<const Case> cases);
 
