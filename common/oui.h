@@ -24,7 +24,7 @@ const OuiEntry* oui_find(const uint8_t* mac);
 
 // The parts of oui_load, for those who have their own file and key.
 int oui_make_pool();                                    // 0, or -1 with a message
-int oui_read_file(const char* path, const OuiKey& key); // 0, or -1 with a message
+int oui_read_file(const char* path, const OuiKey& key); // 0, or -1 with a message; needs a pool
 const OuiKey& oui_build_key();                          // the key this build was given
 std::span<const OuiEntry> oui_entries();                // of the newest pool, in the order of the file
 

@@ -3,6 +3,7 @@
 #include "common/oui.h"
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -28,9 +29,14 @@ struct Record {
     std::string prefix, name;
 };
 
-int fail(const std::string& message)
+[[gnu::format(printf, 1, 2)]] int fail(const char* format, ...)
 {
-    fprintf(stderr, "vigil-ouidb: %s\n", message.c_str());
+    va_list values;
+    va_start(values, format);
+    fputs("vigil-ouidb: ", stderr);
+    vfprintf(stderr, format, values);
+    fputc('\n', stderr);
+    va_end(values);
     return bad_input;
 }
 
@@ -89,7 +95,7 @@ int read_list(const std::string& path, std::vector<Record>& records)
     for (std::string line; std::getline(file, line);)
         lines.push_back(line);
     if (lines.empty())
-        return fail("no text in " + path);
+        return fail("no text in %s", path.c_str());
     for (const std::string& line : lines)
         if (auto record = ieee_record(line))
             records.push_back(*record);
@@ -99,10 +105,10 @@ int read_list(const std::string& path, std::vector<Record>& records)
             continue;
         auto record = plain_record(line);
         if (!record)
-            return fail(path + ":" + std::to_string(i + 1) + ": not a prefix and a name: " + line);
+            return fail("%s:%zu: not a prefix and a name: %s", path.c_str(), i + 1, line.c_str());
         records.push_back(*record);
     }
-    return records.empty() ? fail("no prefixes in " + path) : 0;
+    return records.empty() ? fail("no prefixes in %s", path.c_str()) : 0;
 }
 
 int make(const std::string& list, const std::string& database, const OuiKey& key)
@@ -120,7 +126,7 @@ int make(const std::string& list, const std::string& database, const OuiKey& key
     aes128_encrypt(&schedule, text.size(), bytes, bytes);
     std::ofstream file(database, std::ios::binary);
     file << text << std::flush;
-    return file ? 0 : fail("cannot write " + database);
+    return file ? 0 : fail("cannot write %s", database.c_str());
 }
 
 int list(const std::string& database, const OuiKey& key)
