@@ -10,3 +10,11 @@ TextId TextPool::intern(std::string_view text)
     ids_.emplace(texts_.back(), id);
     return id;
 }
+
+bool TextPool::find(std::string_view text, TextId& id) const
+{
+    auto found = ids_.find(text);
+    if (found != ids_.end())
+        id = found->second;
+    return found != ids_.end();
+}

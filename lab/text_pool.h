@@ -11,6 +11,7 @@ using TextId = uint32_t;
 class TextPool {
 public:
     TextId intern(std::string_view text);
+    bool find(std::string_view text, TextId& id) const; // false: no such text
     std::string_view at(TextId id) const { return texts_[id]; }
     size_t size() const { return texts_.size(); }
 

@@ -64,10 +64,10 @@ struct ProtocolEvent {
     uint32_t client = 0, server = 0;
     uint32_t time = 0;
     uint16_t client_port = 0, server_port = 0;
-    uint16_t tls_version = 0;     // TLS log only
-    uint8_t operation = 0;        // NetBIOS log only
-    std::string user_group, user; // user parts A and B
-    std::string text; // syslog message, SSH banner, or NetBIOS name in first-level encoding; empty for TLS
+    uint16_t tls_version = 0;         // TLS log only
+    uint8_t operation = 0;            // NetBIOS log only
+    std::string user_group{}, user{}; // user parts A and B
+    std::string text{}; // syslog message, SSH banner, or NetBIOS name in first-level encoding; empty for TLS
 };
 
 // Known-malicious indicators: an address (port 0: any) or a name.
