@@ -52,8 +52,7 @@ void FlowTable::add(const Packet& packet)
         world_.endpoints[source].mac = packet.source_mac;
     uint32_t index = session_of(packet, source, destination);
     Session& session = world_.sessions[index];
-    bool up =
-        session.client == source && (source != destination || session.client_port == packet.source_port);
+    bool up = is_up(packet, index, source, destination);
     count(packet, session, up);
     if (packet.protocol == ip_protocol::tcp)
         follow_tcp(packet, session, flows_[index], up);
@@ -74,9 +73,7 @@ uint32_t FlowTable::session_of(const Packet& packet, uint32_t source, uint32_t d
                   : Key{destination, source, packet.destination_port, packet.source_port, packet.protocol};
     auto [found, added] = latest_.try_emplace(key, 0);
     if (!added) {
-        const Session& session = world_.sessions[found->second];
-        bool up =
-            session.client == source && (source != destination || session.client_port == packet.source_port);
+        bool up = is_up(packet, found->second, source, destination);
         added = is_opening(packet) && starts_anew(packet, found->second, up);
         if (!added && !up && is_opening(packet) && flows_[found->second].syn_time == 0)
             swap_sides(found->second);
@@ -86,8 +83,8 @@ uint32_t FlowTable::session_of(const Packet& packet, uint32_t source, uint32_t d
     return found->second;
 }
 
-// Whether the packet goes from client to server. On a host that talks to itself the ports tell, and for an echo
-// its type.
+// Whether the packet goes from client to server. On a host that talks to itself the ports tell, and for an
+// echo its type.
 bool FlowTable::is_up(const Packet& packet, uint32_t index, uint32_t source, uint32_t destination) const
 {
     const Session& session = world_.sessions[index];
