@@ -24,7 +24,7 @@ struct CaptureRing {
 // A block in the hands of this reader. From taking it to releasing it SIGTERM and SIGINT are blocked, so that
 // no slot is left taken.
 struct TakenBlock {
-    std::span<const char> bytes; // the valid ones, inside the mapping
+    std::span<const char> bytes{}; // the valid ones, inside the mapping
     uint32_t index = 0;
     CaptureSlot slot{};         // as it stands after taking
     bool holds_signals = false; // `signals` is the mask to go back to

@@ -1,0 +1,193 @@
+// obspcap init and save, mempcap dump, hostinfo list.
+#include "tests/support/program.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <set>
+#include <sys/stat.h>
+#include <unistd.h>
+
+// clang-format off
+namespace {
+
+constexpr Daemon M = Daemon::management, none = Daemon::none;
+const std::string ring_place = "/usr/obslog/obspcap", export_place = "/log/obspcap.pcap";
+
+// A ring of 100-byte blocks; block i holds the letter 'A' + i.
+constexpr uint32_t bs = 100;
+struct Slot { uint32_t state = 0, length = 0; };
+std::string ring(const std::vector<Slot>& slots, uint32_t next = 0, uint32_t lock = 0)
+{
+    const auto cnt = static_cast<uint32_t>(slots.size());
+    Bytes file(32 + 16 * cnt + bs * cnt);
+    file.text(0, "OBS").u32(4, lock).u32(8, cnt).u32(12, bs).u32(16, next);
+    for (uint32_t i = 0; i < cnt; i++)
+        file.u32(32 + 16 * i, slots[i].state).u32(36 + 16 * i, slots[i].length).fill(32 + 16 * cnt + bs * i, static_cast<char>('A' + i), bs);
+    return file;
+}
+const std::string eight = ring({{}, {2, 5}, {3, 7}, {}, {}, {2, 3}, {9, 1}, {}}, 3);
+
+Case save(const std::string& file, const std::string& saved, const std::string& file_after, const std::string& line = "obspcap save")
+{
+    Case one = command(line, none, {}, "");
+    one.files = {{ring_place, file}, {export_place, "an older and longer text"}};
+    one.after = [=](const std::string& root) {
+        EXPECT_EQ(saved, read_file(root + export_place));
+        EXPECT_EQ(file_after, read_file(root + ring_place));
+    };
+    return one;
+}
+Case fails(Case one, const std::string& output, int status, const std::string& errors = "")
+{
+    one.output = output, one.status = status, one.errors = errors;
+    return one;
+}
+
+TEST(Capture, Save)
+{
+    const std::string kept = "an older and longer text", idle = ring({{}, {}});
+    const std::string after_eight = ring({{}, {2, 5}, {}, {}, {}, {}, {9, 1}, {}}, 6);
+    std::string stale = after_eight; // a freed stale slot keeps its length
+    stale = Bytes(stale).u32(32 + 16 * 2 + 4, 7);
+    const Case cases[] = {
+        save(eight, "FFF", stale), // slots 1 and 5 are full, the search begins at 3; slot 2 was never released
+        save(ring({{2, 101}, {2, 4}}, 2), std::string(100, 'A'), ring({{}, {2, 4}}, 1)), // lengths and next are clamped
+        save(ring({{}, {2, ~0U}}, ~0U), std::string(100, 'B'), ring({{}, {}}, 0)),
+        fails(save(idle, kept, idle), "no full block found\n", 0),
+        fails(save(idle.substr(0, 31), kept, idle.substr(0, 31)), "INVfile\n", 255),
+        fails(save("obs" + idle.substr(3), kept, "obs" + idle.substr(3)), "INV_FILE_TAG\n", 255),
+        fails(save(idle + "x", kept, idle + "x"), "Corrupted, bs=100,cnt=2,filesz=265,memsz=264\n", 255),
+        fails(save(idle, kept, idle, "obspcap save if={root}/none"), "", 255, "open: No such file or directory\n"),
+        fails(save(ring({{2, 5}}), kept, ring({{}}), "obspcap save of={root}/none/x"), "fail to create file \"{root}/none/x\"", 255), // dropped
+        fails(save(ring({{2, 5}}), kept, ring({{}}), "obspcap save of=/dev/full"), "", 0, "write: No space left on device\n"),
+        fails(save(idle, kept, idle, "obspcap save of=" + std::string(512, 'x')), "ARG_TOO_LONG\n", 255),
+    };
+    run_cases(cases);
+}
+
+TEST(Capture, Init)
+{
+    auto init = [](const std::string& line, const std::string& expected) {
+        Case one = command("obspcap init " + line, none, {}, "");
+        one.after = [=](const std::string& root) { EXPECT_TRUE(expected == read_file(root + ring_place)); };
+        return one;
+    };
+    auto header = [](size_t size, uint32_t cnt, uint32_t block) { return Bytes(size).text(0, "OBS").u32(8, cnt).u32(12, block).str(); };
+    Case exists = init("count=1", "what is there");
+    exists.files = {{ring_place, "what is there"}};
+    const Case cases[] = {
+        init("bs=9 count=2 bs=1 other=1", header(64 + 2 * 1048576, 2, 1048576)),
+        init("count=0", header(32, 0, 134217728)),
+        init("bs=512 file={root}" + ring_place, header(160, 8, 536870912)), // 8 blocks of 512 MiB wrap to nothing
+        init("bs=4096 count=-1", header(32, 4294967295, 0)),
+        fails(exists, "file \"{root}" + ring_place + "\" exist!\n", 255),
+        fails(init("file={root}/none/x", ""), "fail to create file \"{root}/none/x\"", 255),
+    };
+    run_cases(cases);
+    PrivateRoot root;
+    for (const char* line : {"init", "save"}) { // what was made opens: a ring without blocks
+        Program program({"obspcap", line, "bs=512"}, environment_below(root.path()));
+        EXPECT_EQ(line == std::string("init") ? "" : "no full block found\n", program.wait().output);
+    }
+}
+
+// As many saves as there are full blocks, all at once: each block goes to one of them.
+TEST(Capture, SavesAtTheSameMomentShareTheBlocks)
+{
+    PrivateRoot root;
+    root.write(ring_place, ring(std::vector<Slot>(8, {2, 50})));
+    std::vector<std::unique_ptr<Program>> saves;
+    for (int i = 0; i < 8; i++)
+        saves.push_back(std::make_unique<Program>(std::vector<std::string>{"obspcap", "save", "of=" + root.path() + "/" + std::to_string(i)}, environment_below(root.path())));
+    std::set<std::string> blocks;
+    for (int i = 0; i < 8; i++) {
+        EXPECT_EQ("", saves[static_cast<size_t>(i)]->wait().output);
+        blocks.insert(read_file(root.path() + "/" + std::to_string(i)));
+    }
+    EXPECT_EQ(8U, blocks.size());
+    for (const std::string& block : blocks)
+        EXPECT_EQ(std::string(50, block.empty() ? '?' : block[0]), block);
+}
+
+// A stop signal waits while a slot is taken (the output, a FIFO, holds the save there), but not while another holds the lock.
+TEST(Capture, StopSignalsLeaveNoSlotTaken)
+{
+    PrivateRoot root;
+    const std::string fifo = root.path() + "/fifo", file = root.path() + ring_place;
+    root.write(ring_place, ring({{2, 50}}));
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    Program program({"obspcap", "save", "of=" + fifo}, environment_below(root.path()));
+    while (read_file(file)[32] != 3)
+        usleep(1000);
+    kill(program.pid(), SIGTERM);
+    EXPECT_EQ(std::string(50, 'A'), read_file(fifo));
+    EXPECT_EQ(1, program.wait().status);
+    EXPECT_EQ(ring({{}}), read_file(file));
+
+    root.write(ring_place, ring({{2, 50}}, 0, 1));
+    Program spinning({"obspcap", "save"}, environment_below(root.path()));
+    while (read_file("/proc/" + std::to_string(spinning.pid()) + "/maps").find(file) == std::string::npos)
+        usleep(1000);
+    kill(spinning.pid(), SIGINT);
+    EXPECT_EQ(1, spinning.wait().status);
+    EXPECT_EQ(ring({{2, 50}}, 0, 1), read_file(file));
+}
+
+Exchange dumped(const std::string& bytes, uint32_t size, bool last, int32_t cursor = 0, int32_t next = 0)
+{
+    return {{.code = 2068, .module = "mempcap", .cursor = cursor, .segment_size = 65536},
+            {.answer = bytes, .count = 7, .last = last, .cursor = next, .edit = [=](Bytes& record, std::span<char>) { record.u32(172, size).u8(20, 1); }}};
+}
+
+TEST(Capture, Dump)
+{
+    const std::string bytes = Bytes(65536).fill(1, '\xff', 65000);
+    Case closed = command("mempcap dump", M, {dumped(bytes, 65536, false)}, "", 255); // one batch, and no more for nobody
+    closed.output_to = "/dev/full";
+    const Case cases[] = {
+        command("mempcap dump ignored", M, {dumped(bytes, 65536, false, 0, 5), dumped("", 0, false, 5, 6), dumped(bytes, 65535, false, 6), dumped("end", 3, true)},
+                bytes + bytes.substr(0, 65535) + "end"),
+        command("mempcap dump", M, {dumped("ab", 2, false), dumped("", 65537, true)}, "abINV_REPLY\n", 255),
+        command("mempcap dump", M, {{{.code = 2068, .module = "mempcap"}, {.error = 4, .error_text = "IDLE"}}}, "IDLE\n", 255),
+        closed,
+    };
+    run_cases(cases);
+}
+
+std::string host(const std::string& name, uint32_t dns, uint32_t http, uint32_t sub, uint8_t valid = 1)
+{
+    return Bytes(120).u32(8, 4294967295).u8(12, valid).text(13, name, 43).ip(56, 10, 0, 0, 9).be16(60, 80).be16(62, 443).be16(66, 1)
+        .u32(72, dns).u32(76, http).u32(80, sub).u32(84, 1).u32(88, 2).u32(92, 3).fill(96, 'n', 24);
+}
+std::string host_line(const std::string& name, const std::string& counts)
+{
+    return name + " 2106-02-07/14:28:15 " + counts + " 1 2 3 10.0.0.9 80,443 " + std::string(24, 'n') + "\n";
+}
+
+TEST(Capture, Hosts)
+{
+    const std::string wide(43, 'w');
+    const Reply three{.answer = host("a", 5, 1, 0) + host(wide, 4, 4294967295, 8) + host("c", 9, 2, 0), .count = 3, .last = false, .cursor = 1};
+    const Reply hidden{.answer = host("d", 0, 0, 90, 0) + host("", 0, 0, 80) + Bytes(120).u8(12, 1).u8(13, 'e').str(), .count = 3};
+    auto list = [&](const std::string& typed, const std::string& output) {
+        return command("hostinfo list" + typed, M, {{{.code = 2055, .module = "obshost", .segment_size = 2097152}, three},
+                                                    {{.code = 2055, .module = "obshost", .cursor = 1}, hidden}}, output);
+    };
+    const std::string a = host_line("a", "12 5 1 6 0"), w = host_line(wide, "17 4 4294967295 14 8"), c = host_line("c", "17 9 2 6 0");
+    const std::string e = "e 1970-01-01/08:00:00 0 0 0 0 0 0 0 0 0.0.0.0  \n";
+    const Case cases[] = {
+        list("", w + c + a + e), // equal sums as they came
+        list(" sort=all count=4", w + c), // two hidden hosts use up a row each
+        list(" sort=dns count=2 sort=dnsx", c + a),
+        list(" sort=http count=99", w + c + a + e), // sums wrap: 13, 8, 7
+        list(" count=0", ""),
+        command("hostinfo list", M, {{{.code = 2055, .module = "obshost"}, {}}}, ""),
+        command("hostinfo list", M, {{{.code = 2055, .module = "obshost"}, {.count = -1}}}, "INV_REPLY\n", 255),
+        command("hostinfo list", M, {{{.code = 2055, .module = "obshost"}, {.error = 1, .error_text = "NO"}}}, "NO\n", 255),
+    };
+    run_cases(cases);
+}
+
+} // namespace
