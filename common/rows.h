@@ -2,6 +2,7 @@
 // Collected records of a report, kept so that one page of them can be printed. Only what can still reach the
 // page is held (its end is known before the first batch); what is held grows with what arrives, never from a
 // typed limit. Ties keep the order of arrival.
+#include "base/output.h"
 #include "common/arguments.h"
 #include "common/order.h"
 
@@ -24,7 +25,7 @@ public:
     // Room for so many rows in the ranking; false when memory is exhausted. Offers make room by themselves:
     // only a report that has words of its own for this failure asks before.
     bool reserve(size_t rows);
-    bool make_room()
+    bool make_room() // for one more
     {
         return held_ < entry_room_ || reserve(entry_room_ == 0 ? block_rows : entry_room_ * 2);
     }
@@ -63,12 +64,17 @@ public:
 
     void want_until(int64_t end) { store_.want_until(end); }
     bool reserve(size_t rows) { return store_.reserve(rows); }
-    bool make_room() { return store_.make_room(); } // the same for one more row
 
     // Counts the record and holds a copy if it can reach the page. False only when memory is exhausted.
     bool keep(const Record& record)
     {
         return store_.offer(order_.key != nullptr ? order_.key(record) : 0, &record, refinement());
+    }
+
+    // The same with a line for a lacking index and one for a lacking block of records.
+    bool keep_or_say(const Record& record, const char* no_index, const char* no_block)
+    {
+        return store_.make_room() ? keep(record) || refuse(no_block) == 0 : refuse(no_index) == 0;
     }
 
     // Brings the held rows into order; after the last batch.

@@ -103,11 +103,8 @@ int print_events(Fetch& fetch, const Query& query)
     Rows<EventLogRecord> rows({.key = [](const EventLogRecord& e) -> uint64_t { return e.evdeath; }});
     rows.want_until(paging.end());
     int status = fetch_each<EventLogRecord>(fetch, [&](const EventLogRecord& event) {
-        if (!wanted(event, query))
-            return true;
-        if (!rows.make_room())
-            return refuse("fal alloc _ptrs object") == 0;
-        return rows.keep(event) || refuse("fail alloc nevt_data_t object") == 0;
+        return !wanted(event, query) ||
+               rows.keep_or_say(event, "fal alloc _ptrs object", "fail alloc nevt_data_t object");
     });
     if (status != 0)
         return status;

@@ -61,11 +61,8 @@ int kesidslog_list(int argc, char** argv)
     Rows<AlertRecord> rows({.key = [](const AlertRecord& a) -> uint64_t { return a.time; }});
     rows.want_until(paging.end());
     int status = fetch_each<AlertRecord>(fetch, [&](const AlertRecord& alert) {
-        if (alert.text.whole().find(keyword) == std::string_view::npos)
-            return true;
-        if (!rows.make_room())
-            return refuse("fail to realloc _ptrs") == 0;
-        return rows.keep(alert) || refuse("fail to alloc dataobj") == 0;
+        return alert.text.whole().find(keyword) == std::string_view::npos ||
+               rows.keep_or_say(alert, "fail to realloc _ptrs", "fail to alloc dataobj");
     });
     if (status != 0)
         return status;

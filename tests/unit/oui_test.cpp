@@ -1,27 +1,17 @@
 #include "common/oui.h"
 
 #include "base/output.h"
+#include "tests/support/vendors.h"
 #include "tests/unit/private_files.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
-#include <nettle/aes.h>
 #include <random>
 #include <vector>
 
 namespace {
 
 const std::string signature("KESTREL\0", 8);
-
-// Every whole block under the key; what follows stays as it is.
-std::string enciphered(std::string text)
-{
-    aes128_ctx schedule;
-    aes128_set_encrypt_key(&schedule, oui_build_key().data());
-    auto* bytes = reinterpret_cast<uint8_t*>(text.data());
-    aes128_encrypt(&schedule, text.size() / 16 * 16, bytes, bytes);
-    return text;
-}
 
 // What loading prints.
 std::string load()
