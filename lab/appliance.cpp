@@ -37,10 +37,10 @@ void register_raw_codes()
 
 std::span<const std::span<const Route>> all_routes()
 {
-    static const std::array routes = {traffic_routes(),    security_routes(), asset_routes(),
-                                      topology_routes(),   network_routes(),  table_routes(),
-                                      white_list_routes(), group_routes(),    capture_routes(),
-                                      chart_routes(),      system_routes()};
+    static const std::array routes = {
+        traffic_routes(),     log_routes(),      event_routes(),   security_routes(), asset_routes(),
+        asset_group_routes(), topology_routes(), network_routes(), table_routes(),    white_list_routes(),
+        group_routes(),       capture_routes(),  chart_routes(),   system_routes(),   counter_routes()};
     return routes;
 }
 

@@ -45,6 +45,13 @@ public:
     const std::vector<WhiteReport>& white_addresses();
     const std::vector<const Session*>& white_flows();
 
+    // A view that only one handler knows, by its type; kept until something changes.
+    template <class T, class Make> const T& kept(Make&& make)
+    {
+        static Kept<T> view;
+        return view.at(revision_, make);
+    }
+
     // What was asked so far, by module (raw codes: "raw").
     struct Requests {
         uint64_t answered = 0, refused = 0;
@@ -79,8 +86,11 @@ struct Route {
 
 // The requests by subject; each in its own requests_*.cpp.
 std::span<const Route> traffic_routes();
+std::span<const Route> log_routes();
+std::span<const Route> event_routes();
 std::span<const Route> security_routes();
 std::span<const Route> asset_routes();
+std::span<const Route> asset_group_routes();
 std::span<const Route> topology_routes();
 std::span<const Route> network_routes();
 std::span<const Route> table_routes();
@@ -89,5 +99,6 @@ std::span<const Route> group_routes();
 std::span<const Route> capture_routes();
 std::span<const Route> chart_routes();
 std::span<const Route> system_routes();
+std::span<const Route> counter_routes();
 
 std::span<const std::span<const Route>> all_routes();

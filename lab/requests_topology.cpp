@@ -3,6 +3,7 @@
 #include "lab/listing.h"
 #include "lab/network_traffic.h"
 #include "lab/session_filter.h"
+#include "lab/wire_fill.h"
 #include "wire/topology.h"
 
 namespace {
@@ -82,7 +83,7 @@ void group_list(Appliance& appliance, Turn& turn)
                 return false;
             r.id = group.id;
             r.parent = group.parent;
-            r.title.assign(group.title, r.title.width - 1);
+            put_text(r.title, group.title);
             return true;
         });
 }

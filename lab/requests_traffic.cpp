@@ -1,40 +1,14 @@
 // Sessions, flows, resets and throughput: what the flow reports read.
 #include "lab/appliance.h"
 #include "lab/session_filter.h"
+#include "lab/wire_fill.h"
 #include "wire/flow.h"
 #include "wire/reset.h"
 #include "wire/session.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace {
-
-// A number in a narrower field: the largest that fits stands for everything above.
-template <class Field, class Number> Field capped(Number number)
-{
-    constexpr auto most = std::numeric_limits<Field>::max();
-    return number > most ? most : static_cast<Field>(number);
-}
-
-// Session and flow records keep IPv4 addresses in host order.
-WireAddress host_order_address(const Address& address)
-{
-    WireAddress wire{};
-    uint32_t host = address.ipv4();
-    if (address.ipv6)
-        memcpy(wire.bytes, address.bytes.data(), sizeof wire.bytes);
-    else
-        memcpy(wire.bytes, &host, sizeof host);
-    return wire;
-}
-
-WireAddress network_order_address(const Address& address)
-{
-    WireAddress wire{};
-    memcpy(wire.bytes, address.bytes.data(), sizeof wire.bytes);
-    return wire;
-}
 
 constexpr uint8_t flag_encrypted = 1 << 1, flag_ipv6 = 1 << 6;
 
@@ -98,7 +72,7 @@ bool fill_session(const World& world, const Session& s, SessionRecord& r)
     r.up_rexmits = s.up_retransmissions;
     r.down_rexmits = s.down_retransmissions;
     r.host_suffix = s.host_suffix;
-    r.location.assign(location_text(far_location(world, s)), r.location.width - 1);
+    put_text(r.location, location_text(far_location(world, s)));
     StringArea texts; // text B first: it has no offset of its own
     texts.put(world.text(s.banner).substr(0, 15), 3);
     r.host_at = texts.put(world.text(s.host), 2 + 14);
@@ -121,10 +95,10 @@ bool fill_flow(const World& world, const Session& s, FlowRecord& r)
     r.application = s.application;
     r.protocol = s.protocol;
     r.domestic = location.domestic ? 1 : 0;
-    r.location_1.assign(location.country, r.location_1.width - 1);
-    r.location_2.assign(location.region, r.location_2.width - 1);
-    r.location_3.assign(location.city, r.location_3.width - 1);
-    r.isp.assign(location.carrier, r.isp.width - 1);
+    put_text(r.location_1, location.country);
+    put_text(r.location_2, location.region);
+    put_text(r.location_3, location.city);
+    put_text(r.isp, location.carrier);
     StringArea texts;
     r.host_at = texts.put(world.text(s.host), 0);
     r.texts.assign(texts.bytes());
@@ -192,7 +166,7 @@ size_t put_reset(const World& world, const Session& s, std::span<char> out)
     r.bits = (s.application & 0x3fffU) | (s.http_status & 0x3ffU) << 14 |
              static_cast<uint32_t>(traffic_class(s) & 0xf) << 26 | (client.ipv6 ? 2U << 30 : 0);
     r.value_32 = static_cast<uint8_t>(s.reset);
-    r.name.assign(world.text(s.host), r.name.width - 1);
+    put_text(r.name, world.text(s.host));
     memcpy(out.data(), &r, sizeof r);
     if (client.ipv6) {
         ResetAddresses addresses{network_order_address(client), network_order_address(server)};
@@ -238,7 +212,7 @@ void throughput_list(Appliance& appliance, Turn& turn)
         r.out_rate = capped<uint32_t>(t.outbound);
         r.application = t.application;
         r.is_ipv6 = world.address(t.endpoint).ipv6 ? 1 : 0;
-        r.description.assign(world.text(world.endpoints[t.endpoint].name), r.description.width - 1);
+        put_text(r.description, world.text(world.endpoints[t.endpoint].name));
         return true;
     });
 }

@@ -3,6 +3,7 @@
 #include "lab/listing.h"
 #include "lab/session_filter.h"
 #include "lab/settings.h"
+#include "lab/wire_fill.h"
 #include "wire/white_list.h"
 
 namespace {
@@ -29,15 +30,15 @@ void white_flows(Appliance& appliance, Turn& turn)
 
 void white_addresses(Appliance& appliance, Turn& turn)
 {
-    turn.records<WhiteAddressRecord>(
-        appliance.white_addresses(), [](const WhiteReport& report, WhiteAddressRecord& r) {
-            r.address = report.entry->address.ipv4();
-            r.birth = report.entry->birth;
-            r.last_time = report.last;
-            r.flows = report.flows;
-            r.description.assign(report.entry->description, r.description.width - 1);
-            return true;
-        });
+    turn.records<WhiteAddressRecord>(appliance.white_addresses(),
+                                     [](const WhiteReport& report, WhiteAddressRecord& r) {
+                                         r.address = report.entry->address.ipv4();
+                                         r.birth = report.entry->birth;
+                                         r.last_time = report.last;
+                                         r.flows = report.flows;
+                                         put_text(r.description, report.entry->description);
+                                         return true;
+                                     });
 }
 
 void white_stat(Appliance& appliance, Turn& turn)

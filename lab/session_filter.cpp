@@ -74,46 +74,54 @@ int protocol_from(std::string_view text)
 
 bool SessionFilter::read(Turn& turn)
 {
-    host_ = turn.value("host").value_or("");
-    path_ = turn.number("vpaid");
-    start_ = turn.number("start");
-    end_ = turn.number("end", UINT32_MAX);
-    return read_addresses(turn) && read_numbers(turn);
+    const char* refusal = read([&](const char* key) { return turn.value(key); });
+    if (refusal != nullptr)
+        turn.refuse(lab_error::invalid, refusal);
+    return refusal == nullptr;
 }
 
-bool SessionFilter::read_addresses(Turn& turn)
+const char* SessionFilter::read(const Values& values)
 {
-    struct {
-        const char* key;
-        AddressFilter* filter;
-    } filters[] = {
-        {"ip",  &either_     },
-        {"src", &source_     },
-        {"dst", &destination_},
+    auto number = [&](const char* key, uint32_t otherwise) {
+        auto text = values(key);
+        return text ? static_cast<uint32_t>(strtoul(text->c_str(), nullptr, 10)) : otherwise;
     };
-    for (auto& one : filters)
-        if (auto text = turn.value(one.key); text && !one.filter->read(*text))
-            return turn.refuse(lab_error::invalid, "INV_IP"), false;
+    host_ = values("host").value_or("");
+    path_ = number("vpaid", 0);
+    start_ = number("start", 0);
+    end_ = number("end", UINT32_MAX);
+    if (!read_addresses(values))
+        return "INV_IP";
+    if (!read_ports(values))
+        return "INV_PORT";
+    if (auto text = values("proto"); text && (protocol_ = protocol_from(*text)) < 0)
+        return "INV_PROTO";
+    if (auto text = values("app"); text && (application_ = application_from(*text)) < 0)
+        return "INV_APP";
+    return nullptr;
+}
+
+bool SessionFilter::read_addresses(const Values& values)
+{
+    for (auto [key, filter] : {
+             std::pair{"ip",  &either_     },
+             {"src", &source_     },
+             {"dst", &destination_}
+    })
+        if (auto text = values(key); text && !filter->read(*text))
+            return false;
     return true;
 }
 
-bool SessionFilter::read_numbers(Turn& turn)
+bool SessionFilter::read_ports(const Values& values)
 {
-    struct {
-        const char* key;
-        PortFilter* filter;
-    } filters[] = {
-        {"port",  &either_port_     },
-        {"sport", &source_port_     },
-        {"dport", &destination_port_},
-    };
-    for (auto& one : filters)
-        if (auto text = turn.value(one.key); text && !one.filter->read(*text))
-            return turn.refuse(lab_error::invalid, "INV_PORT"), false;
-    if (auto text = turn.value("proto"); text && (protocol_ = protocol_from(*text)) < 0)
-        return turn.refuse(lab_error::invalid, "INV_PROTO"), false;
-    if (auto text = turn.value("app"); text && (application_ = application_from(*text)) < 0)
-        return turn.refuse(lab_error::invalid, "INV_APP"), false;
+    for (auto [key, filter] : {
+             std::pair{"port",  &either_port_     },
+             {"sport", &source_port_     },
+             {"dport", &destination_port_}
+    })
+        if (auto text = values(key); text && !filter->read(*text))
+            return false;
     return true;
 }
 

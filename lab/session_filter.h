@@ -3,6 +3,8 @@
 #include "lab/turn.h"
 #include "lab/world.h"
 
+#include <functional>
+
 // One address, a prefix or a range (IPv4), or one address (IPv6).
 struct AddressFilter {
     bool given = false;
@@ -31,11 +33,16 @@ public:
     // ip= (either end), src=, dst=, port= (either end), sport=, dport=, proto=, app=, host= (part of the
     // name), vpaid=, start= and end= (birth). False with the turn refused when one cannot be read.
     bool read(Turn& turn);
+
+    // The same from anything that has values for keys. Null, or the token that refuses it.
+    using Values = std::function<std::optional<std::string>(const char* key)>;
+    const char* read(const Values& values);
+
     bool passes(const World& world, const Session& session) const;
 
 private:
-    bool read_addresses(Turn& turn);
-    bool read_numbers(Turn& turn);
+    bool read_addresses(const Values& values);
+    bool read_ports(const Values& values);
 
     AddressFilter either_, source_, destination_;
     PortFilter either_port_, source_port_, destination_port_;
