@@ -81,7 +81,7 @@ void chart_sums(Appliance& appliance, Turn& turn)
         turn.say("%s %lu\n", series.tag.c_str(), sum_of(series));
 }
 
-// Thresholds for the series: what is set with config shows in stat beside the last bucket's value.
+// Thresholds for the series: what is set with config shows in stat beside the sums of the last hour.
 void threshold_config(Appliance& appliance, Turn& turn)
 {
     change_settings(appliance, turn, turn.name());
@@ -89,9 +89,11 @@ void threshold_config(Appliance& appliance, Turn& turn)
 
 void threshold_stat(Appliance& appliance, Turn& turn)
 {
-    Chart chart = chart_of(appliance.world, ChartQuery{});
+    ChartQuery query;
+    query.hours = 1;
+    Chart chart = chart_of(appliance.world, query);
     for (const TimeSeries& series : chart.series)
-        turn.say("%s=%lu ", series.tag.c_str(), series.values.empty() ? 0 : series.values.back());
+        turn.say("%s=%lu ", series.tag.c_str(), sum_of(series));
     say_settings(appliance.world, turn, turn.name());
     turn.say("\n");
 }

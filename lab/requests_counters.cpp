@@ -113,7 +113,7 @@ void rule_disable(Appliance& appliance, Turn& turn)
 {
     Task* task = item_asked_for(turn, appliance.world.tasks[reassembly]);
     if (task != nullptr)
-        task->values["enable"] = "0";
+        task->values["enable"].assign(1, '0');
 }
 
 void rule_stat(Appliance& appliance, Turn& turn)

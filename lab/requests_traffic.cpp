@@ -19,13 +19,6 @@ uint8_t flags_of(const World& world, const Session& session)
                                 (world.address(session.server).ipv6 ? flag_ipv6 : 0));
 }
 
-// Where the far end lies: the server, unless only the client's place is known.
-const Location& far_location(const World& world, const Session& session)
-{
-    const Location& server = world.location(session.server);
-    return server.country.empty() && server.region.empty() ? world.location(session.client) : server;
-}
-
 // Puts texts one behind the other, each with its NUL, into a string area; what no longer fits is cut.
 class StringArea {
 public:
@@ -72,7 +65,7 @@ bool fill_session(const World& world, const Session& s, SessionRecord& r)
     r.up_rexmits = s.up_retransmissions;
     r.down_rexmits = s.down_retransmissions;
     r.host_suffix = s.host_suffix;
-    put_text(r.location, location_text(far_location(world, s)));
+    put_text(r.location, location_text(world.location(s.server)));
     StringArea texts; // text B first: it has no offset of its own
     texts.put(world.text(s.banner).substr(0, 15), 3);
     r.host_at = texts.put(world.text(s.host), 2 + 14);
@@ -84,7 +77,7 @@ bool fill_session(const World& world, const Session& s, SessionRecord& r)
 
 bool fill_flow(const World& world, const Session& s, FlowRecord& r)
 {
-    const Location& location = far_location(world, s);
+    const Location& location = world.location(s.server); // inbound traffic goes nowhere
     r.source = host_order_address(world.address(s.client));
     r.destination = host_order_address(world.address(s.server));
     r.source_port = s.client_port;

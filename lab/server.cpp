@@ -85,6 +85,8 @@ struct Server::Connection {
     Connection(const Connection&) = delete;
 };
 
+Server::Server(Appliance& appliance) : appliance_(appliance) {}
+
 Server::~Server()
 {
     for (Listener& listener : listeners_) {

@@ -10,7 +10,7 @@
 
 class Server {
 public:
-    explicit Server(Appliance& appliance) : appliance_(appliance) {}
+    explicit Server(Appliance& appliance);
     ~Server(); // closes everything and removes the sockets it made
     Server(const Server&) = delete;
 
