@@ -34,6 +34,18 @@ inline bool take_text(const char* argument, std::string_view key, const char*& t
     return value != nullptr;
 }
 
+// True when the argument is this key; the row whose word is the value is chosen. An unknown word leaves the
+// choice as it was.
+template <class Row, size_t N>
+bool take_word(const char* argument, std::string_view key, const Row (&rows)[N], const Row*& chosen)
+{
+    const char* value = value_of(argument, key);
+    for (const Row& row : rows)
+        if (value != nullptr && row.word == value)
+            chosen = &row;
+    return value != nullptr;
+}
+
 // The page that was asked for: rows [start, end) of the listing, 64 bits wide so that nothing typed
 // overflows.
 struct Paging {

@@ -15,6 +15,12 @@ template <class Record> struct Order {
     int (*refine)(const Record& a, const Record& b) = nullptr;
 };
 
+// A word of "sort=" and what it orders by.
+template <class Record> struct SortWord {
+    std::string_view word;
+    Order<Record> order;
+};
+
 // The part that does not depend on the record's type.
 class RowStore {
 public:

@@ -31,33 +31,19 @@ uint64_t failure_rate(const AssetRecord& r) // percent
     return requests != 0 ? uint64_t{r.failed} * 100 / requests : 0;
 }
 
-struct SortWord {
-    std::string_view word;
-    uint64_t (*key)(const AssetRecord&); // null: the daemon's order
-};
-
 // "in" orders by what is printed as "out" and the reverse: the web layer expects it so.
-constexpr SortWord sort_words[] = {
-    {"flowcnt",  [](const AssetRecord& r) { return uint64_t{r.flows}; }         },
-    {"pps",      [](const AssetRecord& r) { return uint64_t{r.pps}; }           },
-    {"bpsin",    [](const AssetRecord& r) { return uint64_t{r.bps_out}; }       },
-    {"bpsout",   [](const AssetRecord& r) { return uint64_t{r.bps_in}; }        },
-    {"bytesin",  [](const AssetRecord& r) { return r.bytes_out; }               },
-    {"bytesout", [](const AssetRecord& r) { return r.bytes_in; }                },
-    {"avgdelay", average_delay                                                  },
-    {"id",       nullptr                                                        },
-    {"maxus",    [](const AssetRecord& r) { return uint64_t{largest_delay(r)}; }},
-    {"failrate", failure_rate                                                   },
+constexpr SortWord<AssetRecord> sort_words[] = {
+    {"flowcnt",  {[](const AssetRecord& r) { return uint64_t{r.flows}; }}         },
+    {"pps",      {[](const AssetRecord& r) { return uint64_t{r.pps}; }}           },
+    {"bpsin",    {[](const AssetRecord& r) { return uint64_t{r.bps_out}; }}       },
+    {"bpsout",   {[](const AssetRecord& r) { return uint64_t{r.bps_in}; }}        },
+    {"bytesin",  {[](const AssetRecord& r) { return r.bytes_out; }}               },
+    {"bytesout", {[](const AssetRecord& r) { return r.bytes_in; }}                },
+    {"avgdelay", {average_delay}                                                  },
+    {"id",       {}                                                               }, // the daemon's order
+    {"maxus",    {[](const AssetRecord& r) { return uint64_t{largest_delay(r)}; }}},
+    {"failrate", {failure_rate}                                                   },
 };
-
-// An unknown word leaves the choice as it was.
-void take_sort(const char* argument, const SortWord*& sort)
-{
-    const char* word = value_of(argument, "sort=");
-    for (const SortWord& known : sort_words)
-        if (word != nullptr && known.word == word)
-            sort = &known;
-}
 
 void print_value(const AssetRecord& r)
 {
@@ -88,18 +74,18 @@ void print_asset(const AssetRecord& r, bool first)
 int assetsobj_list(int argc, char** argv)
 {
     Paging paging{.page = 1, .limit = INT_MAX};
-    const SortWord* sort = &sort_words[0];
+    const SortWord<AssetRecord>* sort = &sort_words[0];
     Fetch fetch{.code = verb::list, .module = "assetsobj"};
     for (const char* argument : arguments(argc, argv)) {
         take_paging(argument, paging);
-        take_sort(argument, sort);
+        take_word(argument, "sort=", sort_words, sort);
         fetch.text.append_trailing(argument);
     }
     if (paging.page == 0 || paging.limit == 0)
         return refuse("INV_PAGE_LIMIT");
 
     print(R"({"list":[)"); // before the request: an error text follows it
-    Rows<AssetRecord> rows({sort->key});
+    Rows<AssetRecord> rows(sort->order);
     rows.want_until(paging.end());
     if (fetch_each<AssetRecord>(fetch, [&](const AssetRecord& r) { return rows.keep(r); }) != 0)
         return -1;

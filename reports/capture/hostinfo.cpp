@@ -32,34 +32,11 @@ uint64_t all_key(const HostRecord& r)
     return r.dns_count + r.http_count + sub_sum(r);
 }
 
-struct SortWord {
-    std::string_view word;
-    uint64_t (*key)(const HostRecord&);
+constexpr SortWord<HostRecord> sort_words[] = {
+    {"all",  {all_key} },
+    {"http", {http_key}},
+    {"dns",  {dns_key} },
 };
-
-constexpr SortWord sort_words[] = {
-    {"all",  all_key },
-    {"http", http_key},
-    {"dns",  dns_key },
-};
-
-struct Query {
-    int count = -1; // rows; negative: all
-    uint64_t (*key)(const HostRecord&) = all_key;
-};
-
-Query read_query(int argc, char** argv)
-{
-    Query query;
-    for (const char* argument : arguments(argc, argv)) {
-        const char* sort = value_of(argument, "sort=");
-        for (const SortWord& known : sort_words)
-            if (sort != nullptr && known.word == sort)
-                query.key = known.key;
-        take_number(argument, "count=", query.count);
-    }
-    return query;
-}
 
 // The ranking grows in steps of its own, with a message for each way in which memory can fail.
 constexpr size_t first_room = 32768, more_room = 12288;
@@ -107,14 +84,19 @@ void print_host(const HostRecord& r)
 
 int hostinfo_list(int argc, char** argv)
 {
-    Query query = read_query(argc, argv);
-    Rows<HostRecord> rows({query.key});
+    int count = -1; // rows; negative: all
+    const SortWord<HostRecord>* sort = &sort_words[0];
+    for (const char* argument : arguments(argc, argv)) {
+        take_number(argument, "count=", count);
+        take_word(argument, "sort=", sort_words, sort);
+    }
+    Rows<HostRecord> rows(sort->order);
     size_t room = first_room;
     if (!rows.reserve(room)) {
         print("fail to alloc buffer for cmp(%d)\n", static_cast<int>(first_room));
         return 1; // not -1: scripts tell this end from the others
     }
-    rows.want_until(query.count < 0 ? INT64_MAX : query.count);
+    rows.want_until(count < 0 ? INT64_MAX : count);
     Fetch fetch{.code = verb::list, .module = "obshost", .with_text = false};
     auto keep_batch = [&](const Answer& answer) {
         std::span<const HostRecord> hosts;

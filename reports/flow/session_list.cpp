@@ -98,13 +98,8 @@ uint64_t paired_key(uint32_t first, uint32_t second)
     return uint64_t{first} << 32 | second;
 }
 
-struct SortWord {
-    std::string_view word;
-    Order<SessionRecord> order;
-};
-
 using S = SessionRecord;
-constexpr SortWord sort_words[] = {
+constexpr SortWord<S> sort_words[] = {
     {"app",       {[](const S& r) -> uint64_t { return r.application; }}                            },
     {"time",      {[](const S& r) -> uint64_t { return r.birth; }}                                  },
     {"bytes",     {[](const S& r) -> uint64_t { return r.up_bytes + r.down_bytes; }}                }, // 32 bits wide
@@ -123,8 +118,8 @@ constexpr SortWord sort_words[] = {
 // ---- The listing
 
 struct Query {
-    const SortWord* sort = nullptr; // null: as the daemon has them
-    int count = 262144;             // sessions looked at when not sorted
+    const SortWord<S>* sort = nullptr; // null: as the daemon has them
+    int count = 262144;                // sessions looked at when not sorted
     Paging paging{.page = 1, .limit = 100};
     SessionFilter filter;
     SessionLine line;
@@ -133,7 +128,7 @@ struct Query {
 // sort=: false with the message printed for an unknown word.
 bool read_sort(const char* word, Query& query)
 {
-    for (const SortWord& row : sort_words)
+    for (const SortWord<S>& row : sort_words)
         if (row.word == word) {
             query.sort = &row;
             return true;
