@@ -1,87 +1,103 @@
 #include "reports/flow/session_line.h"
 
-#include "base/address.h"
+#include "base/digits.h"
 #include "base/output.h"
 #include "link/dictionary.h"
+#include "reports/flow/address_text.h"
+
+#include <charconv>
 
 namespace {
 
-struct Word {
-    char text[16];
+// A part of the line, put together without a formatting call: a listing has millions of lines.
+template <size_t N> struct Piece {
+    char text[N];
+    size_t used = 0;
+
+    Piece& put(std::string_view more)
+    {
+        memcpy(text + used, more.data(), more.size());
+        used += more.size();
+        text[used] = '\0';
+        return *this;
+    }
+    Piece& put(uint32_t number)
+    {
+        used = static_cast<size_t>(std::to_chars(text + used, text + N - 1, number).ptr - text);
+        text[used] = '\0';
+        return *this;
+    }
 };
 
-Word protocol_word(uint8_t protocol)
+Piece<sizeof "unk_255"> protocol_word(uint8_t protocol)
 {
     constexpr uint8_t icmp = 1, tcp = 6, udp = 17, icmp6 = 58;
+    Piece<sizeof "unk_255"> out;
     switch (protocol) {
     case tcp:
-        return {"tcp"};
+        return out.put("tcp");
     case udp:
-        return {"udp"};
+        return out.put("udp");
     case icmp:
-        return {"icmp"};
+        return out.put("icmp");
     case icmp6:
-        return {"icmp6"};
+        return out.put("icmp6");
     default:
-        Word other;
-        snprintf(other.text, sizeof other.text, "unk_%d", protocol);
-        return other;
+        return out.put("unk_").put(protocol);
     }
 }
 
-struct Endpoints {
-    char text[2 * sizeof(Ipv6Text) + 2 * sizeof ":65535"];
-};
-
-Endpoints endpoints(const SessionRecord& r)
+Piece<2 * sizeof(Ipv6Text) + 2 * sizeof ":65535"> endpoints(const SessionRecord& r)
 {
-    Endpoints out;
-    if (r.is_ipv6())
-        snprintf(out.text, sizeof out.text, "%s/%d-%s/%d", ipv6_text(r.source.bytes).text, r.source_port,
-                 ipv6_text(r.destination.bytes).text, r.destination_port);
-    else
-        snprintf(out.text, sizeof out.text, "%s:%d-%s:%d", ipv4_text(r.source.ipv4_host()).text,
-                 r.source_port, ipv4_text(r.destination.ipv4_host()).text, r.destination_port);
+    const bool is_ipv6 = r.is_ipv6();
+    const char* before_port = is_ipv6 ? "/" : ":";
+    Piece<2 * sizeof(Ipv6Text) + 2 * sizeof ":65535"> out;
+    out.put(address_text(is_ipv6, r.source, r.source.ipv4_host()).text)
+        .put(before_port)
+        .put(r.source_port)
+        .put("-")
+        .put(address_text(is_ipv6, r.destination, r.destination.ipv4_host()).text)
+        .put(before_port)
+        .put(r.destination_port);
+    return out;
+}
+
+constexpr size_t text_max = sizeof(SessionRecord::texts);
+
+// A text of the record, or "NULL" when it is empty.
+Piece<text_max + 1> text_word(std::string_view text)
+{
+    Piece<text_max + 1> out;
+    out.put(text.empty() ? "NULL" : text);
     return out;
 }
 
 // The host name and its suffix number, each only when there is one.
-struct HostWord {
-    char text[sizeof(SessionRecord::texts) + sizeof "|65535"];
-};
-
-HostWord host_word(const SessionRecord& r)
+Piece<text_max + sizeof "|65535"> host_word(const SessionRecord& r)
 {
-    HostWord out;
+    Piece<text_max + sizeof "|65535"> out;
+    const uint16_t suffix = r.host_suffix;
     std::string_view host = r.host();
-    if (host.empty() && r.host_suffix == 0)
-        return {"NULL"};
-    auto length = static_cast<int>(host.size());
-    if (r.host_suffix != 0)
-        snprintf(out.text, sizeof out.text, "%.*s|%d", length, host.data(), r.host_suffix);
-    else
-        snprintf(out.text, sizeof out.text, "%.*s", length, host.data());
+    out.put(host.empty() && suffix == 0 ? "NULL" : host);
+    if (suffix != 0)
+        out.put("|").put(suffix);
     return out;
 }
 
-// A text of the record, or "NULL" when it is empty.
-struct TextWord {
-    char text[sizeof(SessionRecord::texts) + sizeof "NULL"];
-};
-
-TextWord text_word(std::string_view text)
+// Milliseconds of a number of microseconds, as "%.2f" prints them. Only a last digit of 5 needs its rounding,
+// which is that of the binary quotient.
+Piece<sizeof "4294967.30"> delay_word(uint32_t microseconds)
 {
-    if (text.empty())
-        return {"NULL"};
-    TextWord out;
-    memcpy(out.text, text.data(), text.size());
-    out.text[text.size()] = '\0';
+    Piece<sizeof "4294967.30"> out;
+    if (microseconds % 10 == 5) {
+        snprintf(out.text, sizeof out.text, "%.2f", microseconds / 1000.0);
+        return out;
+    }
+    auto hundredths = static_cast<uint32_t>((uint64_t{microseconds} + 5) / 10);
+    char digits[2];
+    put_two_digits(digits, static_cast<int>(hundredths % 100));
+    out.put(hundredths / 100).put(".").put({digits, sizeof digits});
     return out;
-}
-
-double milliseconds(uint32_t microseconds)
-{
-    return microseconds / 1000.0;
 }
 
 } // namespace
@@ -98,14 +114,15 @@ void print_session(const SessionRecord& r, const SessionLine& line)
           "%s %s"
           " %u %u 0 %u %d %d %d %d"
           " %s %s %s %s"
-          " %.2f %.2f %.2f %d %d"
+          " %s %s %s %d %d"
           " %u/%u %u/%u"
           " %s %s %d %u\n",
           line.now - r.birth, id, name,
           protocol_word(r.protocol).text, endpoints(r).text,
           r.up_bytes, r.down_bytes, r.up_bytes + r.down_bytes, r.flag_1(), r.value_60, r.value_58, r.value_62,
           text_word(r.text_a()).text, host_word(r).text, text_word(r.text_b()).text, text_word(r.text_c()).text,
-          milliseconds(r.client_delay), milliseconds(r.server_delay), milliseconds(r.app_delay), r.value_80, r.value_82,
+          delay_word(r.client_delay).text, delay_word(r.server_delay).text, delay_word(r.app_delay).text,
+          r.value_80, r.value_82,
           r.up_rexmits, r.up_packets, r.down_rexmits, r.down_packets,
           states[r.handshake()], text_word(r.location.view()).text, r.vpaid, r.value_40);
     // clang-format on
