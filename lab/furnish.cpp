@@ -63,9 +63,15 @@ void furnish_assets(World& world)
     if (!world.assets.empty())
         return;
     constexpr size_t assets_most = 32;
+    world.asset_groups = {
+        {1, 0, "业务系统"},
+        {2, 1, "对外服务"},
+        {3, 1, "内部服务"},
+        {4, 0, "公共服务"}
+    };
     auto add = [&](Asset asset) {
         asset.id = asset.logical_id = static_cast<uint32_t>(world.assets.size() + 1);
-        asset.group = static_cast<uint16_t>(1 + world.assets.size() % 4);
+        asset.group = static_cast<uint16_t>(1 + world.assets.size() % world.asset_groups.size());
         world.assets.push_back(std::move(asset));
     };
     std::vector<Busy> servers = busiest_servers(world);
