@@ -149,89 +149,83 @@ template <class Record> Record with(size_t offset, std::string_view bytes)
     return record;
 }
 
-template <class Record> Record with_byte(size_t offset, int byte)
+template <class Record> Record with(size_t offset, int byte)
 {
     char c = static_cast<char>(byte);
-    return with<Record>(offset, {&c, 1});
+    return with<Record>(offset, std::string_view(&c, 1));
 }
 
-TEST(WireLayout, PackedNumbersOfAReset)
+struct Value {
+    const char* name;
+    uint64_t actual, expected;
+};
+#define VALUE(actual, expected)                                                                              \
+    {                                                                                                        \
+#actual, actual, expected                                                                            \
+    }
+
+TEST(WireLayout, AccessorsTakeTheRightBits)
 {
     // Low 17 bits 0x12345, next 17 bits 0x1abcd, next 18 bits 0x2f00f, the rest all ones.
-    uint64_t timings = 0x12345ULL | 0x1abcdULL << 17 | 0x2f00fULL << 34 | 0xfffULL << 52;
-    auto reset = with<ResetRecord>(16, {reinterpret_cast<const char*>(&timings), 8});
-    EXPECT_EQ(reset.timing_low(), 0x12345U);
-    EXPECT_EQ(reset.timing_middle(), 0x1abcdU);
-    EXPECT_EQ(reset.timing_high(), 0x2f00fU);
-
-    // Bytes 28 to 31: application 0x1234, status 404 (0x194), class 5, IPv6 mark 2.
-    reset = with<ResetRecord>(28, std::string_view("\x34\x12\x65\x94", 4));
-    EXPECT_EQ(reset.application(), 0x1234U);
-    EXPECT_EQ(reset.http_status(), 404U);
-    EXPECT_EQ(reset.traffic_class(), reset_class::http);
-    EXPECT_TRUE(reset.has_ipv6());
-    EXPECT_FALSE(with_byte<ResetRecord>(31, 0x40).has_ipv6());
-    EXPECT_FALSE(with_byte<ResetRecord>(31, 0xc0).has_ipv6());
-    EXPECT_EQ(with_byte<ResetRecord>(31, 0x18).traffic_class(), reset_class::https);
-}
-
-TEST(WireLayout, FlagBytes)
-{
-    EXPECT_TRUE(with_byte<SessionRecord>(55, 0x02).flag_1());
-    EXPECT_FALSE(with_byte<SessionRecord>(55, 0xfd).flag_1());
-    EXPECT_EQ(with_byte<SessionRecord>(55, 0x20).handshake(), 2U);
-    EXPECT_EQ(with_byte<SessionRecord>(55, 0xcf).handshake(), 0U);
-    EXPECT_TRUE(with_byte<SessionRecord>(55, 0x40).is_ipv6());
-    EXPECT_FALSE(with_byte<SessionRecord>(55, 0xbf).is_ipv6());
-    EXPECT_TRUE(with_byte<FlowRecord>(55, 0x40).is_ipv6());
-    EXPECT_FALSE(with_byte<FlowRecord>(55, 0xbf).is_ipv6());
-
-    struct {
-        int flags;
-        uint32_t dontnotify, effective, level;
-        int rdstat;
-    } cases[] = {
-        {0x01, 1, 0, 0, 0}, {0x02, 0, 1, 0, 0}, {0x0c, 0, 0, 3, 0}, {0x10, 0, 0, 0, 1}, {0xe8, 0, 0, 2, 0},
-    };
-    for (const auto& c : cases) {
-        auto event = with_byte<EventLogRecord>(0, c.flags);
-        EXPECT_EQ(event.dontnotify(), c.dontnotify) << c.flags;
-        EXPECT_EQ(event.effective(), c.effective) << c.flags;
-        EXPECT_EQ(event.alarm_level(), c.level) << c.flags;
-        EXPECT_EQ(event.rdstat(), c.rdstat) << c.flags;
-    }
-}
-
-TEST(WireLayout, ByteOrders)
-{
+    uint64_t packed = 0x12345ULL | 0x1abcdULL << 17 | 0x2f00fULL << 34 | 0xfffULL << 52;
+    auto timed = with<ResetRecord>(16, {reinterpret_cast<const char*>(&packed), 8});
+    // Application 0x1234, status 404 (0x194), class 5, IPv6 mark 2.
+    auto reset = with<ResetRecord>(28, "\x34\x12\x65\x94");
     constexpr std::string_view ten("\x0a\x00\x00\x01", 4), six("\x01\x02\x03\x84\x05\x06", 6);
-    EXPECT_EQ(with<ProtocolLogHead>(0, ten).source.ipv4_network(), 0x0a000001U);
-    EXPECT_EQ(with<SessionRecord>(16, ten).destination.ipv4_host(), 0x0100000aU);
-    EXPECT_EQ(with<SessionRecord>(24, ten).destination.word(2), 0x0100000aU);
-    EXPECT_EQ(with<MaliciousRecord>(20, ten).indicator, 0x0a000001U);
-    EXPECT_EQ(with<IdsSessionRecord>(10, six).destination_port, 0x0102);
-    EXPECT_EQ(with<HostRecord>(62, six).ports[1], 0x0102);
-    EXPECT_EQ(with<WhiteFlowRecord>(10, six).destination_port, 0x0201);
-    EXPECT_EQ(with<AssetRecord>(40, six).threats(), 0x030201U);
-    EXPECT_EQ(with<AssetRecord>(40, six).last_threat(), 0x060584U);
-    EXPECT_EQ(with<AssetRecord>(784, ten).value_address().ipv4_network(), 0x0a000001U);
-    EXPECT_EQ(with<TunnelWhiteRecord>(1, ten).address(), 0x0100000aU);
-    EXPECT_TRUE(with_byte<TunnelWhiteRecord>(0, 0x03).is_name());
-    EXPECT_FALSE(with_byte<TunnelWhiteRecord>(0, 0xfe).is_name());
+    using Session = SessionRecord;
+    using Log = EventLogRecord;
+    const Value values[] = {
+        VALUE(timed.timing_low(), 0x12345),
+        VALUE(timed.timing_middle(), 0x1abcd),
+        VALUE(timed.timing_high(), 0x2f00f),
+        VALUE(reset.application(), 0x1234),
+        VALUE(reset.http_status(), 404),
+        VALUE(reset.traffic_class(), 5),
+        VALUE(with<ResetRecord>(31, 0x18).traffic_class(), 6),
+        VALUE(reset.has_ipv6(), true),
+        VALUE(with<ResetRecord>(31, 0x40).has_ipv6(), false),
+        VALUE(with<ResetRecord>(31, 0xc0).has_ipv6(), false),
+
+        VALUE(with<Session>(55, 0x02).flag_1(), true),
+        VALUE(with<Session>(55, 0xfd).flag_1(), false),
+        VALUE(with<Session>(55, 0x20).handshake(), 2),
+        VALUE(with<Session>(55, 0xcf).handshake(), 0),
+        VALUE(with<Session>(55, 0x40).is_ipv6(), true),
+        VALUE(with<Session>(55, 0xbf).is_ipv6(), false),
+        VALUE(with<FlowRecord>(55, 0x40).is_ipv6(), true),
+        VALUE(with<FlowRecord>(55, 0xbf).is_ipv6(), false),
+        VALUE(with<Log>(0, 0xfe).dontnotify(), 0),
+        VALUE(with<Log>(0, 0xfd).effective(), 0),
+        VALUE(with<Log>(0, 0xe8).alarm_level(), 2),
+        VALUE(with<Log>(0, 0xf7).alarm_level(), 1),
+        VALUE(static_cast<uint64_t>(with<Log>(0, 0x10).rdstat()), 1),
+        VALUE(static_cast<uint64_t>(with<Log>(0, 0xef).rdstat()), 0),
+
+        VALUE(with<ProtocolLogHead>(0, ten).source.ipv4_network(), 0x0a000001),
+        VALUE(with<Session>(16, ten).destination.ipv4_host(), 0x0100000a),
+        VALUE(with<Session>(24, ten).destination.word(2), 0x0100000a),
+        VALUE(with<MaliciousRecord>(20, ten).indicator, 0x0a000001),
+        VALUE(with<IdsSessionRecord>(10, six).destination_port, 0x0102),
+        VALUE(with<HostRecord>(62, six).ports[1], 0x0102),
+        VALUE(with<WhiteFlowRecord>(10, six).destination_port, 0x0201),
+        VALUE(with<AssetRecord>(40, six).threats(), 0x030201),
+        VALUE(with<AssetRecord>(40, six).last_threat(), 0x060584),
+        VALUE(with<AssetRecord>(784, ten).value_address().ipv4_network(), 0x0a000001),
+        VALUE(with<TunnelWhiteRecord>(1, ten).address(), 0x0100000a),
+        VALUE(with<TunnelWhiteRecord>(0, 0x03).is_name(), true),
+        VALUE(with<TunnelWhiteRecord>(0, 0xfe).is_name(), false),
+    };
+    for (const Value& value : values)
+        EXPECT_EQ(value.actual, value.expected) << value.name;
 }
 
 TEST(WireLayout, TextsInAStringAreaEndWithinIt)
 {
-    struct {
-        int offset;
-        const char* text;
-    } cases[] = {
-        {0, "via"}, {4, "cd"}, {6, ""}, {83, ""}, {255, ""},
-    };
-    for (const auto& c : cases) {
-        auto flow = with<FlowRecord>(169, std::string_view("via\0cd", 6));
-        flow.host_at = static_cast<uint8_t>(c.offset);
-        EXPECT_EQ(flow.host(), c.text) << c.offset;
+    auto flow = with<FlowRecord>(169, std::string_view("via\0cd", 6));
+    for (const auto& [offset, text] : std::initializer_list<std::pair<uint8_t, const char*>>{
+             {0, "via"}, {4, "cd"}, {6, ""}, {83, ""}, {255, ""}}) {
+        flow.host_at = offset;
+        EXPECT_EQ(flow.host(), text) << int{offset};
     }
     auto session = with<SessionRecord>(145 + 80, "end");
     session.text_a_at = 80;
