@@ -195,6 +195,29 @@ TEST(Link, RootOfTheLongestLength)
     EXPECT_EQ("here", program.wait().output);
 }
 
+Case without_dictionary(const std::string& variant, const std::string& output)
+{
+    return {
+        .name = "dictionary: " + (variant.empty() ? "none" : variant),
+        .arguments = {"ipobj", "listbussflow"},
+        .daemon = M,
+        .exchanges =
+            {{{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true}, {}}},
+        .output = output,
+        .status = 255,
+        .dictionary = variant};
+}
+
+TEST(Link, ARunWithoutTheDictionaryItNeedsFails)
+{
+    run_case(without_dictionary("no_axpdict", "AXPDICT_NOT_FOUND\n"));
+    run_case(without_dictionary("no_usraxps", "USRAXPS_NOT_FOUND\n"));
+    run_case(without_dictionary("no_usragps", "USRAGPS_NOT_FOUND\n"));
+    run_case(without_dictionary(
+        "", "{root}/usr/ramdisk/bin/dict.so: cannot open shared object file: No such file or "
+            "directory\n"));
+}
+
 // ---- In this process: what no verb shows alone ----
 
 class Session : public testing::Test {

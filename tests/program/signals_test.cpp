@@ -38,27 +38,31 @@ struct Scene {
     }
 };
 
-TEST(Signals, AStopAtAnyMomentEndsTheRun)
-{
-    std::vector<Exchange> batches;
-    for (int i = 0; i < 4; i++)
-        batches.push_back(
-            {batch_request, {.answer = session_record, .count = 1, .last = i == 3, .delay_ms = 1}});
-    std::string whole = std::string(opening) + row + "," + row + "," + row + "," + row + R"(], "total":4})";
+struct Stoppable {
+    std::vector<std::string> arguments;
+    std::vector<Exchange> exchanges;
+};
 
+// Stops the run at random moments of the time that it takes undisturbed; returns how often it was in time.
+int stop_at_random(const Stoppable& one, std::mt19937& random)
+{
     auto begin = Clock::now();
+    std::string whole;
     {
-        Scene scene(Daemon::management, batches);
-        EXPECT_EQ(whole, Program(walking, scene.environment()).wait().output);
+        Scene scene(Daemon::management, one.exchanges);
+        scene.root.install_dictionary("full");
+        const RunResult run = Program(one.arguments, scene.environment()).wait();
+        EXPECT_EQ(0, run.status);
+        whole = run.output;
     }
     auto undisturbed = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin).count();
 
-    std::mt19937 random(20240229);
     int stopped = 0;
-    for (int i = 0; i < 100; i++) {
+    for (int i = 0; i < 60; i++) {
         SCOPED_TRACE(i);
-        Scene scene(Daemon::management, batches);
-        Program program(walking, scene.environment());
+        Scene scene(Daemon::management, one.exchanges);
+        scene.root.install_dictionary("full");
+        Program program(one.arguments, scene.environment());
         usleep(static_cast<unsigned>(random() % static_cast<unsigned>(undisturbed)));
         int signal = i % 2 == 0 ? SIGTERM : SIGINT;
         kill(program.pid(), signal);
@@ -72,7 +76,25 @@ TEST(Signals, AStopAtAnyMomentEndsTheRun)
         EXPECT_EQ("", run.errors);
         EXPECT_EQ(0, segments_of(run.pid));
     }
-    EXPECT_LT(10, stopped);
+    return stopped;
+}
+
+TEST(Signals, AStopAtAnyMomentEndsTheRun)
+{
+    Stoppable walk{.arguments = walking, .exchanges = {}};
+    // Also inside the loader; no session has the port, as a printed one would tell its age.
+    Stoppable load{.arguments = {"ipobj", "listbussflow", "dport=9"}, .exchanges = {}};
+    for (int i = 0; i < 4; i++) {
+        Reply reply{.answer = session_record, .count = 1, .last = i == 3, .delay_ms = 1};
+        walk.exchanges.push_back({batch_request, reply});
+        Request sessions{
+            .code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = i == 0};
+        reply.answer = std::string(228, '\0');
+        load.exchanges.push_back({sessions, reply});
+    }
+    std::mt19937 random(20240229);
+    EXPECT_LT(5, stop_at_random(walk, random));
+    EXPECT_LT(5, stop_at_random(load, random));
 }
 
 TEST(Signals, WhatWasPrintedIsOut)
@@ -135,6 +157,17 @@ TEST(Signals, AFaultFromOutsideClosesTheSession)
     Program program(walking, scene.environment());
     const RunResult& run = program.wait(20);
     EXPECT_TRUE(run.status == 255 || run.status == -SIGSEGV) << run.status;
+    EXPECT_EQ(0, segments_of(program.pid()));
+}
+
+TEST(Signals, ARealFaultEndsTheRunAndItsSegment)
+{
+    Scene scene(
+        Daemon::management,
+        {{{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true}, {}}});
+    scene.root.install_dictionary("faulty");
+    Program program({"ipobj", "listbussflow"}, scene.environment());
+    EXPECT_EQ(-SIGSEGV, program.wait(20).status);
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 

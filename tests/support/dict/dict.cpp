@@ -41,7 +41,7 @@ const Entry* by_id(uint32_t id)
 void initialise()
 {
 #ifdef FAULTY
-    *reinterpret_cast<volatile int*>(diary) = 0; // a real fault, at a place that a run can reach
+    *reinterpret_cast<volatile char*>(diary) = 0; // a real fault, at a place that a run can reach
 #endif
     diary("initialise", "");
 }
