@@ -69,7 +69,7 @@ void furnish_assets(World& world)
         {3, 1, "内部服务"},
         {4, 0, "公共服务"}
     };
-    auto add = [&](Asset asset) {
+    auto add = [&](AssetObject asset) {
         asset.id = asset.logical_id = static_cast<uint32_t>(world.assets.size() + 1);
         asset.group = static_cast<uint16_t>(1 + world.assets.size() % world.asset_groups.size());
         world.assets.push_back(std::move(asset));
@@ -83,7 +83,7 @@ void furnish_assets(World& world)
     for (const Busy& busy : servers) {
         const Address& address = world.address(busy.endpoint);
         bool one_port = world.assets.size() % 2 == 1;
-        Asset asset;
+        AssetObject asset;
         asset.kind = address.ipv6 ? AssetKind::ipv6 : AssetKind::ipv4;
         asset.name = world.name_of(busy.endpoint);
         asset.address = address;
@@ -93,12 +93,12 @@ void furnish_assets(World& world)
     size_t named = 0; // services known by their name
     for (const Session& session : world.sessions) {
         std::string name{world.text(session.host)};
-        bool known = std::any_of(world.assets.begin(), world.assets.end(), [&](const Asset& asset) {
+        bool known = std::any_of(world.assets.begin(), world.assets.end(), [&](const AssetObject& asset) {
             return asset.name == name || asset.text == name;
         });
         if (name.empty() || known)
             continue;
-        Asset asset;
+        AssetObject asset;
         asset.kind = AssetKind::text;
         asset.name = "服务" + std::to_string(++named);
         asset.text = name;
@@ -157,7 +157,7 @@ void furnish_lists(World& world)
     for (const Indicator& indicator : world.indicators)
         if (indicator.name.empty())
             world.ip_tables[0].members.push_back({indicator.address, indicator.type});
-    for (const Asset& asset : world.assets)
+    for (const AssetObject& asset : world.assets)
         if (asset.kind == AssetKind::ipv4)
             world.ip_tables[1].members.push_back({asset.address, asset.name});
     for (const Busy& busy : busiest_clients(world)) {

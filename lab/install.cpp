@@ -87,10 +87,10 @@ void write_descriptions(const World& world)
 void write_assets(const World& world)
 {
     std::ofstream file(below_root(place::assets_configuration));
-    for (const AssetGroup& group : world.asset_groups)
+    for (const AssetObjectGroup& group : world.asset_groups)
         file << "group id=" << group.id << " pid=" << group.parent << " name=" << one_word(group.name)
              << "\n";
-    for (const Asset& asset : world.assets)
+    for (const AssetObject& asset : world.assets)
         file << "assets id=" << asset.id << " logicid=" << asset.logical_id << " pid=" << asset.group
              << " value="
              << one_word(asset.kind == AssetKind::text ? asset.text : address_text(asset.address))

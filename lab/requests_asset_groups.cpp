@@ -6,7 +6,7 @@ namespace {
 
 constexpr uint32_t groups_max = 1024;
 
-bool take_group(World& world, Turn& turn, AssetGroup& group)
+bool take_group(World& world, Turn& turn, AssetObjectGroup& group)
 {
     uint32_t parent = turn.number("pid", group.parent);
     if (turn.has("name"))
@@ -22,7 +22,7 @@ bool take_group(World& world, Turn& turn, AssetGroup& group)
 void group_add(Appliance& appliance, Turn& turn)
 {
     auto& groups = appliance.world.asset_groups;
-    AssetGroup group;
+    AssetObjectGroup group;
     if (!take_group(appliance.world, turn, group))
         return;
     group.id = static_cast<uint16_t>(id_to_add(turn, groups, groups_max));
@@ -36,8 +36,8 @@ void group_set(Appliance& appliance, Turn& turn)
 {
     if (!turn.has("id"))
         return turn.refuse(lab_error::invalid, "INV_ID");
-    if (AssetGroup* group = item_asked_for(turn, appliance.world.asset_groups)) {
-        AssetGroup changed = *group;
+    if (AssetObjectGroup* group = item_asked_for(turn, appliance.world.asset_groups)) {
+        AssetObjectGroup changed = *group;
         if (take_group(appliance.world, turn, changed))
             *group = changed;
     }
@@ -58,8 +58,8 @@ void group_list(Appliance& appliance, Turn& turn)
     uint32_t id = turn.number("id");
     say_page(
         turn, appliance.world.asset_groups,
-        [&](const AssetGroup& group) { return id == 0 || group.id == id; },
-        [&](const AssetGroup& group) {
+        [&](const AssetObjectGroup& group) { return id == 0 || group.id == id; },
+        [&](const AssetObjectGroup& group) {
             turn.say("id=%u pid=%u name=%s assets=%u flows=%lu\n", group.id, group.parent, group.name.c_str(),
                      members[group.id].first, members[group.id].second);
         });

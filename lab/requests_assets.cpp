@@ -1,4 +1,4 @@
-// Asset objects with their statistics, and asset groups.
+// AssetObject objects with their statistics, and asset groups.
 #include "lab/appliance.h"
 #include "lab/listing.h"
 #include "lab/session_filter.h"
@@ -19,7 +19,7 @@ void put_24(uint8_t (&field)[3], uint32_t value)
         field[i] = static_cast<uint8_t>(value >> 8 * i);
 }
 
-void put_value(const Asset& asset, AssetRecord& r)
+void put_value(const AssetObject& asset, AssetRecord& r)
 {
     std::string_view bytes{reinterpret_cast<const char*>(asset.address.bytes.data()), 16};
     if (asset.kind == AssetKind::text)
@@ -30,7 +30,7 @@ void put_value(const Asset& asset, AssetRecord& r)
 
 bool fill_asset(const AssetReport& report, AssetRecord& r)
 {
-    const Asset& asset = *report.asset;
+    const AssetObject& asset = *report.asset;
     r.kind = static_cast<uint16_t>(asset.kind);
     r.pid = asset.group;
     r.id = asset.id;
@@ -64,7 +64,7 @@ void asset_list(Appliance& appliance, Turn& turn)
     if (auto text = turn.value("ip"); text && !address.read(*text))
         return turn.refuse(lab_error::invalid, "INV_IP");
     turn.records<AssetRecord>(appliance.assets(), [&](const AssetReport& report, AssetRecord& r) {
-        const Asset& asset = *report.asset;
+        const AssetObject& asset = *report.asset;
         if ((!ids.empty() && std::ranges::find(ids, asset.id) == ids.end()) ||
             (group != 0 && asset.group != group))
             return false;
@@ -76,12 +76,12 @@ void asset_list(Appliance& appliance, Turn& turn)
 
 // ---- Declaration ----
 
-std::string value_text(const Asset& asset)
+std::string value_text(const AssetObject& asset)
 {
     return asset.kind == AssetKind::text ? asset.text : address_text(asset.address);
 }
 
-bool take_value(Turn& turn, Asset& asset)
+bool take_value(Turn& turn, AssetObject& asset)
 {
     std::string text = turn.value(turn.has("value") ? "value" : "ip").value_or("");
     if (text.empty())
@@ -97,7 +97,7 @@ bool take_value(Turn& turn, Asset& asset)
     return true;
 }
 
-bool take_asset(World& world, Turn& turn, Asset& asset)
+bool take_asset(World& world, Turn& turn, AssetObject& asset)
 {
     asset.group = static_cast<uint16_t>(turn.number("pid", asset.group));
     asset.port = static_cast<uint16_t>(turn.number("port", asset.port));
@@ -111,7 +111,7 @@ bool take_asset(World& world, Turn& turn, Asset& asset)
         return turn.refuse(lab_error::invalid, "INV_VALUE"), false;
     if (asset.group != 0 && item_with_id(world.asset_groups, asset.group) == nullptr)
         return turn.refuse(lab_error::invalid, "INV_PID"), false;
-    for (const Asset& other : world.assets)
+    for (const AssetObject& other : world.assets)
         if (other.id != asset.id && value_text(other) == value_text(asset) && other.port == asset.port)
             return turn.refuse(lab_error::exists, "EXISTS"), false;
     return true;
@@ -119,14 +119,14 @@ bool take_asset(World& world, Turn& turn, Asset& asset)
 
 void add_asset(World& world, Turn& turn)
 {
-    Asset asset;
+    AssetObject asset;
     if (!take_asset(world, turn, asset))
         return;
     asset.id = id_to_add(turn, world.assets, assets_max);
     if (asset.id == 0)
         return;
     if (asset.logical_id == 0)
-        for (const Asset& other : world.assets)
+        for (const AssetObject& other : world.assets)
             asset.logical_id = std::max(asset.logical_id, other.logical_id);
     if (!turn.has("logicid"))
         asset.logical_id++;
@@ -144,10 +144,10 @@ void asset_set(Appliance& appliance, Turn& turn)
 {
     if (!turn.has("id"))
         return turn.refuse(lab_error::invalid, "INV_ID");
-    Asset* asset = item_asked_for(turn, appliance.world.assets);
+    AssetObject* asset = item_asked_for(turn, appliance.world.assets);
     if (asset == nullptr)
         return;
-    Asset changed = *asset;
+    AssetObject changed = *asset;
     if (take_asset(appliance.world, turn, changed))
         *asset = changed;
     appliance.changed();
@@ -159,7 +159,7 @@ void asset_remove(Appliance& appliance, Turn& turn)
     appliance.changed();
 }
 
-void say_asset(Turn& turn, const Asset& asset)
+void say_asset(Turn& turn, const AssetObject& asset)
 {
     turn.say("id=%u logicid=%u pid=%u name=%s value=%s port=%u\n", asset.id, asset.logical_id, asset.group,
              asset.name.c_str(), value_text(asset).c_str(), asset.port);
@@ -170,12 +170,13 @@ void asset_get(Appliance& appliance, Turn& turn)
 {
     auto& assets = appliance.world.assets;
     if (turn.has("id") || turn.has("name")) {
-        if (const Asset* asset = item_asked_for(turn, assets))
+        if (const AssetObject* asset = item_asked_for(turn, assets))
             say_asset(turn, *asset);
         return;
     }
     say_page(
-        turn, assets, [](const Asset&) { return true; }, [&](const Asset& asset) { say_asset(turn, asset); });
+        turn, assets, [](const AssetObject&) { return true; },
+        [&](const AssetObject& asset) { say_asset(turn, asset); });
 }
 
 void asset_stat(Appliance& appliance, Turn& turn)
@@ -199,11 +200,12 @@ void asset_load(Appliance& appliance, Turn& turn)
     unsigned loaded = 0, rejected = 0;
     for (std::string line; std::getline(file, line);) {
         size_t blank = std::min(line.find(' '), line.size());
-        Asset asset;
+        AssetObject asset;
         asset.group = static_cast<uint16_t>(turn.number("pid"));
         asset.name = line.substr(std::min(blank + 1, line.size()), 63);
-        bool known = std::ranges::any_of(
-            world.assets, [&](const Asset& other) { return value_text(other) == line.substr(0, blank); });
+        bool known = std::ranges::any_of(world.assets, [&](const AssetObject& other) {
+            return value_text(other) == line.substr(0, blank);
+        });
         if (known || asset.name.empty() || !parse_address(line.substr(0, blank), asset.address) ||
             world.assets.size() >= assets_max) {
             rejected++;

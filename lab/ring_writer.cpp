@@ -104,7 +104,7 @@ void RingWriter::unlock()
 std::string RingWriter::next_block()
 {
     std::string out = capture_file_header();
-    append_heartbeat(world_.now, serial_, out);
+    append_heartbeat(world_.sessions.empty() ? world_.now : world_.sessions[session_].birth, serial_, out);
     for (size_t i = 0; i < packets_in_block && !world_.sessions.empty(); i++) {
         if (out.size() + frame_record_max > bs_)
             break;

@@ -39,7 +39,7 @@ struct HostReport {
 std::vector<HostReport> hosts_of(const World& world);
 
 struct AssetReport {
-    const Asset* asset = nullptr;
+    const AssetObject* asset = nullptr;
     uint32_t flows = 0, succeeded = 0, failed = 0, packets = 0;
     uint64_t bytes_out = 0, bytes_in = 0;
     uint64_t rate_out = 0, rate_in = 0; // bits per second, as the throughput counts them

@@ -43,7 +43,7 @@ public:
     explicit AssetIndex(const World& world) : world_(world)
     {
         for (size_t i = 0; i < world.assets.size(); i++) {
-            const Asset& asset = world.assets[i];
+            const AssetObject& asset = world.assets[i];
             TextId name = 0;
             auto found = world.endpoint_index.find(asset.address);
             if (asset.kind == AssetKind::text && world.texts.find(asset.text, name) && name != 0)

@@ -117,7 +117,7 @@ struct SignatureHit {
 enum class AssetKind : uint16_t { ipv4 = 0, text = 1, ipv6 = 2 };
 
 // What the operator declared; its statistics are counted from the sessions.
-struct Asset {
+struct AssetObject {
     uint16_t group = 0;
     uint32_t id = 0, logical_id = 0;
     uint16_t port = 0; // 0: every port
@@ -127,7 +127,7 @@ struct Asset {
     std::string text; // kind text: a host name
 };
 
-struct AssetGroup {
+struct AssetObjectGroup {
     uint16_t id = 0, parent = 0; // parent 0: none
     std::string name;
 };
@@ -210,8 +210,8 @@ struct World {
     std::vector<SignatureHit> signature_hits; // in order of time
 
     // What operators set up.
-    std::vector<Asset> assets;
-    std::vector<AssetGroup> asset_groups;
+    std::vector<AssetObject> assets;
+    std::vector<AssetObjectGroup> asset_groups;
     std::vector<TopologyGroup> groups;
     std::vector<TopologyNode> nodes;
     std::vector<TopologyLink> links;
