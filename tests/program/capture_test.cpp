@@ -27,18 +27,7 @@ std::string ring(const std::vector<Slot>& slots, uint32_t next = 0, uint32_t loc
         file.u32(32 + 16 * i, slots[i].state).u32(36 + 16 * i, slots[i].length).fill(32 + 16 * cnt + bs * i, static_cast<char>('A' + i), bs);
     return file;
 }
-const std::string eight = ring({{}, {2, 5}, {3, 7}, {}, {}, {2, 3}, {9, 1}, {}}, 3);
 
-Case save(const std::string& file, const std::string& saved, const std::string& file_after, const std::string& line = "obspcap save")
-{
-    Case one = command(line, none, {}, "");
-    one.files = {{ring_place, file}, {export_place, "an older and longer text"}};
-    one.after = [=](const std::string& root) {
-        EXPECT_EQ(saved, read_file(root + export_place));
-        EXPECT_EQ(file_after, read_file(root + ring_place));
-    };
-    return one;
-}
 Case fails(Case one, const std::string& output, int status, const std::string& errors = "")
 {
     one.output = output, one.status = status, one.errors = errors;
@@ -48,21 +37,29 @@ Case fails(Case one, const std::string& output, int status, const std::string& e
 TEST(Capture, Save)
 {
     const std::string kept = "an older and longer text", idle = ring({{}, {}});
-    const std::string after_eight = ring({{}, {2, 5}, {}, {}, {}, {}, {9, 1}, {}}, 6);
-    std::string stale = after_eight; // a freed stale slot keeps its length
-    stale = Bytes(stale).u32(32 + 16 * 2 + 4, 7);
+    auto save = [&](const std::string& file, const std::string& saved, const std::string& file_after, const std::string& typed = "") {
+        Case one = command("obspcap save " + typed, none, {}, "");
+        one.files = {{ring_place, file}, {export_place, kept}};
+        one.after = [=](const std::string& root) {
+            EXPECT_EQ(saved, read_file(root + export_place));
+            EXPECT_EQ(file_after, read_file(root + ring_place));
+        };
+        return one;
+    };
+    const std::string eight = ring({{}, {2, 5}, {3, 7}, {}, {}, {2, 3}, {9, 1}, {}}, 3);
     const Case cases[] = {
-        save(eight, "FFF", stale), // slots 1 and 5 are full, the search begins at 3; slot 2 was never released
+        // slots 1 and 5 are full, the search begins at 3; slot 2 was never released and keeps its length
+        save(eight, "FFF", ring({{}, {2, 5}, {0, 7}, {}, {}, {}, {9, 1}, {}}, 6)),
         save(ring({{2, 101}, {2, 4}}, 2), std::string(100, 'A'), ring({{}, {2, 4}}, 1)), // lengths and next are clamped
         save(ring({{}, {2, ~0U}}, ~0U), std::string(100, 'B'), ring({{}, {}}, 0)),
         fails(save(idle, kept, idle), "no full block found\n", 0),
         fails(save(idle.substr(0, 31), kept, idle.substr(0, 31)), "INVfile\n", 255),
         fails(save("obs" + idle.substr(3), kept, "obs" + idle.substr(3)), "INV_FILE_TAG\n", 255),
         fails(save(idle + "x", kept, idle + "x"), "Corrupted, bs=100,cnt=2,filesz=265,memsz=264\n", 255),
-        fails(save(idle, kept, idle, "obspcap save if={root}/none"), "", 255, "open: No such file or directory\n"),
-        fails(save(ring({{2, 5}}), kept, ring({{}}), "obspcap save of={root}/none/x"), "fail to create file \"{root}/none/x\"", 255), // dropped
-        fails(save(ring({{2, 5}}), kept, ring({{}}), "obspcap save of=/dev/full"), "", 0, "write: No space left on device\n"),
-        fails(save(idle, kept, idle, "obspcap save of=" + std::string(512, 'x')), "ARG_TOO_LONG\n", 255),
+        fails(save(idle, kept, idle, "if={root}/none"), "", 255, "open: No such file or directory\n"),
+        fails(save(ring({{2, 5}}), kept, ring({{}}), "of={root}/none/x"), "fail to create file \"{root}/none/x\"", 255), // dropped
+        fails(save(ring({{2, 5}}), kept, ring({{}}), "of=/dev/full"), "", 0, "write: No space left on device\n"),
+        fails(save(idle, kept, idle, "of=" + std::string(512, 'x')), "ARG_TOO_LONG\n", 255),
     };
     run_cases(cases);
 }
@@ -135,14 +132,13 @@ TEST(Capture, StopSignalsLeaveNoSlotTaken)
     EXPECT_EQ(ring({{2, 50}}, 0, 1), read_file(file));
 }
 
-Exchange dumped(const std::string& bytes, uint32_t size, bool last, int32_t cursor = 0, int32_t next = 0)
-{
-    return {{.code = 2068, .module = "mempcap", .cursor = cursor, .segment_size = 65536},
-            {.answer = bytes, .count = 7, .last = last, .cursor = next, .edit = [=](Bytes& record, std::span<char>) { record.u32(172, size).u8(20, 1); }}};
-}
-
 TEST(Capture, Dump)
 {
+    auto dumped = [](const std::string& bytes, uint32_t size, bool last, int32_t cursor = 0, int32_t next = 0) {
+        return Exchange{{.code = 2068, .module = "mempcap", .cursor = cursor, .segment_size = 65536},
+                        {.answer = bytes, .count = 7, .last = last, .cursor = next,
+                         .edit = [=](Bytes& record, std::span<char>) { record.u32(172, size).u8(20, 1); }}};
+    };
     const std::string bytes = Bytes(65536).fill(1, '\xff', 65000);
     Case closed = command("mempcap dump", M, {dumped(bytes, 65536, false)}, "", 255); // one batch, and no more for nobody
     closed.output_to = "/dev/full";
@@ -156,18 +152,15 @@ TEST(Capture, Dump)
     run_cases(cases);
 }
 
-std::string host(const std::string& name, uint32_t dns, uint32_t http, uint32_t sub, uint8_t valid = 1)
-{
-    return Bytes(120).u32(8, 4294967295).u8(12, valid).text(13, name, 43).ip(56, 10, 0, 0, 9).be16(60, 80).be16(62, 443).be16(66, 1)
-        .u32(72, dns).u32(76, http).u32(80, sub).u32(84, 1).u32(88, 2).u32(92, 3).fill(96, 'n', 24);
-}
-std::string host_line(const std::string& name, const std::string& counts)
-{
-    return name + " 2106-02-07/14:28:15 " + counts + " 1 2 3 10.0.0.9 80,443 " + std::string(24, 'n') + "\n";
-}
-
 TEST(Capture, Hosts)
 {
+    auto host = [](const std::string& name, uint32_t dns, uint32_t http, uint32_t sub, uint8_t valid = 1) {
+        return Bytes(120).u32(8, 4294967295).u8(12, valid).text(13, name, 43).ip(56, 10, 0, 0, 9).be16(60, 80).be16(62, 443).be16(66, 1)
+            .u32(72, dns).u32(76, http).u32(80, sub).u32(84, 1).u32(88, 2).u32(92, 3).fill(96, 'n', 24).str();
+    };
+    auto line = [](const std::string& name, const std::string& counts) {
+        return name + " 2106-02-07/14:28:15 " + counts + " 1 2 3 10.0.0.9 80,443 " + std::string(24, 'n') + "\n";
+    };
     const std::string wide(43, 'w');
     const Reply three{.answer = host("a", 5, 1, 0) + host(wide, 4, 4294967295, 8) + host("c", 9, 2, 0), .count = 3, .last = false, .cursor = 1};
     const Reply hidden{.answer = host("d", 0, 0, 90, 0) + host("", 0, 0, 80) + Bytes(120).u8(12, 1).u8(13, 'e').str(), .count = 3};
@@ -175,7 +168,7 @@ TEST(Capture, Hosts)
         return command("hostinfo list" + typed, M, {{{.code = 2055, .module = "obshost", .segment_size = 2097152}, three},
                                                     {{.code = 2055, .module = "obshost", .cursor = 1}, hidden}}, output);
     };
-    const std::string a = host_line("a", "12 5 1 6 0"), w = host_line(wide, "17 4 4294967295 14 8"), c = host_line("c", "17 9 2 6 0");
+    const std::string a = line("a", "12 5 1 6 0"), w = line(wide, "17 4 4294967295 14 8"), c = line("c", "17 9 2 6 0");
     const std::string e = "e 1970-01-01/08:00:00 0 0 0 0 0 0 0 0 0.0.0.0  \n";
     const Case cases[] = {
         list("", w + c + a + e), // equal sums as they came

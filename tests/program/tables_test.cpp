@@ -55,39 +55,28 @@ TEST(Tables, Members)
     run_cases(cases);
 }
 
-std::string flow(uint16_t port)
-{
-    return Bytes(24).u32(0, 0x0a000001).u32(4, 0x0a000002).u16(8, port).u16(10, 53).u32(12, 4000000000).u8(16, 17).u8(18, 0xab).u8(23, 1);
-}
-std::string flow_json(int port)
-{
-    return R"({"src":"10.0.0.1", "sport":)" + std::to_string(port) +
-           R"(, "srcmac":"ab:00:00:00:00:01", "dst":"10.0.0.2", "dport":53, "birth":4000000000, "proto":17})";
-}
-std::string flow_line(int port)
-{
-    return "10.0.0.1 " + std::to_string(port) + " ab:00:00:00:00:01 10.0.0.2 53 4000000000 17\n";
-}
-std::string address(uint32_t ip, uint32_t flows, const std::string& description)
-{
-    return Bytes(92).u32(0, ip).u32(4, 1).u32(8, 2).u32(12, flows).text(48, description, 44);
-}
-Exchange white(uint32_t code, const std::string& data, const Reply& reply)
-{
-    return {{.code = code, .module = "whiteip", .data = trailing(data)}, reply};
-}
-
 TEST(Tables, WhiteList)
 {
-    const std::string wide(44, 'd');
+    auto white = [](uint32_t code, const std::string& data, const Reply& reply) {
+        return Exchange{{.code = code, .module = "whiteip", .data = trailing(data)}, reply};
+    };
+    auto flow = [](uint16_t port) {
+        return Bytes(24).u32(0, 0x0a000001).u32(4, 0x0a000002).u16(8, port).u16(10, 53).u32(12, 4000000000).u8(16, 17).u8(18, 0xab).u8(23, 1).str();
+    };
+    auto json = [](const std::string& port) {
+        return R"({"src":"10.0.0.1", "sport":)" + port + R"(, "srcmac":"ab:00:00:00:00:01", "dst":"10.0.0.2", "dport":53, "birth":4000000000, "proto":17})";
+    };
+    auto line = [](const std::string& port) { return "10.0.0.1 " + port + " ab:00:00:00:00:01 10.0.0.2 53 4000000000 17\n"; };
+    auto address = [](uint32_t ip, uint32_t flows, const std::string& text) {
+        return Bytes(92).u32(0, ip).u32(4, 1).u32(8, 2).u32(12, flows).text(48, text, 44).str();
+    };
+    const std::string wide(44, 'd'), page = "showjson=1 page=2 limit=2";
     const Reply three{.answer = address(0x0a000001, 5, "a") + address(0x0a000002, 9, wide) + address(0x0a000003, 5, ""), .count = 3};
     const Reply flows{.answer = flow(1) + flow(2) + flow(3), .count = 3, .last = false};
-    const std::string page = "showjson=1 page=2 limit=2";
     const Case cases[] = {
-        command("whiteip list ip=10.1", M, {white(2055, "ip=10.1 ", flows), white(2055, "ip=10.1 ", refusal)},
-                flow_line(1) + flow_line(2) + flow_line(3) + "NO\n", 255),
+        command("whiteip list ip=10.1", M, {white(2055, "ip=10.1 ", flows), white(2055, "ip=10.1 ", refusal)}, line("1") + line("2") + line("3") + "NO\n", 255),
         command("whiteip list " + page, M, {white(2055, page + " ", flows), white(2055, page + " ", {.answer = flow(4) + flow(5), .count = 2})},
-                R"({"list":[)" + flow_json(3) + "," + flow_json(4) + R"(], "total":5})"),
+                R"({"list":[)" + json("3") + "," + json("4") + R"(], "total":5})"),
         command("whiteip list showjson=2", M, {white(2055, "showjson=2 ", refusal)}, "{\"list\":[NO\n", 255),
         command("whiteip get showjson=1", M, {white(2054, "showjson=1 ", three)},
                 R"({"list":[{"ip":"10.0.0.2","birth":1,"lasttime":2,"flows":9,"desc":")" + wide + R"("},)"
