@@ -1,4 +1,4 @@
-// AssetObject objects with their statistics, and asset groups.
+// Asset objects with their statistics, and what operators declare of them.
 #include "lab/appliance.h"
 #include "lab/listing.h"
 #include "lab/session_filter.h"

@@ -1,0 +1,235 @@
+// The lab appliance serves the built vigil: its reports agree with each other, its settings show in later
+// lists, and nothing stays behind.
+#include "tests/support/program.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sstream>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+// vigil-lab below a private root, from its ready line to its end.
+class Lab {
+public:
+    explicit Lab(const std::string& sessions)
+    {
+        int out[2];
+        if (pipe2(out, O_CLOEXEC) != 0 || (pid_ = fork()) < 0)
+            throw std::runtime_error("fork");
+        if (pid_ == 0) {
+            dup2(out[1], 1);
+            execl(VIGIL_BINARY_DIR "/lab/vigil-lab", "vigil-lab", "--root", root_.path().c_str(),
+                  "--sessions", sessions.c_str(), "--seed", "5", nullptr);
+            _exit(127);
+        }
+        close(out[1]);
+        pollfd ready{out[0], POLLIN, 0};
+        char line[256] = "";
+        EXPECT_EQ(poll(&ready, 1, 120'000), 1) << "no ready line";
+        EXPECT_GT(read(out[0], line, sizeof line - 1), 0);
+        EXPECT_EQ(std::string(line), "ready " + root_.path() + " sessions=" + sessions + "\n");
+        close(out[0]);
+    }
+    ~Lab() { EXPECT_EQ(stop(), 0); }
+    Lab(const Lab&) = delete;
+
+    int stop()
+    {
+        int status = 0;
+        if (pid_ < 0)
+            return 0;
+        kill(pid_, SIGTERM);
+        waitpid(pid_, &status, 0);
+        pid_ = -1;
+        for (const char* socket :
+             {"/var/tmp/obslog.d", "/usr/ramdisk/var/mgmt.d", "/usr/ramdisk/var/obschartd.d"})
+            EXPECT_FALSE(std::filesystem::exists(root_.path() + socket)) << socket;
+        return status;
+    }
+
+    std::string run(const std::string& command, int status = 0) const
+    {
+        std::istringstream words(command);
+        std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
+        Program program(arguments, environment_below(root_.path()));
+        auto& run = program.wait();
+        EXPECT_EQ(run.status, status) << command << ": " << run.output;
+        EXPECT_EQ(segments_of(run.pid), 0) << command;
+        return run.output;
+    }
+
+    const std::string& root() const { return root_.path(); }
+
+private:
+    PrivateRoot root_;
+    pid_t pid_ = -1;
+};
+
+std::vector<std::vector<std::string>> rows_of(const std::string& text)
+{
+    std::vector<std::vector<std::string>> rows;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        rows.push_back({std::istream_iterator<std::string>(words), {}});
+    }
+    return rows;
+}
+
+TEST(Lab, ReportsOfOneWorldAgree)
+{
+    Lab lab("6000"); // more than one batch
+    auto sessions = rows_of(lab.run("ipobj listbussflow limit=100000 lang=en"));
+    ASSERT_EQ(sessions.size(), 6001U);
+    EXPECT_EQ(sessions.back(), (std::vector<std::string>{"total", "6000"}));
+    uint64_t ipv4 = 0, up = 0, down = 0, domains = 0;
+    for (size_t i = 0; i < 6000; i++) {
+        domains += sessions[i][14] != "NULL" && sessions[i][14][0] != '|' ? 1 : 0;
+        if (sessions[i][4].find('/') != std::string::npos)
+            continue;
+        ipv4++;
+        up += std::stoull(sessions[i][5]);
+        down += std::stoull(sessions[i][6]);
+    }
+    uint64_t flows = 0, up_of_flows = 0, down_of_flows = 0;
+    for (const auto& row : rows_of(lab.run("ipobj listflow issrc=1 limit=100000"))) {
+        flows += std::stoull(row.at(1));
+        up_of_flows += std::stoull(row.at(2));
+        down_of_flows += std::stoull(row.at(3));
+    }
+    EXPECT_EQ(flows, ipv4);
+    EXPECT_EQ(up_of_flows, up);
+    EXPECT_EQ(down_of_flows, down);
+
+    // Hosts count the same IPv4 sessions, resets are among them, the second page is the full list's.
+    uint64_t of_hosts = 0;
+    for (const auto& row : rows_of(lab.run("hostinfo list")))
+        of_hosts += std::stoull(row.at(2));
+    EXPECT_EQ(of_hosts, ipv4);
+    EXPECT_NE(lab.run("netev_session stat")
+                  .find("resets=" + std::to_string(rows_of(lab.run("tcpreset list")).size()) + " "),
+              std::string::npos);
+    auto sorted = rows_of(lab.run("ipobj listbussflow limit=30 lang=en sort=bytes"));
+    auto page = rows_of(lab.run("ipobj listbussflow page=3 limit=10 lang=en sort=bytes"));
+    ASSERT_EQ(page.size(), 11U);
+    for (size_t i = 0; i < 10; i++)
+        EXPECT_EQ(page[i][4] + page[i][7], sorted[20 + i][4] + sorted[20 + i][7]);
+    auto one = rows_of(lab.run("ipobj listbussflow dport=443 limit=100000 lang=en"));
+    EXPECT_EQ(std::stoull(one.back().at(1)),
+              static_cast<uint64_t>(std::ranges::count_if(sessions, [](const auto& row) {
+                  return row.size() > 2 && (row[4].ends_with(":443") || row[4].ends_with("/443"));
+              })));
+    EXPECT_GT(domains, 0U);
+    EXPECT_NE(lab.run("obssyslog list").find("\"oui_mac\":\""), std::string::npos);
+}
+
+TEST(Lab, SettingsShowInLaterLists)
+{
+    Lab lab("300");
+    static const struct {
+        const char* command;
+        const char* output;
+        int status = 0;
+    } steps[] = {
+        {"table addip 9 10.9.9.9", ""},
+        {"obsiptable addip tid=9 ip=10.9.9.10-10.9.9.11 info=x", ""},
+        {"table get 9", "10.9.9.9\n10.9.9.10\n10.9.9.11\n"},
+        {"obsiptable get tid=9", "10.9.9.9\n10.9.9.10\n10.9.9.11\n"},
+        {"table getcmp 9", "10.9.9.9-10.9.9.11\n"},
+        {"table rmvip 9 10.9.9.10", ""},
+        {"obsiptable remove tid=9 ip=10.9.9.9", ""},
+        {"obsiptable get tid=9", "10.9.9.11\n"},
+        {"obsiptable clear clear=1 table=9", ""},
+        {"table get 9", ""},
+        {"table clear nosuch", "NO_TABLE\n", 255},
+        {"obstopogrp remove all=1", ""},
+        {"obstopogrp list", "[]"},
+        {"obstopogrp add id=1 title=a", "id=1\n"},
+        {"obstopogrp add pid=1 title=b", "id=2\n"},
+        {"obstopogrp add pid=9 title=c", "INV_PID\n", 255},
+        {"obstopogrp list", R"([{"title":"a", "id":1, "spread":true, "children":[)"
+                            R"({"title":"b", "id":2, "spread":true, "children":[]}]}])"},
+        {"obstopogrp remove id=2", ""},
+        {"obstopogrp list", R"([{"title":"a", "id":1, "spread":true, "children":[]}])"},
+        {"obsnetbrch remove all=1", ""},
+        {"obsnetbrch add name=all ip=any4", "INV_IP\n", 255},
+        {"obsnetbrch add name=nobody ip=203.0.113.0/24", ""},
+        {"obsnetbrch list", "id=1 name=nobody iprng=203.0.113.0/24 sessions=0 bytes=0\n"},
+        {"idssum config cata_id=250 cata_enable=0", "NOT_FOUND\n", 255},
+        {"nevtlog remove all=1", nullptr},
+        {"nevtlog list json=1", R"({"data":[], "total":0})"},
+        {"obssshlog config enable=0", ""},
+        {"obssshlog list", R"({"data":[], "total":0})"},
+        {"nosuch stat", "NO_MODULE\n", 255},
+        {"dnstunwltable list type=foo", R"({"data":[], "count":0})"},
+    };
+    for (const auto& step : steps) {
+        std::string output = lab.run(step.command, step.status);
+        if (step.output != nullptr) {
+            EXPECT_EQ(output, step.output) << step.command;
+        }
+    }
+}
+
+// The packets of a capture file; -1 when it is none.
+long packets_in(const std::string& file)
+{
+    uint32_t magic = 0, kept = 0;
+    if (file.size() < 24)
+        return -1;
+    memcpy(&magic, file.data(), sizeof magic);
+    long packets = 0;
+    size_t at = 24;
+    for (; at + 16 <= file.size(); at += 16 + kept, packets++)
+        memcpy(&kept, file.data() + at + 8, sizeof kept);
+    return magic == 0xa1b2c3d4 && at == file.size() ? packets : -1;
+}
+
+TEST(Lab, CapturesAreCaptureFiles)
+{
+    Lab lab("200");
+    std::string dump = lab.run("mempcap dump");
+    EXPECT_GT(dump.size(), 200'000U); // several exchanges
+    EXPECT_NE(lab.run("mempcap stat").find("packets=" + std::to_string(packets_in(dump)) + "\n"),
+              std::string::npos);
+    EXPECT_EQ(lab.run("mempcap add ip=192.0.2.1"), "id=1\n");
+    EXPECT_EQ(packets_in(lab.run("mempcap dump")), 0);
+    std::string file = lab.root() + "/log/block.pcap";
+    EXPECT_EQ(lab.run("obspcap save of=" + file), "");
+    EXPECT_GT(packets_in(read_file(file)), 1);
+}
+
+TEST(Lab, BadClientsCostOnlyThemselves)
+{
+    Lab lab("200");
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    (lab.root() + "/usr/ramdisk/var/mgmt.d").copy(address.sun_path, sizeof address.sun_path - 1);
+    auto connected = [&] {
+        int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        return fd;
+    };
+    std::string garbage(208, '\xff');
+    int stalled = connected(), silent = connected(), gone = connected(), wild = connected();
+    EXPECT_EQ(send(stalled, garbage.data(), 100, 0), 100);
+    EXPECT_EQ(send(gone, garbage.data(), 208, 0), 208);
+    close(gone);
+    EXPECT_EQ(send(wild, garbage.data(), 208, 0), 208);
+    std::string reply(208, '\0');
+    EXPECT_EQ(recv(wild, reply.data(), reply.size(), MSG_WAITALL), 208);
+    EXPECT_STREQ(reply.c_str() + 36, "INV_SHMID");
+    EXPECT_EQ(rows_of(lab.run("ipobj listbussflow limit=1")).back().at(1), "200");
+    for (int fd : {stalled, silent, wild})
+        close(fd);
+}
+
+} // namespace
