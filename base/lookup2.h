@@ -2,6 +2,7 @@
 // Hashes of the aggregation pools.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 // Bob Jenkins' lookup2 over `length` bytes.
 uint32_t lookup2(const void* key, size_t length, uint32_t initial);
@@ -20,3 +21,22 @@ inline uint32_t ipv4_hash(uint32_t ip)
 
 // A 16-byte address key: the words at bytes 0 and 8 alone enter the hash.
 uint32_t address_hash(const void* address);
+
+// Any bytes, each of which counts: eight at a time, multiplied. Inline, so that short keys of a fixed size
+// cost one multiplication.
+inline uint32_t byte_hash(const void* bytes, size_t size)
+{
+    constexpr uint64_t multiplier = 0x9e3779b97f4a7c15; // 2^64 over the golden ratio
+    const auto* at = static_cast<const unsigned char*>(bytes);
+    uint64_t hash = size;
+    for (size_t left = size; left > 0;) {
+        uint64_t word = 0;
+        size_t piece = left < sizeof word ? left : sizeof word;
+        memcpy(&word, at, piece);
+        hash = (hash ^ word) * multiplier;
+        hash ^= hash >> 32;
+        at += piece;
+        left -= piece;
+    }
+    return static_cast<uint32_t>(hash);
+}

@@ -10,11 +10,6 @@
 // ---- Keys: how a value is stored, compared and hashed. `bucket_hash` is the hash of a pool of its first
 // size; `full_hash` takes the whole key and serves once the bucket array has grown.
 
-inline uint32_t multiplied(uint32_t value)
-{
-    return static_cast<uint32_t>(value * 0x9e3779b97f4a7c15U >> 32);
-}
-
 // An IPv4 address in host order.
 struct Ipv4Key {
     using Value = uint32_t;
@@ -23,7 +18,7 @@ struct Ipv4Key {
     bool is(Value value) const { return ip == value; }
     Value value() const { return ip; }
     static uint32_t bucket_hash(Value value) { return ipv4_hash(value); }
-    static uint32_t full_hash(Value value) { return multiplied(value); }
+    static uint32_t full_hash(Value value) { return byte_hash(&value, sizeof value); }
 };
 
 struct ApplicationKey {
@@ -33,7 +28,7 @@ struct ApplicationKey {
     bool is(Value value) const { return id == value; }
     Value value() const { return id; }
     static uint32_t bucket_hash(Value value) { return value; }
-    static uint32_t full_hash(Value value) { return multiplied(value); }
+    static uint32_t full_hash(Value value) { return byte_hash(&value, sizeof value); }
 };
 
 // 16 bytes: an IPv6 address, or an IPv4 address in network order and zeros. The flag says which, but takes no
@@ -48,7 +43,7 @@ struct AddressKey {
     bool is(const Value& value) const { return memcmp(address.bytes, value.bytes, sizeof value.bytes) == 0; }
     const Value& value() const { return address; }
     static uint32_t bucket_hash(const Value& value) { return address_hash(value.bytes); }
-    static uint32_t full_hash(const Value& value) { return lookup2(value.bytes, sizeof value.bytes, 0); }
+    static uint32_t full_hash(const Value& value) { return byte_hash(value.bytes, sizeof value.bytes); }
 };
 
 // A text cut to `most` bytes; at most 255.
@@ -67,7 +62,7 @@ template <size_t most> struct TextKey {
     Value value() const { return {text, length}; }
     static Value cut(Value value) { return value.substr(0, most); }
     static uint32_t bucket_hash(Value value) { return text_hash(value.data(), value.size()); }
-    static uint32_t full_hash(Value value) { return lookup2(value.data(), value.size(), 0); }
+    static uint32_t full_hash(Value value) { return byte_hash(value.data(), value.size()); }
 };
 
 // ---- The pool
@@ -79,11 +74,10 @@ protected:
         : first_buckets_(buckets), slab_(slab), entry_size_(entry_size)
     {
     }
-    bool crowded() const { return used_ / chain_max >= bucket_count_; }
+    bool crowded() const { return used_ / 2 >= bucket_count_; } // two entries a bucket, on average
     bool grow_buckets(); // to an empty larger array; false leaves the array in use as it is
     bool add_slab();
 
-    static constexpr uint32_t chain_max = 2; // entries a bucket, on average, before the array grows
     const uint32_t first_buckets_, slab_;
     const size_t entry_size_;
     uint32_t* buckets_ = nullptr; // entry numbers + 1 of the chain heads, 0 for none

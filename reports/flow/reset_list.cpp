@@ -4,40 +4,44 @@
 #include "link/dictionary.h"
 #include "reports/flow/address_text.h"
 #include "reports/flow/flow.h"
+#include "reports/flow/piece.h"
 #include "reports/flow/reset_view.h"
 
 namespace {
 
-struct Piece {
-    char text[112];
-};
-
 // Source, port, destination; IPv4 addresses as plain numbers.
-Piece endpoints(const ResetRecord& r, const ResetAddresses* ipv6)
+Piece<2 * sizeof(Ipv6Text) + sizeof " 65535 "> endpoints(const ResetRecord& r, const ResetAddresses* ipv6)
 {
-    Piece out;
+    Piece<2 * sizeof(Ipv6Text) + sizeof " 65535 "> out;
     if (ipv6 != nullptr)
-        snprintf(out.text, sizeof out.text, "%s %d %s", ipv6_text(ipv6->source.bytes).text, r.port + 0,
-                 ipv6_text(ipv6->destination.bytes).text);
+        out.put(ipv6_text(ipv6->source.bytes).text)
+            .put(" ")
+            .put(r.port)
+            .put(" ")
+            .put(ipv6_text(ipv6->destination.bytes).text);
     else
-        snprintf(out.text, sizeof out.text, "%u %d %u", r.source + 0, r.port + 0, r.destination + 0);
+        out.put(r.source).put(" ").put(r.port).put(" ").put(r.destination);
     return out;
 }
 
 // A time in hundredths, "0" for none.
-Piece hundredths(uint32_t value)
+Piece<sizeof "2621.43"> time_word(uint32_t hundredths)
 {
-    Piece out{"0"};
-    if (value != 0)
-        snprintf(out.text, sizeof out.text, "%u.%02u", value / 100, value % 100);
+    Piece<sizeof "2621.43"> out;
+    if (hundredths == 0)
+        out.put("0");
+    else
+        out.put_hundredths(hundredths);
     return out;
 }
 
-Piece http_status(uint32_t status)
+Piece<sizeof "|1023"> http_status(uint32_t status)
 {
-    Piece out{""};
-    if (status != 0)
-        snprintf(out.text, sizeof out.text, "|%d", static_cast<int>(status));
+    Piece<sizeof "|1023"> out;
+    if (status == 0)
+        out.put("");
+    else
+        out.put("|").put(status);
     return out;
 }
 
@@ -54,7 +58,7 @@ void print_reset(const ResetRecord& r, const ResetAddresses* ipv6)
           r.time, time_text(r.time).text,
           application_name(r.application()), application_second_name(r.application()),
           endpoints(r, ipv6).text, r.port + 0,
-          hundredths(r.timing_middle()).text, hundredths(r.timing_high()).text, hundredths(r.timing_low()).text,
+          time_word(r.timing_middle()).text, time_word(r.timing_high()).text, time_word(r.timing_low()).text,
           r.value_24, r.value_26, r.value_32,
           r.name.empty() ? "NULL" : text_of(r.name).text, http_status(r.http_status()).text);
     // clang-format on

@@ -1,33 +1,13 @@
 #include "reports/flow/session_line.h"
 
-#include "base/digits.h"
 #include "base/output.h"
 #include "link/dictionary.h"
 #include "reports/flow/address_text.h"
+#include "reports/flow/piece.h"
 
-#include <charconv>
+#include <cstdio>
 
 namespace {
-
-// A part of the line, put together without a formatting call: a listing has millions of lines.
-template <size_t N> struct Piece {
-    char text[N];
-    size_t used = 0;
-
-    Piece& put(std::string_view more)
-    {
-        memcpy(text + used, more.data(), more.size());
-        used += more.size();
-        text[used] = '\0';
-        return *this;
-    }
-    Piece& put(uint32_t number)
-    {
-        used = static_cast<size_t>(std::to_chars(text + used, text + N - 1, number).ptr - text);
-        text[used] = '\0';
-        return *this;
-    }
-};
 
 Piece<sizeof "unk_255"> protocol_word(uint8_t protocol)
 {
@@ -93,10 +73,7 @@ Piece<sizeof "4294967.30"> delay_word(uint32_t microseconds)
         snprintf(out.text, sizeof out.text, "%.2f", microseconds / 1000.0);
         return out;
     }
-    auto hundredths = static_cast<uint32_t>((uint64_t{microseconds} + 5) / 10);
-    char digits[2];
-    put_two_digits(digits, static_cast<int>(hundredths % 100));
-    out.put(hundredths / 100).put(".").put({digits, sizeof digits});
+    out.put_hundredths(static_cast<uint32_t>((uint64_t{microseconds} + 5) / 10));
     return out;
 }
 
