@@ -1,11 +1,10 @@
 // Asset objects with their statistics, and what operators declare of them.
 #include "lab/appliance.h"
+#include "lab/list_file.h"
 #include "lab/listing.h"
 #include "lab/session_filter.h"
 #include "lab/wire_fill.h"
 #include "wire/asset.h"
-
-#include <fstream>
 
 namespace {
 
@@ -194,9 +193,9 @@ void asset_stat(Appliance& appliance, Turn& turn)
 void asset_load(Appliance& appliance, Turn& turn)
 {
     World& world = appliance.world;
-    std::ifstream file(turn.value("file").value_or(""));
-    if (!file)
-        return turn.refuse(lab_error::unknown, "NO_FILE");
+    std::ifstream file = open_list_file(turn);
+    if (!file.is_open())
+        return;
     unsigned loaded = 0, rejected = 0;
     for (std::string line; std::getline(file, line);) {
         size_t blank = std::min(line.find(' '), line.size());

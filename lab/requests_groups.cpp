@@ -1,9 +1,8 @@
 // What operators define by name: IP tables (their members are elsewhere) and groups of domain names.
 #include "lab/appliance.h"
 #include "lab/ip_tables.h"
+#include "lab/list_file.h"
 #include "lab/listing.h"
-
-#include <fstream>
 
 namespace {
 
@@ -160,9 +159,9 @@ void name_group_load(Appliance& appliance, Turn& turn)
     DnsGroup* group = group_asked_for(appliance, turn);
     if (group == nullptr)
         return;
-    std::ifstream file(turn.value("file").value_or(""));
-    if (!file)
-        return turn.refuse(lab_error::unknown, "NO_FILE");
+    std::ifstream file = open_list_file(turn);
+    if (!file.is_open())
+        return;
     unsigned loaded = 0;
     for (std::string line; std::getline(file, line) && group->names.size() < names_max;) {
         line.resize(std::min(line.find_first_of(" \t\r"), line.size()));

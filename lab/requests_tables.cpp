@@ -2,11 +2,11 @@
 #include "base/address.h"
 #include "lab/appliance.h"
 #include "lab/ip_tables.h"
+#include "lab/list_file.h"
 #include "lab/listing.h"
 #include "lab/session_filter.h"
 #include "wire/white_list.h"
 
-#include <fstream>
 #include <unordered_map>
 
 namespace {
@@ -205,9 +205,9 @@ void table_get_lines(Appliance& appliance, Turn& turn)
 void table_load(Appliance& appliance, Turn& turn)
 {
     std::string text = table_text(turn);
-    std::ifstream file(turn.value("file").value_or(turn.word(1)));
-    if (!file)
-        return turn.refuse(lab_error::unknown, "NO_FILE");
+    std::ifstream file = open_list_file(turn, turn.word(1));
+    if (!file.is_open())
+        return;
     IpTable* table = table_called(appliance.world, text);
     if (table == nullptr && (table = make_table(appliance.world, turn, text)) == nullptr)
         return;
