@@ -55,7 +55,7 @@ start_lab() {
     done
 }
 
-# Shows a command line and what it prints, cut to what fits a screen.
+# Shows a command line and what it prints, cut to what fits a screen; the daemons' texts are GBK.
 show() {
     printf '\n$ vigil'
     for word in "$@"; do
@@ -67,7 +67,7 @@ show() {
     printf '\n'
     status=0
     vigil "$@" >"$root/shown" || status=$?
-    cut -c 1-600 "$root/shown" | head -n 24
+    cut -c 1-600 "$root/shown" | head -n 24 | iconv -c -f GBK -t UTF-8
     [ -z "$(tail -c 1 "$root/shown")" ] || echo
     [ "$status" -eq 0 ] || {
         echo "(status $status)"
@@ -76,20 +76,25 @@ show() {
 }
 
 tour() {
-    echo "The analysis daemon's modules, and when the system came up:"
-    vigil | tr '\n' ' ' && echo || true
+    echo "The modules of the analysis daemon:"
+    echo
+    echo '$ vigil'
+    vigil | tr '\n' ' ' || true
+    echo
     show sysboot
-    echo && echo "Who talks to whom outside, and what the hosts are:"
+    echo && echo "Who talks to whom, what there is in the network:"
     show ipobj listflow sort=byte json=1 limit=3
-    show hostinfo list 5
-    show assetsobj list limit=2
-    echo && echo "Security:"
-    show malclog list limit=1
-    show obssyslog list page=1 limit=2
-    echo && echo "Settings are kept: a topology group, added and listed."
+    show hostinfo list count=5
+    show assetsobj list limit=1
     show obstopogrp list
-    echo && echo "The sessions of the capture, largest first:"
-    show ipobj listbussflow sort=bytes limit=20
+    echo && echo "Security:"
+    show malclog list show_flowlog=1 show_level=1 limit=1
+    show obssyslog list page=1 limit=1
+    echo && echo "The state is the appliance's: an address is added to a table, and is there."
+    show obsiptable addip tid=1 ip=192.0.2.7 info=demo
+    show obsiptable getcmp tid=1
+    echo && echo "The sessions, largest first:"
+    show ipobj listbussflow sort=bytes limit=20 lang=en
 }
 
 start_lab
