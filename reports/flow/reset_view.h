@@ -10,7 +10,8 @@ template <class Function> int fetch_resets(Fetch& fetch, Function&& each)
     return fetch_batches(fetch, [&](const Answer& answer) {
         size_t offset = 0;
         int32_t left = answer.count;
-        for (; left > 0; left--) {
+        const bool fits = records_fit(answer, sizeof(ResetRecord)); // were they all of the smaller size
+        for (; fits && left > 0; left--) {
             const char* bytes = next_record(answer, offset, sizeof(ResetRecord));
             if (bytes == nullptr)
                 break;
@@ -23,7 +24,7 @@ template <class Function> int fetch_resets(Fetch& fetch, Function&& each)
             }
             each(record, reinterpret_cast<const ResetAddresses*>(block));
         }
-        if (left == 0)
+        if (fits && left == 0)
             return Walk::on;
         refuse_reply(); // a negative count, or records beyond the segment
         return Walk::failed;
