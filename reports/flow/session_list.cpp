@@ -98,6 +98,14 @@ uint64_t paired_key(uint32_t first, uint32_t second)
     return uint64_t{first} << 32 | second;
 }
 
+// Delays are compared by their signed difference, so a larger one is up to 2^31 ahead, across the end of the
+// range too. Differences to the first session's delay put them into that order.
+uint64_t difference_key(uint32_t delay)
+{
+    static const uint32_t origin = delay;
+    return signed_key(static_cast<int32_t>(delay - origin));
+}
+
 using S = SessionRecord;
 constexpr SortWord<S> sort_words[] = {
     {"app",       {[](const S& r) -> uint64_t { return r.application; }}                            },
@@ -108,9 +116,9 @@ constexpr SortWord<S> sort_words[] = {
     {"host",
      {[](const S& r) { return text_key(r.host()); },
       [](const S& a, const S& b) { return b.host().compare(a.host()); }}                            },
-    {"clntdelay", {[](const S& r) { return signed_key(static_cast<int32_t>(r.client_delay)); }}     },
-    {"svrdelay",  {[](const S& r) { return signed_key(static_cast<int32_t>(r.server_delay)); }}     },
-    {"appdelay",  {[](const S& r) { return signed_key(static_cast<int32_t>(r.app_delay)); }}        },
+    {"clntdelay", {[](const S& r) { return difference_key(r.client_delay); }}                       },
+    {"svrdelay",  {[](const S& r) { return difference_key(r.server_delay); }}                       },
+    {"appdelay",  {[](const S& r) { return difference_key(r.app_delay); }}                          },
     {"rexup",     {[](const S& r) { return paired_key(r.up_rexmits, r.up_packets); }}               },
     {"rexdn",     {[](const S& r) { return paired_key(r.down_rexmits, r.down_packets); }}           },
 };
