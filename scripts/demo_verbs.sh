@@ -228,6 +228,11 @@ shows obsreasspkt stat
 shows obsreasspkt debug
 takes obsreasspkt disable id=1
 takes obsreasspkt remove id=1
+takes obsreasslog add id=2 name=demo ip=10.0.0.2
+takes obsreasslog set id=2 name=demo2
+prints demo2 obsreasslog get
+takes obsreasslog debug
+takes obsreasslog disable id=2
 takes obsreasslog remove id=1
 
 # Charts

@@ -3,9 +3,11 @@
 #include "cli/not_supported.h"
 #include "wire/request.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -92,6 +94,40 @@ TEST(Catalogue, TakesTheFirstMatch)
     EXPECT_EQ(nullptr, find_verb(chart_table, "stat"));
     EXPECT_EQ(nullptr, find_fallback("disable"));
     EXPECT_EQ(verb::debug, find_fallback("debug")->code);
+}
+
+// The demo runs every verb that is built; its loops stand for several modules.
+TEST(Catalogue, IsInTheDemoWhole)
+{
+    static const std::pair<std::string, std::vector<std::string>> loops[] = {
+        {"$two", {"", "2"}},
+        {"$log", {"obssyslog", "obssshlog", "obstlslog", "obsnetbios"}},
+        {"$list", {"tunwltable", "dnstunwltable"}},
+    };
+    std::ifstream script(VIGIL_SOURCE_DIR "/scripts/demo_verbs.sh");
+    std::set<std::string> shown;
+    for (std::string line; std::getline(script, line);) {
+        std::istringstream words(line);
+        std::string word, module, verb;
+        while (words >> word && word != "shows" && word != "takes" && word != "counts" && word != "prints" &&
+               word != "hides") {
+        }
+        if (word == "prints" || word == "hides") // and what
+            words >> word;
+        words >> module >> verb;
+        shown.insert(module + " " + verb);
+        for (const auto& [variable, values] : loops)
+            if (size_t at = module.find(variable); at != std::string::npos)
+                for (const std::string& value : values)
+                    shown.insert(std::string(module).replace(at, variable.size(), value) + " " + verb);
+    }
+    for_each_row([&](const std::string& module, const VerbEntry& entry) {
+        std::string name = module + " " + entry.verb;
+        if (entry.action.handler == not_supported)
+            EXPECT_EQ(0U, shown.count(name)) << name;
+        else
+            EXPECT_EQ(1U, shown.count(name)) << name;
+    });
 }
 
 } // namespace
