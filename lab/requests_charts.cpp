@@ -12,8 +12,8 @@ namespace {
 ChartQuery query_of(const Turn& turn)
 {
     ChartQuery query;
-    query.hours = turn.number("hours", 24);
-    query.end = turn.number("tmend");
+    query.hours = turn.number("hours", turn.number("hour", 24));
+    query.end = turn.number("tmend", turn.number("end"));
     query.path = turn.number("bridge");
     for (const auto& [key, value] : turn.values())
         if (key == "tag")
