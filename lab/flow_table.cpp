@@ -96,12 +96,12 @@ bool FlowTable::is_up(const Packet& packet, uint32_t index, uint32_t source, uin
 }
 
 // Standard analysers begin a new conversation at a SYN when its sender used another initial sequence number
-// before, or when the conversation was already closing.
+// before.
 bool FlowTable::starts_anew(const Packet& packet, uint32_t index, bool up) const
 {
     const Flow& flow = flows_[index];
     const Direction& direction = up ? flow.up : flow.down;
-    return direction.started && (packet.sequence != direction.base || flow.closing);
+    return direction.has_base && packet.sequence != direction.base;
 }
 
 uint32_t FlowTable::begin_session(const Packet& packet, uint32_t source, uint32_t destination)
@@ -152,15 +152,27 @@ void FlowTable::count(const Packet& packet, Session& session, bool up)
     session.largest_segment = std::max(session.largest_segment, payload);
 }
 
+// Each direction's initial sequence number comes from its own first packet, or before that from what the
+// other side acknowledges.
+void FlowTable::begin_numbering(const Packet& packet, Direction& own, Direction& other)
+{
+    bool answers = packet.has(tcp_flag::syn) && packet.has(tcp_flag::ack);
+    if (!own.has_base || answers)
+        own.base = packet.has(tcp_flag::syn) ? packet.sequence : packet.sequence - 1;
+    own.has_base = true;
+    if (!other.has_base && packet.has(tcp_flag::ack)) {
+        other.base = packet.acknowledgement - 1;
+        other.has_base = true;
+    }
+    if (packet.payload_length > 0)
+        own.sequence.begin(packet.sequence);
+}
+
 void FlowTable::follow_tcp(const Packet& packet, Session& session, Flow& flow, bool up)
 {
     Direction& direction = up ? flow.up : flow.down;
     bool syn = packet.has(tcp_flag::syn), ack = packet.has(tcp_flag::ack), rst = packet.has(tcp_flag::rst);
-    if (!direction.started) {
-        direction.started = true;
-        direction.base = syn ? packet.sequence : packet.sequence - 1;
-        direction.sequence.begin(direction.base + 1);
-    }
+    begin_numbering(packet, direction, up ? flow.down : flow.up);
     if (packet.payload_length > 0 && !syn && direction.sequence.add(packet.sequence, packet.payload_length))
         (up ? session.up_retransmissions : session.down_retransmissions)++;
     if (packet.window == 0 && !syn && !rst)
@@ -179,7 +191,6 @@ void FlowTable::follow_tcp(const Packet& packet, Session& session, Flow& flow, b
     }
     if (rst && session.reset == ResetBy::nobody)
         session.reset = up ? ResetBy::client : ResetBy::server;
-    flow.closing |= rst || packet.has(tcp_flag::fin);
 }
 
 // From the first byte of the request to the first byte of the response. Datagrams are requests and responses

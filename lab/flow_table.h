@@ -35,15 +35,14 @@ private:
         bool begun = false, done = false;
     };
     struct Direction {
-        bool started = false; // a packet was seen
-        uint32_t base = 0;    // the initial sequence number, or the one before the first seen
+        bool has_base = false;
+        uint32_t base = 0; // the initial sequence number, or the one before the first known
         SequenceTracker sequence;
         Head head;
     };
     struct Flow {
         Direction up, down;
         uint64_t syn_time = 0, syn_ack_time = 0, request_time = 0;
-        bool closing = false; // FIN or RST seen
     };
 
     uint32_t session_of(const Packet& packet, uint32_t source, uint32_t destination);
@@ -52,6 +51,7 @@ private:
     bool starts_anew(const Packet& packet, uint32_t index, bool up) const;
     void swap_sides(uint32_t index);
     void count(const Packet& packet, Session& session, bool up);
+    static void begin_numbering(const Packet& packet, Direction& own, Direction& other);
     void follow_tcp(const Packet& packet, Session& session, Flow& flow, bool up);
     void measure_application(const Packet& packet, Session& session, Flow& flow, bool up);
     void examine_stream(const Packet& packet, Session& session, Flow& flow, bool up);

@@ -28,7 +28,8 @@ Decoded Fragments::add(const Fragment& piece, Packet& packet)
         return Decoded::truncated;
     if (open_.size() >= open_max)
         open_.clear();
-    Key key{packet.source.bytes, packet.destination.bytes, packet.protocol, piece.identification};
+    Key key{packet.source.bytes, packet.destination.bytes, packet.protocol, packet.vlan,
+            piece.identification};
     Datagram& datagram = open_[key];
     uint32_t end = piece.offset + piece.length;
     if (datagram.bytes.size() < end)

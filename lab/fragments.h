@@ -18,7 +18,7 @@ private:
         std::map<uint32_t, uint32_t> pieces; // offset, length
         uint32_t whole = 0;                  // length, once the last piece has come
     };
-    using Key = std::tuple<std::array<uint8_t, 16>, std::array<uint8_t, 16>, uint8_t, uint32_t>;
+    using Key = std::tuple<std::array<uint8_t, 16>, std::array<uint8_t, 16>, uint8_t, uint16_t, uint32_t>;
 
     std::map<Key, Datagram> open_;
     std::vector<uint8_t> complete_;

@@ -189,6 +189,7 @@ Decoded decode_tcp(Bytes bytes, uint32_t length, Packet& packet)
     packet.source_port = read16(bytes, 0);
     packet.destination_port = read16(bytes, 2);
     packet.sequence = read32(bytes, 4);
+    packet.acknowledgement = read32(bytes, 8);
     packet.flags = bytes[13];
     packet.window = read16(bytes, 14);
     packet.payload_length = length - header;
@@ -203,10 +204,11 @@ Decoded decode_udp(Bytes bytes, uint32_t length, Packet& packet)
     if (bytes.size() < 8)
         return Decoded::truncated;
     uint32_t stated = read16(bytes, 4);
-    if (stated != 0 && stated < 8)
-        return Decoded::malformed;
-    if (stated == 0 || stated > length)
+    if (stated == 0 && packet.source.ipv6) // a jumbogram
         stated = length;
+    if (stated < 8)
+        return Decoded::malformed;
+    stated = std::min(stated, length);
     packet.source_port = read16(bytes, 0);
     packet.destination_port = read16(bytes, 2);
     packet.payload_length = stated - 8;

@@ -33,7 +33,7 @@ struct Packet {
     Address source, destination;
     uint8_t hops = 0, protocol = 0;
     uint16_t source_port = 0, destination_port = 0; // ICMP echo: the identifier in both
-    uint32_t sequence = 0;
+    uint32_t sequence = 0, acknowledgement = 0;
     uint16_t window = 0;
     uint8_t flags = 0; // of TCP
     uint8_t icmp_type = 0;
