@@ -14,6 +14,7 @@
 #include <ctime>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -62,20 +63,22 @@ void block_stop_signals(sigset_t& before)
 // last process that is attached, however that process ends; daemons attach by its id all the same.
 int make_segment(size_t size)
 {
-    int id = shmget(IPC_PRIVATE, size, IPC_CREAT | 0600);
+    // Through syscall(2), which the first call has the loader resolve: a SIGKILL between creation and mark leaves
+    // the segment behind, so nothing but the three calls may stand between them.
+    auto id = static_cast<int>(syscall(SYS_shmget, IPC_PRIVATE, size, IPC_CREAT | 0600));
     if (id < 0) {
         print("%s: shmget fail(%s)\n", "rpc_init", strerror(errno));
         return -1;
     }
     segment_id = id;
     removal_is_due = true;
-    void* base = shmat(id, nullptr, 0);
-    if (base == reinterpret_cast<void*>(-1)) {
+    long address = syscall(SYS_shmat, id, nullptr, 0);
+    if (address == -1) {
         print("%s: shmat fail(%s)\n", "rpc_init", strerror(errno));
         return -1;
     }
-    segment_base = static_cast<char*>(base);
-    removal_is_due = shmctl(id, IPC_RMID, nullptr) != 0;
+    segment_base = reinterpret_cast<char*>(address);
+    removal_is_due = syscall(SYS_shmctl, id, IPC_RMID, nullptr) != 0;
     return 0;
 }
 
