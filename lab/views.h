@@ -81,7 +81,7 @@ struct ChartQuery {
     uint32_t hours = 24;
     uint32_t end = 0;              // 0: the world's now
     uint32_t path = 0;             // only sessions of this path; 0: all
-    std::vector<std::string> tags; // empty: all
+    std::vector<std::string> tags{}; // empty: all
 };
 struct TimeSeries {
     std::string tag, label; // at most 31 and 47 bytes
