@@ -82,7 +82,7 @@ template <size_t N> TerminatedText<N> text_of(const FixedText<N>& field)
 template <size_t N> std::string_view text_within(const FixedText<N>& area, size_t offset)
 {
     if (offset >= N)
-        return {};
+        return ""; // not null: the result goes to memcpy
     std::string_view rest = area.whole().substr(offset);
     return rest.substr(0, strnlen(rest.data(), rest.size()));
 }

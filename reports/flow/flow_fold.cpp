@@ -37,28 +37,37 @@ template <class Function> int fetch_outbound(Fetch& fetch, const Query& query, F
 
 // ---- Applications
 
-// One block: the counters, and pointers to them to be brought into order.
+// One block: the counters, and pointers to those that are listed in their order.
 struct ApplicationBlock {
     uint64_t flows[65536];
     uint64_t* sorted[65536];
 };
 static_assert(sizeof(ApplicationBlock) == 1048576);
 
-void print_applications(ApplicationBlock& block)
+// Puts the counters that are not zero into order, the largest first; returns their number.
+size_t sort_applications(ApplicationBlock& block)
 {
     Ranking ranking(std::ssize(block.flows));
     for (uint32_t id = 0; id < std::size(block.flows); id++)
         if (block.flows[id] != 0)
             ranking.offer(block.flows[id], id);
     ranking.rank();
+    for (size_t i = 0; i < ranking.held(); i++)
+        block.sorted[i] = &block.flows[ranking[i]];
+    return ranking.held();
+}
+
+void print_applications(ApplicationBlock& block)
+{
+    size_t listed = sort_applications(block);
     print_text(R"({"data":[)");
-    for (size_t i = 0; i < ranking.held(); i++) {
-        uint32_t id = ranking[i];
+    for (size_t i = 0; i < listed; i++) {
+        auto id = static_cast<uint32_t>(block.sorted[i] - block.flows);
         print(R"(%s{"apid":%d, "name":"%s", "cname":"%s", "flow":%u})", i > 0 ? "," : "",
               static_cast<int>(id), application_name(id), application_second_name(id),
-              static_cast<uint32_t>(block.flows[id]));
+              static_cast<uint32_t>(*block.sorted[i]));
     }
-    print(R"(], "total":%d})", static_cast<int>(ranking.held()));
+    print(R"(], "total":%d})", static_cast<int>(listed));
 }
 
 // The records go to the host names or locations first when those are asked for too, while the output is that

@@ -35,6 +35,7 @@ const std::string flows =
         .be32(16, 0x20010db8)
         .be32(28, 2)
         .u8(55, 0x40)
+        .u8(67, 83)
         .str();
 constexpr int flow_count = 6;
 
