@@ -151,7 +151,8 @@ const char* read_text(int file, char* text, size_t size, const OuiKey& key)
     decipher(text, size, key);
     if (memcmp(text, oui_signature, sizeof oui_signature) != 0)
         return "invalid file";
-    read_records(text + sizeof oui_signature, text + size);
+    if (size > sizeof oui_signature) // without its zero byte the signature can be all there is
+        read_records(text + sizeof oui_signature, text + size);
     return nullptr;
 }
 
