@@ -46,16 +46,18 @@ struct Stoppable {
 // Stops the run at random moments of the time that it takes undisturbed; returns how often it was in time.
 int stop_at_random(const Stoppable& one, std::mt19937& random)
 {
-    auto begin = Clock::now();
     std::string whole;
+    Clock::duration taken{};
     {
         Scene scene(Daemon::management, one.exchanges);
         scene.root.install_dictionary("full");
+        auto begin = Clock::now();
         const RunResult run = Program(one.arguments, scene.environment()).wait();
+        taken = Clock::now() - begin;
         EXPECT_EQ(0, run.status);
         whole = run.output;
     }
-    auto undisturbed = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin).count();
+    auto undisturbed = std::chrono::duration_cast<std::chrono::microseconds>(taken).count();
 
     int stopped = 0;
     for (int i = 0; i < 60; i++) {
