@@ -8,7 +8,7 @@ struct Registers {
     uint32_t a, b, c;
 };
 
-inline void mix(Registers& r)
+[[gnu::always_inline]] inline void mix(Registers& r)
 {
     auto& [a, b, c] = r;
     a = (a - b - c) ^ (c >> 13);

@@ -88,10 +88,10 @@ bool fill_flow(const World& world, const Session& s, FlowRecord& r)
     r.application = s.application;
     r.protocol = s.protocol;
     r.domestic = location.domestic ? 1 : 0;
-    put_text(r.location_1, location.country);
-    put_text(r.location_2, location.region);
-    put_text(r.location_3, location.city);
-    put_text(r.isp, location.carrier);
+    put_text(r.location.country, location.country);
+    put_text(r.location.region, location.region);
+    put_text(r.location.third, location.city);
+    put_text(r.location.isp, location.carrier);
     StringArea texts;
     r.host_at = texts.put(world.text(s.host), 0);
     r.texts.assign(texts.bytes());

@@ -2,6 +2,18 @@
 // A flow as the outbound and the name-service reports see it. Little-endian; the location texts are GBK.
 #include "wire/address.h"
 
+// Where the remote side is.
+struct [[gnu::packed]] FlowLocation {
+    FixedText<15> country; //  0
+    FixedText<18> region;  // 15  within the home country
+    FixedText<17> third;   // 33
+    FixedText<16> isp;     // 50
+
+    bool empty() const { return country.empty() && region.empty() && third.empty() && isp.empty(); }
+}; // 66
+static_assert(sizeof(FlowLocation) == 66 && alignof(FlowLocation) == 1);
+static_assert(offsetof(FlowLocation, region) == 15 && offsetof(FlowLocation, isp) == 50);
+
 struct [[gnu::packed]] FlowRecord {
     WireAddress   source;           //   0  IPv4 in host order
     WireAddress   destination;      //  16  IPv4 in host order
@@ -19,10 +31,7 @@ struct [[gnu::packed]] FlowRecord {
     uint8_t       host_at;          //  67  offset of the host name in `texts`
     uint8_t       reserved_68[34];  //  68
     uint8_t       domestic;         // 102  non-zero: the remote address lies in the home country
-    FixedText<15> location_1;       // 103  country
-    FixedText<18> location_2;       // 118  region within the home country
-    FixedText<17> location_3;       // 136
-    FixedText<16> isp;              // 153
+    FlowLocation  location;         // 103
     FixedText<83> texts;            // 169
 
     bool             is_ipv6() const { return flags >> 6 & 1; }
@@ -30,5 +39,5 @@ struct [[gnu::packed]] FlowRecord {
 }; // 252
 static_assert(sizeof(FlowRecord) == 252 && alignof(FlowRecord) == 1);
 static_assert(offsetof(FlowRecord, flags) == 55 && offsetof(FlowRecord, host_at) == 67);
-static_assert(offsetof(FlowRecord, domestic) == 102 && offsetof(FlowRecord, location_1) == 103);
-static_assert(offsetof(FlowRecord, isp) == 153 && offsetof(FlowRecord, texts) == 169);
+static_assert(offsetof(FlowRecord, domestic) == 102 && offsetof(FlowRecord, location) == 103);
+static_assert(offsetof(FlowRecord, texts) == 169);

@@ -49,7 +49,7 @@ struct FlowCounters : AnswerCounters {
 };
 
 struct DestinationCounters : FlowCounters {
-    LocationText location; // of the last flow that has one
+    FlowLocation location; // of the last flow that has one
 };
 
 using HostKey = TextKey<42>;
@@ -81,9 +81,8 @@ void add_destination(DestinationPool& pool, const FlowRecord& r)
     if (counters == nullptr)
         return;
     counters->add(r);
-    LocationText location = location_text(r);
-    if (location.text[0] != '\0')
-        counters->location = location;
+    if (!r.location.empty())
+        counters->location = r.location;
 }
 
 void add_everywhere(Pools& pools, const FlowRecord& r)
@@ -154,7 +153,7 @@ void print_destinations(const DestinationPool& pool, FoldOrder order)
               R"(,"desc":"%s")"
               R"(,"locisp":"%s"})",
               i > 0 ? "," : "", ipv4_text(entry.key.ip).text, c.flows, c.answered, c.unanswered,
-              description_of(entry.key.ip).text, c.location.text);
+              description_of(entry.key.ip).text, location_text(c.location).text);
     });
     print(R"(], "dst_total":%d)", static_cast<int>(pool.size()));
 }

@@ -154,7 +154,7 @@ int report_locations(Fetch& fetch, const Query& query)
 
 struct AddressCounters {
     uint32_t flows, up_bytes, down_bytes; // as the address sees them: swapped when it is the destination
-    LocationText location;                // of the last flow, for destinations only
+    FlowLocation location;                // of the last flow, for destinations only
 };
 using AddressPool = Pool<Ipv4Key, AddressCounters, 4096, 1024>;
 
@@ -167,7 +167,7 @@ void add_address(AddressPool& pool, const FlowRecord& r, bool by_source)
     counters->up_bytes += by_source ? r.up_bytes : r.down_bytes;
     counters->down_bytes += by_source ? r.down_bytes : r.up_bytes;
     if (!by_source)
-        counters->location = location_text(r);
+        counters->location = r.location;
 }
 
 void print_address_text(const AddressPool::Entry& entry)
@@ -187,7 +187,7 @@ void print_address_json(const AddressPool::Entry& entry, const char* separator, 
           R"(%s%s%s)"
           R"(,"desc":"%s"})",
           separator, ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes,
-          by_source ? "" : R"(,"locisp":")", c.location.text, by_source ? "" : R"(")",
+          by_source ? "" : R"(,"locisp":")", location_text(c.location).text, by_source ? "" : R"(")",
           description_of(entry.key.ip).text);
 }
 

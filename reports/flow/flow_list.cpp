@@ -44,7 +44,7 @@ void print_flow(const FlowRecord& r, const char* separator)
           address_text(is_ipv6, r.destination, r.destination.ipv4_host()).text, r.destination_port,
           static_cast<int>(id), application_name(id), application_second_name(id),
           r.up_bytes, r.down_bytes,
-          location_text(r).text,
+          location_text(r.location).text,
           r.protocol,
           host_text(r).text);
     // clang-format on

@@ -5,11 +5,11 @@
 bool left_out(const FlowRecord& r, int ischina)
 {
     constexpr std::string_view reserved = "\xb1\xa3\xc1\xf4";
-    return !on_side(r, ischina) || (r.location_1.empty() && r.location_2.empty()) ||
-           r.location_1.view().starts_with(reserved);
+    return !on_side(r, ischina) || (r.location.country.empty() && r.location.region.empty()) ||
+           r.location.country.view().starts_with(reserved);
 }
 
-LocationText location_text(const FlowRecord& r)
+LocationText location_text(const FlowLocation& location)
 {
     LocationText out;
     size_t used = 0;
@@ -17,10 +17,10 @@ LocationText location_text(const FlowRecord& r)
         memcpy(out.text + used, text.data(), text.size());
         used += text.size();
     };
-    put(r.location_1.view());
-    put(r.location_2.view());
-    put(r.location_3.view());
-    std::string_view isp = r.isp.view();
+    put(location.country.view());
+    put(location.region.view());
+    put(location.third.view());
+    std::string_view isp = location.isp.view();
     if (!isp.empty()) {
         put("|");
         put(isp);

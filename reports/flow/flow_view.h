@@ -16,10 +16,10 @@ inline bool on_side(const FlowRecord& r, int ischina)
 struct LocationText {
     char text[15 + 18 + 17 + 1 + 16 + 1];
 };
-LocationText location_text(const FlowRecord& r);
+LocationText location_text(const FlowLocation& location);
 
 // The text that a record's location is counted under: the region at home, the country elsewhere.
 inline std::string_view location_key(const FlowRecord& r)
 {
-    return r.domestic != 0 ? r.location_2.view() : r.location_1.view();
+    return r.domestic != 0 ? r.location.region.view() : r.location.country.view();
 }

@@ -54,8 +54,8 @@ const Layout layouts[] = {
     AT(FlowRecord, destination, 16), AT(FlowRecord, source_port, 32), AT(FlowRecord, destination_port, 34),
     AT(FlowRecord, up_bytes, 44), AT(FlowRecord, down_bytes, 48), AT(FlowRecord, flags, 55),
     AT(FlowRecord, application, 56), AT(FlowRecord, protocol, 64), AT(FlowRecord, host_at, 67),
-    AT(FlowRecord, domestic, 102), AT(FlowRecord, location_1, 103), AT(FlowRecord, location_2, 118),
-    AT(FlowRecord, location_3, 136), AT(FlowRecord, isp, 153), AT(FlowRecord, texts, 169),
+    AT(FlowRecord, domestic, 102), AT(FlowRecord, location.country, 103), AT(FlowRecord, location.region, 118),
+    AT(FlowRecord, location.third, 136), AT(FlowRecord, location.isp, 153), AT(FlowRecord, texts, 169),
 
     SIZE(ProtocolLogHead, 48),
     AT(ProtocolLogHead, destination, 16), AT(ProtocolLogHead, time, 32),
