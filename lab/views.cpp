@@ -95,7 +95,8 @@ std::vector<HostReport> hosts_of(const World& world)
         client.last_seen = std::max(client.last_seen, session.last);
         server.last_seen = std::max(server.last_seen, session.last);
         server.served++;
-        if (session.server_port != 0)
+        bool refused = session.protocol == 6 && session.handshake == Handshake::syn;
+        if (session.server_port != 0 && !refused)
             note_port(server, session.server_port);
         uint32_t& counter = session.application == dns    ? client.dns
                             : session.application == http ? client.http

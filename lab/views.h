@@ -79,8 +79,8 @@ std::vector<const Session*> white_flows_of(const World& world); // IPv4 sessions
 // Time series over the last hours, at most 288 points of equal buckets.
 struct ChartQuery {
     uint32_t hours = 24;
-    uint32_t end = 0;              // 0: the world's now
-    uint32_t path = 0;             // only sessions of this path; 0: all
+    uint32_t end = 0;                // 0: the world's now
+    uint32_t path = 0;               // only sessions of this path; 0: all
     std::vector<std::string> tags{}; // empty: all
 };
 struct TimeSeries {
