@@ -1,13 +1,13 @@
 #include "link/rpc_session.h"
 
 #include "base/output.h"
+#include "base/stop_signals.h"
 #include "link/answer.h"
 #include "link/argument_text.h"
 #include "link/control_socket.h"
 #include "link/dictionary.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -50,21 +50,12 @@ void release_segment()
         shmctl(id, IPC_RMID, nullptr);
 }
 
-void block_stop_signals(sigset_t& before)
-{
-    sigset_t stop;
-    sigemptyset(&stop);
-    sigaddset(&stop, SIGTERM);
-    sigaddset(&stop, SIGINT);
-    sigprocmask(SIG_BLOCK, &stop, &before);
-}
-
 // Creates and attaches the segment and marks it for removal. From the mark on the kernel ends it with the
 // last process that is attached, however that process ends; daemons attach by its id all the same.
 int make_segment(size_t size)
 {
-    // Through syscall(2), which the first call has the loader resolve: a SIGKILL between creation and mark leaves
-    // the segment behind, so nothing but the three calls may stand between them.
+    // Through syscall(2), which the first call has the loader resolve: a SIGKILL between creation and mark
+    // leaves the segment behind, so nothing but the three calls may stand between them.
     auto id = static_cast<int>(syscall(SYS_shmget, IPC_PRIVATE, size, IPC_CREAT | 0600));
     if (id < 0) {
         print("%s: shmget fail(%s)\n", "rpc_init", strerror(errno));
@@ -151,10 +142,9 @@ int rpc_init(const char* path, size_t size)
     if (size < segment_min)
         size = segment_min;
     // A stop signal between creating and marking would leave the segment behind.
-    sigset_t before;
-    block_stop_signals(before);
+    sigset_t before = hold_stop_signals();
     int made = make_segment(size);
-    sigprocmask(SIG_SETMASK, &before, nullptr);
+    restore_signals(before);
     if (made != 0) {
         rpc_close(false);
         return -1;

@@ -1,6 +1,7 @@
 #include "reports/capture/capture_ring.h"
 
 #include "base/output.h"
+#include "base/stop_signals.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -39,18 +40,14 @@ void back_off() {}
 void lock(CaptureRing& ring, sigset_t& before)
 {
     uint32_t& word = header_of(ring).lock;
-    sigset_t stop;
-    sigemptyset(&stop);
-    sigaddset(&stop, SIGTERM);
-    sigaddset(&stop, SIGINT);
     for (;;) {
         while (load(word) != 0)
             back_off();
-        sigprocmask(SIG_BLOCK, &stop, &before);
+        before = hold_stop_signals();
         uint32_t free = 0;
         if (__atomic_compare_exchange_n(&word, &free, 1, false, __ATOMIC_ACQUIRE, __ATOMIC_ACQUIRE))
             return;
-        sigprocmask(SIG_SETMASK, &before, nullptr);
+        restore_signals(before);
     }
 }
 
@@ -62,7 +59,7 @@ void unlock(CaptureRing& ring)
 void unlock(CaptureRing& ring, const sigset_t& before)
 {
     unlock(ring);
-    sigprocmask(SIG_SETMASK, &before, nullptr);
+    restore_signals(before);
 }
 
 // The valid bytes of a block: never beyond the block, nor beyond the mapping.
@@ -183,7 +180,7 @@ int release_block(CaptureRing& ring, TakenBlock& block)
         unlock(ring, before);
     }
     if (block.holds_signals)
-        sigprocmask(SIG_SETMASK, &block.signals, nullptr);
+        restore_signals(block.signals);
     block.holds_signals = false;
     return ours ? 0 : -1;
 }

@@ -58,6 +58,7 @@ TEST(Capture, Save)
         fails(save(idle + "x", kept, idle + "x"), "Corrupted, bs=100,cnt=2,filesz=265,memsz=264\n", 255),
         fails(save(idle, kept, idle, "if={root}/none"), "", 255, "open: No such file or directory\n"),
         fails(save(ring({{2, 5}}), kept, ring({{}}), "of={root}/none/x"), "fail to create file \"{root}/none/x\"", 255), // dropped
+        fails(save(ring({{2, 5}}), kept, ring({{}}), "of={root}" + ring_place), "fail to create file \"{root}" + ring_place + "\"", 255),
         fails(save(ring({{2, 5}}), kept, ring({{}}), "of=/dev/full"), "", 0, "write: No space left on device\n"),
         fails(save(idle, kept, idle, "of=" + std::string(512, 'x')), "ARG_TOO_LONG\n", 255),
     };
@@ -108,7 +109,8 @@ TEST(Capture, SavesAtTheSameMomentShareTheBlocks)
         EXPECT_EQ(std::string(50, block.empty() ? '?' : block[0]), block);
 }
 
-// A stop signal waits while a slot is taken (the output, a FIFO, holds the save there), but not while another holds the lock.
+// A stop signal waits while a slot is taken (the output, a FIFO, holds the save there), but not for a reader that never
+// comes, nor while another holds the lock.
 TEST(Capture, StopSignalsLeaveNoSlotTaken)
 {
     PrivateRoot root;
@@ -121,6 +123,14 @@ TEST(Capture, StopSignalsLeaveNoSlotTaken)
     kill(program.pid(), SIGTERM);
     EXPECT_EQ(std::string(50, 'A'), read_file(fifo));
     EXPECT_EQ(1, program.wait().status);
+    EXPECT_EQ(ring({{}}), read_file(file));
+
+    root.write(ring_place, ring({{2, 50}}));
+    Program unread({"obspcap", "save", "of=" + fifo}, environment_below(root.path())); // nobody ever comes to read
+    while (read_file(file)[32] != 3)
+        usleep(1000);
+    kill(unread.pid(), SIGTERM);
+    EXPECT_EQ(1, unread.wait().status);
     EXPECT_EQ(ring({{}}), read_file(file));
 
     root.write(ring_place, ring({{2, 50}}, 0, 1));
