@@ -108,6 +108,7 @@ TEST(Signals, WhatWasPrintedIsOut)
     Program program(walking, scene.environment());
     EXPECT_EQ(1, program.wait().status);
     EXPECT_EQ(std::string(opening) + row, program.output());
+    scene.daemon.finish(); // it may still be attached when the run has ended
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 
