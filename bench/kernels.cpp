@@ -2,6 +2,7 @@
 #include "base/address.h"
 #include "base/clock.h"
 #include "base/lookup2.h"
+#include "common/pool.h"
 #include "common/rows.h"
 
 #include <benchmark/benchmark.h>
@@ -68,5 +69,24 @@ BENCHMARK(keep_a_page)
     ->Args({100000, 10000})
     ->Args({100000, 100000})
     ->Unit(benchmark::kMillisecond);
+
+struct Counters {
+    uint32_t flows, up_bytes, down_bytes;
+};
+
+// Folding a million records into state.range(0) addresses.
+void fold_into_a_pool(benchmark::State& state)
+{
+    auto keys = static_cast<uint64_t>(state.range(0));
+    for (auto _ : state) {
+        Pool<Ipv4Key, Counters, 4096, 1024> pool;
+        for (uint64_t i = 0; i < 1000000; i++)
+            if (Counters* counters = pool.at(static_cast<uint32_t>(scrambled(scrambled(i) % keys))))
+                counters->flows++;
+        benchmark::DoNotOptimize(pool.size());
+    }
+    state.SetItemsProcessed(state.iterations() * 1000000);
+}
+BENCHMARK(fold_into_a_pool)->Arg(4000)->Arg(30000)->Arg(290000)->Iterations(3)->Unit(benchmark::kMillisecond);
 
 } // namespace

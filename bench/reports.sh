@@ -19,6 +19,21 @@ compare_top10() {
   cmp "$work/a" "$work/b" || { paste "$work/a" "$work/b"; echo "the two sides disagree on $1" >&2; exit 1; }
 }
 
+# The same ten lines by what a shell has at hand.
+shell_peers() {
+  cat >"$work/mawk.sh" <<SH
+mawk -F, '{b[\$2] += \$7} END {for (k in b) printf "%.0f %s\\n", b[k], k}' $work/$1.csv | sort -rn | head
+SH
+  cat >"$work/sqlite.sh" <<SH
+sqlite3 :memory: <<'SQL'
+CREATE TABLE f(src,dst,sport INT,dport INT,proto INT,packets INT,bytes INT,a INT,b INT);
+.mode csv
+.import $work/$1.csv f
+SELECT dst,sum(bytes) s FROM f GROUP BY dst ORDER BY s DESC LIMIT 10;
+SQL
+SH
+}
+
 for count in $counts; do
   make_flows "$count" "$count"
   start_daemon "$work/$count.rec"
@@ -35,13 +50,10 @@ for count in $counts; do
     "$vigil ipobj listbussflow count=$count limit=$count" "$nf -o line"
   pair --pairs $pairs --goal "3.5, wall 1.35" --label "listflow / cheapest walk" "$top10" \
     "$work/floor $socket 1024 walk"
-  pair --pairs 5 --label "top 10 / mawk and sort" "$top10" \
-    "sh -c \"mawk -F, '{b[\\\$2]+=\\\$7} END{for(k in b) printf \\\"%.0f %s\\n\\\",b[k],k}' $work/$count.csv | sort -rn | head\""
+  shell_peers "$count"
+  pair --pairs 5 --label "top 10 / mawk and sort" "$top10" "sh $work/mawk.sh"
   if command -v sqlite3 >/dev/null; then
-    pair --pairs 3 --label "top 10 / sqlite3" "$top10" "sh -c \"printf '%s\n' \
-      'CREATE TABLE f(src,dst,sport INT,dport INT,proto INT,packets INT,bytes INT,a INT,b INT);' '.mode csv' \
-      '.import $work/$count.csv f' 'SELECT dst,sum(bytes) s FROM f GROUP BY dst ORDER BY s DESC LIMIT 10;' |
-      sqlite3 :memory:\""
+    pair --pairs 3 --label "top 10 / sqlite3" "$top10" "sh $work/sqlite.sh"
   fi
   pair --pairs $pairs --goal 1.05 --label "a listing with TZ unset / set" \
     "env -u TZ $vigil ipobj listbussflow sort=bytes limit=100" \

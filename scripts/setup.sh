@@ -10,7 +10,7 @@ packages="g++ cmake make libgtest-dev nettle-dev libpcap-dev ieee-data"
 for option in "$@"; do
     case $option in
     --dev) packages="$packages clang-format clang-tidy" ;;
-    --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
+    --bench) packages="$packages python3 libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
     *)
         echo "usage: scripts/setup.sh [--dev] [--bench]" >&2
         exit 2
