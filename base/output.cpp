@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace {
@@ -15,15 +16,76 @@ char buffer[buffer_size];
 // buffer[flushed, filled) is printed but not yet written. The signal handler reads both.
 volatile size_t filled = 0, flushed = 0;
 bool lost = false;
+// A stop signal that finds a write under way cannot know how much of it went out: the run then ends where
+// the write returns.
+volatile bool writing = false;
+volatile bool stop_is_due = false;
+volatile int stop_status = 0;
+
+// One write and its account.
+ssize_t write_some(size_t most)
+{
+    ssize_t n = write(STDOUT_FILENO, buffer + flushed, most);
+    if (n > 0)
+        flushed = flushed + static_cast<size_t>(n);
+    return n;
+}
+
+// Gives up after about half a second on a reader that does not read.
+[[noreturn]] void write_out_and_exit()
+{
+    constexpr size_t piece_size = 4096; // a pipe that reports POLLOUT takes this much without blocking
+    for (int patience = 5; patience > 0 && flushed < filled;) {
+        pollfd out{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+        if (poll(&out, 1, 100) <= 0) {
+            patience--;
+            continue;
+        }
+        size_t left = filled - flushed;
+        ssize_t n = write_some(left < piece_size ? left : piece_size);
+        if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN))
+            break;
+        patience -= n < 0;
+    }
+    _exit(stop_status);
+}
+
+void end_at_a_due_stop()
+{
+    if (!stop_is_due)
+        return;
+    writing = true; // one more signal leaves the end to us
+    itimerval none{};
+    setitimer(ITIMER_REAL, &none, nullptr);
+    write_out_and_exit();
+}
+
+void on_tick(int) {}
+
+// Interrupts the write that a stop signal found under way, also when it had not quite begun.
+void keep_interrupting()
+{
+    struct sigaction action {};
+    action.sa_handler = on_tick; // without SA_RESTART
+    sigaction(SIGALRM, &action, nullptr);
+    itimerval ticks{
+        .it_interval = {.tv_sec = 0, .tv_usec = 20000},
+          .it_value = {.tv_sec = 0, .tv_usec = 20000}
+    };
+    setitimer(ITIMER_REAL, &ticks, nullptr);
+}
 
 // Writes everything that is buffered; what cannot be written is dropped and remembered as lost.
 void drain()
 {
     while (flushed < filled) {
-        ssize_t n = write(STDOUT_FILENO, buffer + flushed, filled - flushed);
-        if (n > 0) {
-            flushed = flushed + static_cast<size_t>(n);
-        } else if (n < 0 && errno == EAGAIN) {
+        writing = true;
+        ssize_t n = write_some(filled - flushed);
+        writing = false;
+        end_at_a_due_stop();
+        if (n > 0)
+            continue;
+        if (n < 0 && errno == EAGAIN) {
             pollfd out{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
             poll(&out, 1, -1);
         } else if (n == 0 || errno != EINTR) {
@@ -138,22 +200,11 @@ bool output_lost()
     return lost;
 }
 
-void flush_output_in_signal_handler()
+void end_run_in_signal_handler(int status)
 {
-    constexpr size_t piece_size = 4096; // a pipe that reports POLLOUT takes this much without blocking
-    for (int patience = 5; patience > 0 && flushed < filled;) {
-        pollfd out{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
-        if (poll(&out, 1, 100) <= 0) {
-            patience--;
-            continue;
-        }
-        size_t left = filled - flushed;
-        ssize_t n = write(STDOUT_FILENO, buffer + flushed, left < piece_size ? left : piece_size);
-        if (n > 0)
-            flushed = flushed + static_cast<size_t>(n);
-        else if (n == 0 || (errno != EINTR && errno != EAGAIN))
-            return;
-        else
-            patience--;
-    }
+    stop_status = status;
+    if (!writing)
+        write_out_and_exit();
+    stop_is_due = true;
+    keep_interrupting();
 }

@@ -1,5 +1,6 @@
 #include "base/output.h"
 #include "cli/dispatch.h"
+#include "cli/signals.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@ static void open_standard_descriptors()
 int main(int argc, char** argv)
 {
     open_standard_descriptors();
+    ignore_broken_pipes();
     int status = dispatch(argc, argv);
     return flush_output() ? status : 255; // what the caller did not get is never a success
 }

@@ -2,11 +2,15 @@
 // out.
 #include "tests/support/program.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -107,6 +111,7 @@ TEST(Signals, WhatWasPrintedIsOut)
          {batch_request, {.close_without_reply = true, .before = [](pid_t run) { kill(run, SIGTERM); }}}});
     Program program(walking, scene.environment());
     EXPECT_EQ(1, program.wait().status);
+    scene.daemon.finish(); // it has let go of the segment too
     EXPECT_EQ(std::string(opening) + row, program.output());
     scene.daemon.finish(); // it may still be attached when the run has ended
     EXPECT_EQ(0, segments_of(program.pid()));
@@ -152,6 +157,35 @@ TEST(Signals, AReaderThatDoesNotReadIsNotWaitedFor)
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 
+// The pipe takes a part of the write that the signal interrupts.
+TEST(Signals, AnInterruptedWriteRepeatsNothing)
+{
+    std::string answer;
+    for (int i = 0; answer.size() < 200000; i++)
+        answer += std::to_string(i) + "\n";
+    Scene scene(Daemon::analysis,
+                {{{.code = 2055, .module = "gadget", .data = trailing("")}, {.answer = answer}}});
+    const std::string fifo = scene.root.path() + "/fifo";
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    const int room = fcntl(reader, F_SETPIPE_SZ, 4096);
+    ASSERT_LT(0, room);
+    Program program({"gadget", "list"}, scene.environment(), fifo);
+    for (int filled = 0; filled < room; usleep(500))
+        ASSERT_EQ(0, ioctl(reader, FIONREAD, &filled));
+    kill(program.pid(), SIGTERM);
+    fcntl(reader, F_SETFL, 0);
+    std::string output(answer.size() + 1, '\0');
+    size_t got = 0;
+    for (ssize_t n = 1; n > 0 && got < output.size(); got += static_cast<size_t>(n))
+        n = std::max<ssize_t>(read(reader, &output[got], output.size() - got), 0);
+    close(reader);
+    output.resize(got);
+    EXPECT_EQ(1, program.wait(20).status);
+    EXPECT_LE(static_cast<size_t>(room), output.size());
+    EXPECT_TRUE(answer.starts_with(output)) << output.size();
+}
+
 // A fault sent from outside does not repeat: the session is gone, the run fails over its closed socket or
 // goes by the second one.
 TEST(Signals, AFaultFromOutsideClosesTheSession)
@@ -160,6 +194,7 @@ TEST(Signals, AFaultFromOutsideClosesTheSession)
     Program program(walking, scene.environment());
     const RunResult& run = program.wait(20);
     EXPECT_TRUE(run.status == 255 || run.status == -SIGSEGV) << run.status;
+    scene.daemon.finish();
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 
@@ -180,6 +215,7 @@ TEST(Signals, ABrokenPipeIsAnError)
     Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1}}});
     Program program(walking, scene.environment(), "|");
     EXPECT_EQ(255, program.wait().status);
+    EXPECT_EQ(255, Program({"sysboot"}, scene.environment(), "|").wait().status);
 }
 
 } // namespace
