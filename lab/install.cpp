@@ -115,6 +115,7 @@ fs::path vendor_tool()
 bool run(const fs::path& program, std::vector<std::string> arguments)
 {
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments)
         argv.push_back(argument.data());
     argv.push_back(nullptr);

@@ -52,7 +52,7 @@ int report_ports(Fetch& fetch, const Query& query)
             ranking.offer(counters[port].flows, port);
     ranking.rank();
     print(R"({"total":%d, "data":[)", static_cast<int>(ranking.total()));
-    for (size_t i = 0; i < ranking.held(); i++) {
+    for (size_t i = 0; counters != nullptr && i < ranking.held(); i++) {
         const PortCounter& counter = counters[ranking[i]];
         print(R"(%s{"port":%d, "flow":%u})", i > 0 ? "," : "", counter.port, counter.flows);
     }
