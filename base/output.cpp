@@ -99,7 +99,7 @@ void drain()
 }
 
 // A text longer than the free part of the buffer.
-void print_long(const char* format, va_list arguments, size_t length)
+[[gnu::format(printf, 1, 0)]] void print_long(const char* format, va_list arguments, size_t length)
 {
     drain();
     if (length < buffer_size) {
@@ -117,7 +117,7 @@ void print_long(const char* format, va_list arguments, size_t length)
     free(text);
 }
 
-int print_arguments(const char* format, va_list arguments)
+[[gnu::format(printf, 1, 0)]] int print_arguments(const char* format, va_list arguments)
 {
     va_list again;
     va_copy(again, arguments);
@@ -132,7 +132,7 @@ int print_arguments(const char* format, va_list arguments)
     return length;
 }
 
-int append_to_buffer(Output& out, const char* format, va_list arguments)
+[[gnu::format(printf, 2, 0)]] int append_to_buffer(Output& out, const char* format, va_list arguments)
 {
     if (out.buffer == nullptr || out.used >= out.size)
         return -1;
