@@ -149,7 +149,11 @@ shows dnsflow listflow page=1 limit=5
 shows dnsflow caluflow page=1 limit=5 json=1
 shows dnstuncheck stat
 counts mysqlrd stat
-counts mysqlrd list
+if grep -q '^sessions=0 ' "$root/shown"; then # no database in this world
+    takes mysqlrd list
+else
+    counts mysqlrd list
+fi
 takes mysqlrd config limit=5
 
 # Security
