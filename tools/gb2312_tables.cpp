@@ -38,7 +38,7 @@ std::vector<unsigned> characters_in_code_order()
     for (unsigned index = 0; index <= 8177; index++) {
         auto two = convert(decoder, {static_cast<unsigned char>(0xA1 + index / 94),
                                      static_cast<unsigned char>(0xA1 + index % 94)});
-        characters.push_back(two.size() == 2 ? two[0] | two[1] << 8 : 0);
+        characters.push_back(two.size() == 2 ? static_cast<unsigned>(two[0] | two[1] << 8) : 0);
     }
     return characters;
 }
