@@ -22,7 +22,7 @@ compare_top10() {
 # The same ten lines by what a shell has at hand.
 shell_peers() {
   cat >"$work/mawk.sh" <<SH
-mawk -F, '{b[\$2] += \$7} END {for (k in b) printf "%.0f %s\\n", b[k], k}' $work/$1.csv | sort -rn | head
+mawk -F, '{b[\$2] += \$7} END {for (k in b) printf "%.0f %s\\n", b[k], k}' $work/$1.csv | sort -rn 2>/dev/null | head
 SH
   cat >"$work/sqlite.sh" <<SH
 sqlite3 :memory: <<'SQL'

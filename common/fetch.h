@@ -53,6 +53,27 @@ template <class Record, class Function> int fetch_each(Fetch& fetch, Function&& 
     });
 }
 
+// The same for a walk that waits for memory: `expect(record)` is called some records ahead of `each(record)`.
+template <class Record, class Expect, class Function>
+int fetch_each(Fetch& fetch, Expect&& expect, Function&& each)
+{
+    constexpr size_t ahead = 8;
+    return fetch_batches(fetch, [&](const Answer& answer) {
+        std::span<const Record> records;
+        if (!records_in(answer, records)) {
+            refuse_reply();
+            return Walk::failed;
+        }
+        for (size_t i = 0; i < records.size(); i++) {
+            if (i + ahead < records.size())
+                expect(records[i + ahead]);
+            if (!each(records[i]))
+                return Walk::failed;
+        }
+        return Walk::on;
+    });
+}
+
 // One exchange of the same kind; `answer` is set on success.
 int fetch_once(Fetch& fetch, Answer& answer);
 

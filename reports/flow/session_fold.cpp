@@ -204,8 +204,12 @@ void print_addresses(const AddressPool& pool, const Query& query)
 int report_addresses(Fetch& fetch, const Query& query)
 {
     AddressPool pool;
-    auto add = query.by_source != 0 ? add_source : add_destination;
-    if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
+    bool by_source = query.by_source != 0;
+    auto add = by_source ? add_source : add_destination;
+    auto expect = [&](const SessionRecord& r) {
+        pool.expect((by_source ? r.source : r.destination).ipv4_host());
+    };
+    if (fetch_each<SessionRecord>(fetch, expect, [&](const SessionRecord& r) {
             if (!r.is_ipv6())
                 add(pool, r);
             return true;
