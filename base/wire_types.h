@@ -83,7 +83,8 @@ template <size_t N> std::string_view text_within(const FixedText<N>& area, size_
 {
     if (offset >= N)
         return ""; // not null: the result goes to memcpy
-    std::string_view rest = area.whole().substr(offset);
+    std::string_view rest = area.whole();
+    rest.remove_prefix(offset); // substr() could throw, and would link what throwing needs
     return rest.substr(0, strnlen(rest.data(), rest.size()));
 }
 

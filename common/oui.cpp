@@ -87,7 +87,8 @@ void read_record(std::string_view line)
     read_prefix(line.substr(0, space), prefix);
     if (oui_find(prefix) != nullptr)
         return;
-    std::string_view vendor = line.substr(space + 1);
+    std::string_view vendor = line;
+    vendor.remove_prefix(space + 1);
     OuiEntry* entry = &pool.entries[pool.used++]; // zero-filled
     memcpy(entry->prefix, prefix, sizeof prefix);
     memcpy(entry->vendor, vendor.data(),
