@@ -30,6 +30,22 @@ struct EventFilter {
     }
 };
 
+// The texts that definitions and occurrences share, each record with widths of its own.
+template <class Event, class Record> void put_event_texts(const Event& event, Record& r)
+{
+    put_text(r.evtype, event.type);
+    put_text(r.evopcode, event.operation);
+    put_text(r.evattr, event.attribute);
+    put_text(r.evlimit1, event.limit1);
+    put_text(r.evlimit2, event.limit2);
+    put_text(r.fval, event.first_value);
+    put_text(r.lval, event.last_value);
+    put_text(r.robj, event.object);
+    put_text(r.robj_ch, event.object_local);
+    put_text(r.insname, event.instance);
+    put_text(r.insname_ch, event.instance_local);
+}
+
 bool fill_definition(const EventDefinition& event, EventRecord& r)
 {
     r.effective = event.effective ? 1 : 0;
@@ -43,17 +59,7 @@ bool fill_definition(const EventDefinition& event, EventRecord& r)
     r.evsn = event.serial;
     r.excnt = event.excess_count;
     r.obj_threshold = event.object_threshold;
-    put_text(r.evtype, event.type);
-    put_text(r.evopcode, event.operation);
-    put_text(r.evattr, event.attribute);
-    put_text(r.evlimit1, event.limit1);
-    put_text(r.evlimit2, event.limit2);
-    put_text(r.fval, event.first_value);
-    put_text(r.lval, event.last_value);
-    put_text(r.robj, event.object);
-    put_text(r.robj_ch, event.object_local);
-    put_text(r.insname, event.instance);
-    put_text(r.insname_ch, event.instance_local);
+    put_event_texts(event, r);
     return true;
 }
 
@@ -84,18 +90,8 @@ bool fill_occurrence(const EventOccurrence& event, EventLogRecord& r)
     r.evdeath = event.death;
     r.reportm = event.report_mask;
     r.obj_threshold = event.object_threshold;
-    put_text(r.evtype, event.type);
-    put_text(r.evattr, event.attribute);
     put_text(r.failure, event.failure);
-    put_text(r.evopcode, event.operation);
-    put_text(r.evlimit1, event.limit1);
-    put_text(r.evlimit2, event.limit2);
-    put_text(r.fval, event.first_value);
-    put_text(r.lval, event.last_value);
-    put_text(r.robj, event.object);
-    put_text(r.robj_ch, event.object_local);
-    put_text(r.insname, event.instance);
-    put_text(r.insname_ch, event.instance_local);
+    put_event_texts(event, r);
     return true;
 }
 
