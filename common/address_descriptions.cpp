@@ -83,12 +83,23 @@ bool read_address(AddressDescription& entry, char* value)
     return parse_mac(value, entry.address);
 }
 
+bool read_text(AddressDescription& entry, char* value)
+{
+    keep_text(entry.text, value);
+    return true;
+}
+
+bool read_group(AddressDescription& entry, char* value)
+{
+    entry.group = static_cast<uint16_t>(number_of(value));
+    return true;
+}
+
 constexpr LineKey<AddressDescription> keys[] = {
-    {"m",   read_address,                 "INV_IPMAC"                                                },
-    {"ip",  read_address,                 "INV_IPMAC"                                                },
-    {"d",   [](AddressDescription& entry, char* value) { return keep_text(entry.text, value), true; }},
-    {"pid", [](AddressDescription& entry,
-     char* value) { return entry.group = static_cast<uint16_t>(number_of(value)), true; }            },
+    {"m",          read_address, "INV_IPMAC"},
+    {"ip",            read_address,                     "INV_IPMAC"},
+    {"d", read_text},
+    {"pid",   read_group                      },
 };
 
 } // namespace

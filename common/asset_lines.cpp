@@ -36,12 +36,36 @@ bool read_value(AssetLine& line, char* value)
     return true;
 }
 
+bool read_id(AssetLine& line, char* value)
+{
+    line.asset.id = number_of(value);
+    return true;
+}
+
+bool read_logical_id(AssetLine& line, char* value)
+{
+    line.asset.logical_id = number_of(value);
+    return true;
+}
+
+bool read_group(AssetLine& line, char* value)
+{
+    line.group = number_of(value);
+    return true;
+}
+
+bool read_name(AssetLine& line, char* value)
+{
+    keep_text(line.asset.name, value);
+    return true;
+}
+
 constexpr LineKey<AssetLine> asset_keys[] = {
-    {"id",                [](AssetLine& line,                                               char* value) { return line.asset.id = number_of(value), true; }        },
-    {"logicid",           [](AssetLine& line,                                               char* value) { return line.asset.logical_id = number_of(value), true; }},
-    {"pid",               [](AssetLine& line,                                               char* value) { return line.group = number_of(value), true; }           },
-    {"value",             read_value                                                      },
-    {"name", [](AssetLine& line, char* value) { return keep_text(line.asset.name, value), true; }                                                                       },
+    {"id",      read_id        },
+    {"logicid", read_logical_id},
+    {"pid",     read_group     },
+    {"value",   read_value     },
+    {"name",    read_name      },
 };
 
 void reject_if(RequestRecord& carrier, const char* refusal)
