@@ -2,54 +2,48 @@
 
 #include "base/output.h"
 
-#include <cstdlib>
-#include <cstring>
-
 namespace {
 
-// The request of every batch. Its text is kept aside, as the answers are written over it.
-struct Prepared {
-    RequestRecord record;
-    char* text = nullptr; // null when there is none
-    size_t text_size = 0; // the NUL included
-};
-
-int prepare(Fetch& fetch, Prepared& prepared)
+// Code, module and text of a request. What else is in the record stays: a reply goes back as the next
+// request, with the cursor and whatever the daemon keeps in it. False with "ARG_TOO_LONG" printed.
+bool write_request(const Fetch& fetch, RequestRecord& record)
 {
-    if (!start_request(prepared.record, fetch.code, fetch.module))
-        return -1;
-    if (!fetch.with_text)
-        ArgumentText::none(prepared.record);
-    else if (!fetch.text.finish(prepared.record, fetch.nul))
-        return -1;
-    prepared.record.wants_dictionary = fetch.dictionary_first ? 1 : 0;
-    return 0;
-}
-
-int keep_text(const Fetch& fetch, Prepared& prepared)
-{
-    if (!fetch.with_text)
-        return 0;
-    prepared.text_size =
-        static_cast<size_t>(prepared.record.data_length) + (fetch.nul == ArgumentText::count_nul ? 0 : 1);
-    prepared.text = static_cast<char*>(malloc(prepared.text_size));
-    if (prepared.text == nullptr) {
-        print_line("NO_MEM");
-        return -1;
+    record.code = fetch.code;
+    record.wants_dictionary = 0;
+    record.count = 0;
+    if (!set_module(record, fetch.module))
+        return false;
+    if (fetch.write == nullptr) {
+        ArgumentText::none(record);
+        return true;
     }
-    memcpy(prepared.text, rpc_segment(), prepared.text_size);
-    return 0;
+    ArgumentText text;
+    fetch.write(text, fetch.argc, fetch.argv);
+    text.append(fetch.extra);
+    return text.finish(record, fetch.nul);
 }
 
 } // namespace
 
-int fetch_batches(Fetch& fetch, BatchWalk walk, void* context)
+void write_trailing(ArgumentText& text, int argc, char** argv)
 {
-    Prepared prepared;
-    if (prepare(fetch, prepared) != 0 || keep_text(fetch, prepared) != 0)
-        return -1;
-    const int32_t data_length = prepared.record.data_length;
-    for (RequestRecord& record = prepared.record;;) {
+    text.append_all_trailing(argc, argv);
+}
+
+void write_leading(ArgumentText& text, int argc, char** argv)
+{
+    text.append_all_leading(argc, argv);
+}
+
+int fetch_batches(const Fetch& fetch, BatchWalk walk, void* context)
+{
+    RequestRecord record{};
+    bool wants_dictionary = fetch.dictionary_first;
+    for (;;) {
+        if (!write_request(fetch, record))
+            return -1;
+        record.wants_dictionary = wants_dictionary ? 1 : 0;
+        wants_dictionary = false;
         if (rpc_exchange(record) != 0)
             return print_error(record);
         const int32_t count = record.count;
@@ -58,30 +52,22 @@ int fetch_batches(Fetch& fetch, BatchWalk walk, void* context)
             return walked == Walk::end ? 0 : -1;
         if (record.last_batch != 0 || (fetch.stop_when_empty && count <= 0))
             return 0;
-        // The reply goes back as the next request: the cursor, and whatever else the daemon keeps in it.
-        record.code = fetch.code;
-        record.data_length = data_length;
-        record.data_address = reinterpret_cast<uintptr_t>(rpc_segment());
-        record.wants_dictionary = 0;
-        record.text.assign(fetch.module != nullptr ? fetch.module : "");
-        record.count = 0;
-        if (prepared.text != nullptr)
-            memcpy(rpc_segment(), prepared.text, prepared.text_size);
     }
 }
 
-int fetch_once(Fetch& fetch, Answer& answer)
+int fetch_once(const Fetch& fetch, Answer& answer)
 {
-    Prepared prepared;
-    if (prepare(fetch, prepared) != 0)
+    RequestRecord record{};
+    if (!write_request(fetch, record))
         return -1;
-    if (rpc_exchange(prepared.record) != 0)
-        return print_error(prepared.record);
-    answer = answer_of(prepared.record);
+    record.wants_dictionary = fetch.dictionary_first ? 1 : 0;
+    if (rpc_exchange(record) != 0)
+        return print_error(record);
+    answer = answer_of(record);
     return 0;
 }
 
-int fetch_text(Fetch& fetch)
+int fetch_text(const Fetch& fetch)
 {
     Answer answer;
     if (fetch_once(fetch, answer) != 0)

@@ -4,31 +4,40 @@
 #include "link/argument_text.h"
 #include "link/rpc_session.h"
 
+// Puts arguments into a request's text. It runs for every batch, as the answers are written over the text.
+using TextWriter = void(ArgumentText& text, int argc, char** argv);
+TextWriter write_trailing; // "%s " each
+TextWriter write_leading;  // " %s" each
+
 // One request as it goes out for every batch.
 struct Fetch {
     uint32_t code = verb::list;
     const char* module = nullptr; // null for a raw code
-    ArgumentText text{};          // appended to by the handler before fetching
+    int argc = 0;                 // the arguments that go to the daemon
+    char** argv = nullptr;
+    TextWriter* write = write_trailing; // null: no argument text, length 0
+    const char* extra = "";             // behind the arguments, as it is
     ArgumentText::Nul nul = ArgumentText::count_nul;
-    bool with_text = true;         // false: no argument text, length 0
     bool dictionary_first = false; // ask for the dictionary with the first request of the run
     bool stop_when_empty = false;  // a batch without records ends the fetch too
+
+    // For a handler that keeps some arguments to itself: gathers the others at the front of its own `argv`.
+    void forward(char* argument) { argv[argc++] = argument; }
 };
 
 // What a walk over the batches says to the fetch.
 enum class Walk {
     on,
-    end,
-    failed
-}; // failed: the token is printed; the fetch returns -1
-   // end: no further batch is asked for; the fetch returns 0
+    end,    // no further batch is asked for; the fetch returns 0
+    failed, // the token is printed; the fetch returns -1
+};
 
 // Calls `walk(answer)` for each batch. 0 when the last batch was walked; -1 with the error text,
-// "ARG_TOO_LONG", "NO_MEM" or "INV_REPLY" printed. What was printed before stays printed.
+// "ARG_TOO_LONG" or "INV_REPLY" printed. What was printed before stays printed.
 using BatchWalk = Walk (*)(void* context, const Answer& answer);
-int fetch_batches(Fetch& fetch, BatchWalk walk, void* context);
+int fetch_batches(const Fetch& fetch, BatchWalk walk, void* context);
 
-template <class Function> int fetch_batches(Fetch& fetch, Function&& walk)
+template <class Function> int fetch_batches(const Fetch& fetch, Function&& walk)
 {
     using Target = std::remove_reference_t<Function>;
     return fetch_batches(
@@ -38,7 +47,7 @@ template <class Function> int fetch_batches(Fetch& fetch, Function&& walk)
 
 // Calls `each(record)` for every fixed-size record of every batch; it returns bool: false ends the command
 // with -1 (the function has printed what there is to say).
-template <class Record, class Function> int fetch_each(Fetch& fetch, Function&& each)
+template <class Record, class Function> int fetch_each(const Fetch& fetch, Function&& each)
 {
     return fetch_batches(fetch, [&](const Answer& answer) {
         std::span<const Record> records;
@@ -55,7 +64,7 @@ template <class Record, class Function> int fetch_each(Fetch& fetch, Function&& 
 
 // The same for a walk that waits for memory: `expect(record)` is called some records ahead of `each(record)`.
 template <class Record, class Expect, class Function>
-int fetch_each(Fetch& fetch, Expect&& expect, Function&& each)
+int fetch_each(const Fetch& fetch, Expect&& expect, Function&& each)
 {
     constexpr size_t ahead = 8;
     return fetch_batches(fetch, [&](const Answer& answer) {
@@ -75,7 +84,7 @@ int fetch_each(Fetch& fetch, Expect&& expect, Function&& each)
 }
 
 // One exchange of the same kind; `answer` is set on success.
-int fetch_once(Fetch& fetch, Answer& answer);
+int fetch_once(const Fetch& fetch, Answer& answer);
 
 // One exchange whose answer is text, which is printed when its length is above 0.
-int fetch_text(Fetch& fetch);
+int fetch_text(const Fetch& fetch);

@@ -224,7 +224,12 @@ bool start_request(RequestRecord& record, uint32_t code, const char* module)
 {
     record = {};
     record.code = code;
-    if (module == nullptr || record.text.assign(module, decltype(record.text)::width - 1))
+    return set_module(record, module);
+}
+
+bool set_module(RequestRecord& record, const char* module)
+{
+    if (record.text.assign(module != nullptr ? module : "", decltype(record.text)::width - 1))
         return true;
     print_line("ARG_TOO_LONG");
     return false;

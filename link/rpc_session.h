@@ -37,5 +37,8 @@ int rpc_generic(const char* module, uint32_t code, int argc, char** argv);
 // printed, when the name does not fit its field with a NUL.
 bool start_request(RequestRecord& record, uint32_t code, const char* module);
 
+// Only the module name (nullptr empties the field), as start_request() does it.
+bool set_module(RequestRecord& record, const char* module);
+
 // Prints the reply's error text as a line. Always -1, for `return`.
 int print_error(const RequestRecord& reply);

@@ -75,11 +75,10 @@ int assetsobj_list(int argc, char** argv)
 {
     Paging paging{.page = 1, .limit = INT_MAX};
     const SortWord<AssetRecord>* sort = &sort_words[0];
-    Fetch fetch{.code = verb::list, .module = "assetsobj"};
+    Fetch fetch{.module = "assetsobj", .argc = argc, .argv = argv};
     for (const char* argument : arguments(argc, argv)) {
         take_paging(argument, paging);
         take_word(argument, "sort=", sort_words, sort);
-        fetch.text.append_trailing(argument);
     }
     if (paging.page == 0 || paging.limit == 0)
         return refuse("INV_PAGE_LIMIT");

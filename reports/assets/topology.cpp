@@ -53,8 +53,11 @@ uint64_t by_parent(const TopologyGroupRecord& group)
 
 int obstopogrp_list(int argc, char** argv)
 {
-    Fetch fetch{.code = verb::list, .module = "obstopogrp", .nul = ArgumentText::leave_nul};
-    fetch.text.append_all_leading(argc, argv);
+    Fetch fetch{.module = "obstopogrp",
+                .argc = argc,
+                .argv = argv,
+                .write = write_leading,
+                .nul = ArgumentText::leave_nul};
     Rows<TopologyGroupRecord> groups({by_parent});
     auto keep = [&](const TopologyGroupRecord& group) {
         bool kept = groups.keep(group);

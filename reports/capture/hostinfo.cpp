@@ -97,7 +97,7 @@ int hostinfo_list(int argc, char** argv)
         return 1; // not -1: scripts tell this end from the others
     }
     rows.want_until(count < 0 ? INT64_MAX : count);
-    Fetch fetch{.code = verb::list, .module = "obshost", .with_text = false};
+    Fetch fetch{.code = verb::list, .module = "obshost", .write = nullptr};
     auto keep_batch = [&](const Answer& answer) {
         std::span<const HostRecord> hosts;
         if (!records_in(answer, hosts)) {

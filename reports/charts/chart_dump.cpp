@@ -32,6 +32,12 @@ void append_rewritten(ArgumentText& text, const char* argument)
     text.append_trailing(argument);
 }
 
+void write_rewritten(ArgumentText& text, int argc, char** argv)
+{
+    for (const char* argument : arguments(argc, argv))
+        append_rewritten(text, argument);
+}
+
 // The series of a checked reply. The numbers are our copies: the segment may change below us.
 struct Chart {
     const ChartTables* tables;
@@ -97,13 +103,13 @@ int chart_dump(int argc, char** argv)
 {
     if (argc < 1)
         return refuse("[bridge=n] [hours=nnn] [tmend=nnnnn] [tag=tag1] [tag=tag2] ...");
-    Fetch fetch{.code = chart_code::dump};
+    Fetch fetch{.code = chart_code::dump, .argv = argv, .write = write_rewritten};
     bool json = false;
-    for (const char* argument : arguments(argc, argv)) {
+    for (char* argument : arguments(argc, argv)) {
         if (strcmp(argument, "json=1") == 0)
             json = true;
         else
-            append_rewritten(fetch.text, argument);
+            fetch.forward(argument);
     }
     Answer answer;
     if (fetch_once(fetch, answer) != 0)

@@ -179,10 +179,10 @@ void print_applications(const ApplicationPool& pool, FoldOrder order)
 int dnsflow_caluflow(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.module = "flow"};
-    for (const char* argument : arguments(argc, argv))
+    Fetch fetch{.module = "flow", .argv = argv};
+    for (char* argument : arguments(argc, argv))
         if (!take(argument, query))
-            fetch.text.append_trailing(argument);
+            fetch.forward(argument);
     Pools pools;
     if (fetch_each<FlowRecord>(fetch, [&](const FlowRecord& r) {
             if (!r.is_ipv6() && on_side(r, query.ischina))

@@ -26,7 +26,7 @@ bool take(const char* argument, Query& query)
 }
 
 // Calls add(record) for the IPv4 flows that are not left out.
-template <class Function> int fetch_outbound(Fetch& fetch, const Query& query, Function&& add)
+template <class Function> int fetch_outbound(const Fetch& fetch, const Query& query, Function&& add)
 {
     return fetch_each<FlowRecord>(fetch, [&](const FlowRecord& r) {
         if (!r.is_ipv6() && !left_out(r, query.ischina))
@@ -72,7 +72,7 @@ void print_applications(ApplicationBlock& block)
 
 // The records go to the host names or locations first when those are asked for too, while the output is that
 // of the applications, which then is empty; kept so.
-int report_applications(Fetch& fetch, const Query& query)
+int report_applications(const Fetch& fetch, const Query& query)
 {
     auto* block = static_cast<ApplicationBlock*>(calloc(1, sizeof(ApplicationBlock)));
     if (block == nullptr) {
@@ -92,7 +92,7 @@ int report_applications(Fetch& fetch, const Query& query)
 
 // ---- Host names
 
-int report_names(Fetch& fetch, const Query& query)
+int report_names(const Fetch& fetch, const Query& query)
 {
     NamePool pool;
     if (fetch_outbound(fetch, query, [&](const FlowRecord& r) { add_name(pool, r.host()); }) != 0)
@@ -132,7 +132,7 @@ void print_locations(const LocationPool& pool, const Query& query)
     print(R"(], "total":%d})", static_cast<int>(pool.size()));
 }
 
-int report_locations(Fetch& fetch, const Query& query)
+int report_locations(const Fetch& fetch, const Query& query)
 {
     LocationPool pool;
     if (fetch_outbound(fetch, query, [&](const FlowRecord& r) {
@@ -191,7 +191,7 @@ void print_address_json(const AddressPool::Entry& entry, const char* separator, 
           description_of(entry.key.ip).text);
 }
 
-int report_addresses(Fetch& fetch, const Query& query)
+int report_addresses(const Fetch& fetch, const Query& query)
 {
     AddressPool pool;
     const bool by_source = query.by_source != 0;
@@ -216,10 +216,10 @@ int report_addresses(Fetch& fetch, const Query& query)
 int outconnect_caluflow(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.module = "flow"};
-    for (const char* argument : arguments(argc, argv))
+    Fetch fetch{.module = "flow", .argv = argv};
+    for (char* argument : arguments(argc, argv))
         if (!take(argument, query))
-            fetch.text.append_trailing(argument);
+            fetch.forward(argument);
     // Only what is printed is filled.
     if (query.appsum != 0)
         return report_applications(fetch, query);

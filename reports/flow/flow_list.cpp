@@ -54,11 +54,11 @@ int list_flows(const char* module, int ischina, int argc, char** argv)
 {
     Paging paging{.page = 1, .limit = 10};
     FoldOrder order = FoldOrder::arrival; // sort= is taken, and has no effect
-    Fetch fetch{.module = module};
-    for (const char* argument : arguments(argc, argv))
+    Fetch fetch{.module = module, .argv = argv};
+    for (char* argument : arguments(argc, argv))
         if (!take_fold_order(argument, order, false) && !take_paging(argument, paging) &&
             !take_number(argument, "ischina=", ischina))
-            fetch.text.append_trailing(argument);
+            fetch.forward(argument);
     desc_init(); // without descriptions the report goes on
     int64_t counted = 0;
     print_text(R"({"data":[)");

@@ -5,7 +5,7 @@
 
 // Calls each(record, addresses) for every record of every batch; `addresses` is null unless it is an IPv6
 // record. 0, or -1 with everything said.
-template <class Function> int fetch_resets(Fetch& fetch, Function&& each)
+template <class Function> int fetch_resets(const Fetch& fetch, Function&& each)
 {
     return fetch_batches(fetch, [&](const Answer& answer) {
         size_t offset = 0;
@@ -34,7 +34,9 @@ template <class Function> int fetch_resets(Fetch& fetch, Function&& each)
 // Every argument goes to the daemon, consumed or not.
 inline Fetch reset_request(int argc, char** argv)
 {
-    Fetch fetch{.module = "tcpreset", .nul = ArgumentText::leave_nul};
-    fetch.text.append_all_leading(argc, argv);
-    return fetch;
+    return {.module = "tcpreset",
+            .argc = argc,
+            .argv = argv,
+            .write = write_leading,
+            .nul = ArgumentText::leave_nul};
 }

@@ -32,7 +32,7 @@ struct PortCounter {
 };
 constexpr uint32_t ports = 65536;
 
-int report_ports(Fetch& fetch, const Query& query)
+int report_ports(const Fetch& fetch, const Query& query)
 {
     auto* counters = static_cast<PortCounter*>(calloc(ports, sizeof(PortCounter)));
     if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
@@ -62,7 +62,7 @@ int report_ports(Fetch& fetch, const Query& query)
 
 // ---- Host names
 
-int report_names(Fetch& fetch, const Query& query)
+int report_names(const Fetch& fetch, const Query& query)
 {
     NamePool pool;
     if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
@@ -100,7 +100,7 @@ void print_locations_json(const LocationPool& pool)
     print_char(']');
 }
 
-int report_locations(Fetch& fetch, const Query& query)
+int report_locations(const Fetch& fetch, const Query& query)
 {
     LocationPool pool;
     if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
@@ -201,7 +201,7 @@ void print_addresses(const AddressPool& pool, const Query& query)
     print_text("]}");
 }
 
-int report_addresses(Fetch& fetch, const Query& query)
+int report_addresses(const Fetch& fetch, const Query& query)
 {
     AddressPool pool;
     bool by_source = query.by_source != 0;
@@ -224,10 +224,14 @@ int report_addresses(Fetch& fetch, const Query& query)
 int ipobj_listflow(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.module = "flow", .dictionary_first = true, .stop_when_empty = true};
-    for (const char* argument : arguments(argc, argv))
+    Fetch fetch{.module = "flow",
+                .argv = argv,
+                .write = write_leading,
+                .dictionary_first = true,
+                .stop_when_empty = true};
+    for (char* argument : arguments(argc, argv))
         if (!take(argument, query))
-            fetch.text.append_leading(argument);
+            fetch.forward(argument);
     // Only what is printed is filled.
     if (query.portsum != 0)
         return report_ports(fetch, query);

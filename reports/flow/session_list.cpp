@@ -161,7 +161,7 @@ bool take(const char* argument, Query& query)
 }
 
 // Calls walk(records) for each batch.
-template <class Function> int fetch_sessions(Fetch& fetch, Function&& walk)
+template <class Function> int fetch_sessions(const Fetch& fetch, Function&& walk)
 {
     return fetch_batches(fetch, [&](const Answer& answer) {
         std::span<const SessionRecord> records;
@@ -172,7 +172,7 @@ template <class Function> int fetch_sessions(Fetch& fetch, Function&& walk)
     });
 }
 
-int list_as_they_come(Fetch& fetch, const Query& query)
+int list_as_they_come(const Fetch& fetch, const Query& query)
 {
     int64_t matched = 0;
     int result = fetch_sessions(fetch, [&](std::span<const SessionRecord> records) {
@@ -194,7 +194,7 @@ int list_as_they_come(Fetch& fetch, const Query& query)
     return result;
 }
 
-int list_sorted(Fetch& fetch, const Query& query)
+int list_sorted(const Fetch& fetch, const Query& query)
 {
     Rows<SessionRecord> rows(query.sort->order);
     rows.want_until(query.paging.end());
@@ -217,13 +217,17 @@ int list_sorted(Fetch& fetch, const Query& query)
 int ipobj_listbussflow(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.module = "obsbussflow", .dictionary_first = true, .stop_when_empty = true};
-    for (const char* argument : arguments(argc, argv)) {
+    Fetch fetch{.module = "obsbussflow",
+                .argv = argv,
+                .write = write_leading,
+                .dictionary_first = true,
+                .stop_when_empty = true};
+    for (char* argument : arguments(argc, argv)) {
         if (const char* word = value_of(argument, "sort=")) {
             if (!read_sort(word, query))
                 return -1;
         } else if (!take(argument, query)) {
-            fetch.text.append_leading(argument);
+            fetch.forward(argument);
         }
     }
     query.line.now = static_cast<uint32_t>(time(nullptr));

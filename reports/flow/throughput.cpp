@@ -41,7 +41,7 @@ bool read_order(const char* word, Query& query)
 }
 
 // An option and the value behind it; false when the command ends here, with everything said.
-bool read_option(const char* option, const char* value, Query& query, ArgumentText& text)
+bool read_option(const char* option, const char* value, Query& query)
 {
     if (value == nullptr) {
         print_line(usage);
@@ -49,12 +49,8 @@ bool read_option(const char* option, const char* value, Query& query, ArgumentTe
     }
     if (strcmp(option, "-s") == 0)
         return read_order(value, query);
-    if (strcmp(option, "-n") == 0) {
+    if (strcmp(option, "-n") == 0)
         query.limit = atoi(value);
-        return true;
-    }
-    text.append(strcmp(option, "-ip") == 0 ? " ip=" : " app=");
-    text.append(value);
     return true;
 }
 
@@ -66,18 +62,34 @@ bool is_option(const char* argument)
     return false;
 }
 
-bool read_arguments(std::span<char*> words, Query& query, ArgumentText& text)
+bool read_arguments(std::span<char*> words, Query& query)
 {
     for (size_t i = 0; i < words.size(); i++) {
         if (is_option(words[i])) {
-            if (!read_option(words[i], i + 1 < words.size() ? words[i + 1] : nullptr, query, text))
+            if (!read_option(words[i], i + 1 < words.size() ? words[i + 1] : nullptr, query))
                 return false;
             i++;
-        } else if (!take_number(words[i], "rawdata=", query.raw)) {
-            text.append_leading(words[i]);
+        } else {
+            take_number(words[i], "rawdata=", query.raw);
         }
     }
     return true;
+}
+
+// What read_arguments() does not keep to itself; every option has its value.
+void write_rest(ArgumentText& text, int argc, char** argv)
+{
+    for (int i = 0; i < argc; i++) {
+        if (is_option(argv[i])) {
+            const char* option = argv[i++];
+            if (strcmp(option, "-ip") == 0 || strcmp(option, "-app") == 0) {
+                text.append(strcmp(option, "-ip") == 0 ? " ip=" : " app=");
+                text.append(argv[i]);
+            }
+        } else if (value_of(argv[i], "rawdata=") == nullptr) {
+            text.append_leading(argv[i]);
+        }
+    }
 }
 
 // Bits per second of a rate in bytes per second, followed by a blank.
@@ -121,9 +133,14 @@ void print_batch(std::span<const ThroughputRecord> records, const Query& query)
 int ipobj_listipa(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.code = code_throughput, .nul = ArgumentText::leave_nul, .dictionary_first = true};
-    if (!read_arguments(arguments(argc, argv), query, fetch.text))
+    if (!read_arguments(arguments(argc, argv), query))
         return -1;
+    Fetch fetch{.code = code_throughput,
+                .argc = argc,
+                .argv = argv,
+                .write = write_rest,
+                .nul = ArgumentText::leave_nul,
+                .dictionary_first = true};
     return fetch_batches(fetch, [&](const Answer& answer) {
         std::span<const ThroughputRecord> records;
         if (!records_in(answer, records)) {

@@ -48,14 +48,14 @@ void print_row(const EventRecord& e)
 int nevt_list(int argc, char** argv)
 {
     bool json = false, header = false;
-    Fetch fetch{.module = "nevt", .text = {}, .nul = ArgumentText::leave_nul};
-    for (std::string_view argument : arguments(argc, argv)) {
-        if (argument == "json=1")
+    Fetch fetch{.module = "nevt", .argv = argv, .write = write_leading, .nul = ArgumentText::leave_nul};
+    for (char* argument : arguments(argc, argv)) {
+        if (strcmp(argument, "json=1") == 0)
             json = true;
-        else if (argument == "showhdr=1")
+        else if (strcmp(argument, "showhdr=1") == 0)
             header = true;
         else
-            fetch.text.append_leading(argument);
+            fetch.forward(argument);
     }
     if (json)
         print("[");

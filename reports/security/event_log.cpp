@@ -83,7 +83,7 @@ void print_row(const EventLogRecord& e)
           e.effective(), e.reportm, e.dontnotify(), e.alarm_level());
 }
 
-int print_summary(Fetch& fetch, const Query& query)
+int print_summary(const Fetch& fetch, const Query& query)
 {
     if (event_summary_start() != 0)
         return -1;
@@ -97,7 +97,7 @@ int print_summary(Fetch& fetch, const Query& query)
     return status;
 }
 
-int print_events(Fetch& fetch, const Query& query)
+int print_events(const Fetch& fetch, const Query& query)
 {
     Paging paging = query.paging.page > 0 ? query.paging : Paging{.page = 1, .limit = INT32_MAX};
     Rows<EventLogRecord> rows({.key = [](const EventLogRecord& e) -> uint64_t { return e.evdeath; }});
@@ -127,10 +127,10 @@ int print_events(Fetch& fetch, const Query& query)
 int nevtlog_list(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.module = "nevt_log", .text = {}, .nul = ArgumentText::leave_nul};
-    for (const char* argument : arguments(argc, argv))
+    Fetch fetch{.module = "nevt_log", .argv = argv, .write = write_leading, .nul = ArgumentText::leave_nul};
+    for (char* argument : arguments(argc, argv))
         if (!read_argument(argument, query))
-            fetch.text.append_leading(argument);
+            fetch.forward(argument);
     if (query.json)
         print(R"({"data":[)"); // in front of a summary too, kept so
     else if (query.header)

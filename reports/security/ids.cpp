@@ -32,7 +32,7 @@ void print_session(const IdsSessionRecord& s, const char* lead)
 int idssum_list(int argc, char** argv)
 {
     Paging paging{.page = 1, .limit = 100};
-    Fetch fetch{.module = "idssum", .text = {}, .with_text = false};
+    Fetch fetch{.module = "idssum", .write = nullptr};
     for (const char* argument : arguments(argc, argv))
         take_paging(argument, paging);
     Rows<SignatureRecord> rows({.key = [](const SignatureRecord& s) { return s.total; }});
@@ -53,11 +53,13 @@ int kesidslog_list(int argc, char** argv)
 {
     Paging paging{.page = 1, .limit = 100};
     const char* keyword = "";
-    Fetch fetch{.module = "kesidslog", .text = {}, .nul = ArgumentText::leave_nul};
-    for (const char* argument : arguments(argc, argv)) {
+    Fetch fetch{.module = "kesidslog",
+                .argc = argc,
+                .argv = argv,
+                .write = write_leading,
+                .nul = ArgumentText::leave_nul};
+    for (const char* argument : arguments(argc, argv))
         take_paging(argument, paging) || take_text(argument, "keyword=", keyword);
-        fetch.text.append_leading(argument);
-    }
     Rows<AlertRecord> rows({.key = [](const AlertRecord& a) -> uint64_t { return a.time; }});
     rows.want_until(paging.end());
     int status = fetch_each<AlertRecord>(fetch, [&](const AlertRecord& alert) {
@@ -80,12 +82,14 @@ int kesidslog_list(int argc, char** argv)
 int kesidslog_listflow(int argc, char** argv)
 {
     Paging paging{.page = 1, .limit = 100};
-    Fetch fetch{.module = "idssum", .text = {}, .nul = ArgumentText::leave_nul};
-    for (const char* argument : arguments(argc, argv)) {
+    Fetch fetch{.module = "idssum",
+                .argc = argc,
+                .argv = argv,
+                .write = write_leading,
+                .extra = " show_session=1",
+                .nul = ArgumentText::leave_nul};
+    for (const char* argument : arguments(argc, argv))
         take_paging(argument, paging);
-        fetch.text.append_leading(argument);
-    }
-    fetch.text.append(" show_session=1");
     print(R"({"data":[)");
     int64_t index = 0;
     int status = fetch_each<IdsSessionRecord>(fetch, [&](const IdsSessionRecord& session) {

@@ -6,8 +6,7 @@
 
 int malcip_list(int argc, char** argv)
 {
-    Fetch fetch{.module = "malcip", .text = {}};
-    fetch.text.append_all_trailing(argc, argv);
+    Fetch fetch{.module = "malcip", .argc = argc, .argv = argv};
     return fetch_each<be32>(fetch, [](const be32& address) {
         print("%s\n", ipv4_text(address).text);
         return true;

@@ -104,12 +104,15 @@ void walk(const Query& query, std::span<const MaliciousRecord> records, std::spa
 int malclog_list(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.code = verb::get, .module = "malc", .text = {}, .nul = ArgumentText::leave_nul};
-    for (const char* argument : arguments(argc, argv)) {
+    Fetch fetch{.code = verb::get,
+                .module = "malc",
+                .argc = argc,
+                .argv = argv,
+                .write = write_leading,
+                .extra = " log=1",
+                .nul = ArgumentText::leave_nul};
+    for (const char* argument : arguments(argc, argv))
         read_argument(argument, query);
-        fetch.text.append_leading(argument);
-    }
-    fetch.text.append(" log=1");
     Answer answer;
     if (fetch_once(fetch, answer) != 0)
         return -1;

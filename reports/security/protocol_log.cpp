@@ -66,11 +66,14 @@ template <class Record, class Wanted>
 int list_logs(const LogDesign<Record>& design, int argc, char** argv, Wanted&& wanted)
 {
     Paging paging{.page = 1, .limit = 100};
-    Fetch fetch{.module = design.module, .text = {}, .nul = ArgumentText::leave_nul, .stop_when_empty = true};
-    for (const char* argument : arguments(argc, argv)) {
+    Fetch fetch{.module = design.module,
+                .argc = argc,
+                .argv = argv,
+                .write = write_leading,
+                .nul = ArgumentText::leave_nul,
+                .stop_when_empty = true};
+    for (const char* argument : arguments(argc, argv))
         take_paging(argument, paging);
-        fetch.text.append_leading(argument);
-    }
     Rows<Record> rows({.key = [](const Record& r) -> uint64_t { return r.head.time; }});
     rows.want_until(paging.end());
     if (fetch_each<Record>(fetch, [&](const Record& r) { return !wanted(r) || rows.keep(r); }) != 0)

@@ -27,8 +27,7 @@ Walk print_members(const Answer& answer)
 
 int list_members(const char* module, int argc, char** argv)
 {
-    Fetch fetch{.code = verb::get, .module = module};
-    fetch.text.append_all_trailing(argc, argv);
+    Fetch fetch{.code = verb::get, .module = module, .argc = argc, .argv = argv};
     return fetch_batches(fetch, [](const Answer& answer) { return print_members(answer); });
 }
 
@@ -38,6 +37,22 @@ void append_keyed(ArgumentText& text, const char* key, const char* argument)
     if (strchr(argument, '=') == nullptr)
         text.append(key);
     text.append(argument);
+}
+
+void write_new_member(ArgumentText& text, int argc, char** argv)
+{
+    append_keyed(text, "tid=", argv[0]);
+    text.append(" ");
+    append_keyed(text, "ip=", argv[1]);
+    text.append_all_leading(argc - 2, argv + 2);
+}
+
+void write_old_member(ArgumentText& text, int, char** argv)
+{
+    text.append("table=");
+    text.append_trailing(argv[0]);
+    text.append("ip=");
+    text.append(argv[1]);
 }
 
 } // namespace
@@ -56,11 +71,7 @@ int table_addip(int argc, char** argv)
 {
     if (argc < 2)
         return refuse("iptbl addip table ip");
-    Fetch fetch{.code = table_code::add_address};
-    append_keyed(fetch.text, "tid=", argv[0]);
-    fetch.text.append(" ");
-    append_keyed(fetch.text, "ip=", argv[1]);
-    fetch.text.append_all_leading(argc - 2, argv + 2);
+    Fetch fetch{.code = table_code::add_address, .argc = argc, .argv = argv, .write = write_new_member};
     Answer answer;
     return fetch_once(fetch, answer);
 }
@@ -69,11 +80,7 @@ int table_rmvip(int argc, char** argv)
 {
     if (argc < 2)
         return refuse("iptbl rmvip table ip");
-    Fetch fetch{.code = table_code::remove_address};
-    fetch.text.append("table=");
-    fetch.text.append_trailing(argv[0]);
-    fetch.text.append("ip=");
-    fetch.text.append(argv[1]);
+    Fetch fetch{.code = table_code::remove_address, .argc = argc, .argv = argv, .write = write_old_member};
     Answer answer;
     return fetch_once(fetch, answer);
 }
@@ -84,7 +91,7 @@ int table_clear(int argc, char** argv)
 {
     if (argc < 1)
         return refuse("gatectl iptbl clear tblid|tblname");
-    Fetch fetch{.code = table_code::clear, .module = argv[0], .with_text = false};
+    Fetch fetch{.code = table_code::clear, .module = argv[0], .write = nullptr};
     Answer answer;
     return fetch_once(fetch, answer);
 }
@@ -93,7 +100,7 @@ int table_getcmp(int argc, char** argv)
 {
     if (argc < 1)
         return refuse("gatectl iptbl getcmp tblid|tblname");
-    Fetch fetch{.code = table_code::get_complete, .module = argv[0], .with_text = false};
+    Fetch fetch{.code = table_code::get_complete, .module = argv[0], .write = nullptr};
     return fetch_text(fetch);
 }
 
@@ -105,9 +112,7 @@ int table_matchtest(int argc, char** argv)
     uint32_t address = 0;
     if (!parse_ipv4(argv[1], address))
         return refuse("invalid ip");
-    Fetch fetch{.code = table_code::match_test, .module = argv[0]};
     char number[sizeof "4294967295"];
     snprintf(number, sizeof number, "%u", address);
-    fetch.text.append(number);
-    return fetch_text(fetch);
+    return fetch_text({.code = table_code::match_test, .module = argv[0], .extra = number});
 }

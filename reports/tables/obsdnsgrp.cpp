@@ -7,9 +7,10 @@ int obsdnsgrp_dumpgrp(int argc, char** argv)
 {
     if (argc < 1)
         return refuse("dns list group-id");
-    Fetch fetch{.code = verb::get, .module = "obsdnsgrp"};
-    fetch.text.append("id=");
-    fetch.text.append_trailing(argv[0]);
-    fetch.text.append("dns=1");
-    return fetch_text(fetch);
+    auto write = [](ArgumentText& text, int, char** words) {
+        text.append("id=");
+        text.append_trailing(words[0]);
+        text.append("dns=1");
+    };
+    return fetch_text({.code = verb::get, .module = "obsdnsgrp", .argc = 1, .argv = argv, .write = write});
 }

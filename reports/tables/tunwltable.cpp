@@ -25,9 +25,9 @@ void print_entry(const TunnelWhiteRecord& r, const char* lead)
 // A query of its own for each kind; `kind` follows the arguments.
 int list_kind(Listing& listing, const char* kind, int argc, char** argv)
 {
-    Fetch fetch{.code = verb::list, .module = listing.module};
-    fetch.text.append_all_trailing(argc, argv);
-    fetch.text.append_trailing(kind);
+    char extra[sizeof "type=dns "];
+    snprintf(extra, sizeof extra, "%s ", kind);
+    Fetch fetch{.module = listing.module, .argc = argc, .argv = argv, .extra = extra};
     return fetch_each<TunnelWhiteRecord>(fetch, [&](const TunnelWhiteRecord& r) {
         if (listing.paging.holds(listing.index))
             print_entry(r, listing.index == listing.paging.start() ? "" : ",");

@@ -16,7 +16,7 @@ struct Query {
 };
 
 // Every argument goes to the daemon too. False with the message printed.
-bool read_query(int argc, char** argv, Query& query, ArgumentText& text)
+bool read_query(int argc, char** argv, Query& query)
 {
     for (const char* argument : arguments(argc, argv)) {
         const char* ip = nullptr;
@@ -28,7 +28,6 @@ bool read_query(int argc, char** argv, Query& query, ArgumentText& text)
             }
         }
         take_number(argument, "showjson=", query.json) || take_paging(argument, query.paging);
-        text.append_trailing(argument);
     }
     return true;
 }
@@ -66,8 +65,8 @@ uint64_t by_flows(const WhiteAddressRecord& r)
 int whiteip_list(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.code = verb::list, .module = "whiteip"};
-    if (!read_query(argc, argv, query, fetch.text))
+    Fetch fetch{.module = "whiteip", .argc = argc, .argv = argv};
+    if (!read_query(argc, argv, query))
         return -1;
     if (query.json != 0)
         print(R"({"list":[)");
@@ -88,8 +87,8 @@ int whiteip_list(int argc, char** argv)
 int whiteip_get(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.code = verb::get, .module = "whiteip"};
-    if (!read_query(argc, argv, query, fetch.text))
+    Fetch fetch{.code = verb::get, .module = "whiteip", .argc = argc, .argv = argv};
+    if (!read_query(argc, argv, query))
         return -1;
     Rows<WhiteAddressRecord> rows({by_flows});
     rows.want_until(query.paging.end());
@@ -114,11 +113,11 @@ int whiteip_config(int argc, char** argv)
 {
     if (argc < 1)
         return refuse("usage:tblid=n offline_ttl=n badip_ttl=n");
-    Fetch fetch{.code = verb::config, .module = "whiteip"};
-    for (const char* argument : arguments(argc, argv))
+    Fetch fetch{.code = verb::config, .module = "whiteip", .argv = argv};
+    for (char* argument : arguments(argc, argv))
         for (const char* key : {"id=", "name=", "addr="})
             if (value_of(argument, key) != nullptr)
-                fetch.text.append_trailing(argument);
+                fetch.forward(argument);
     Answer answer;
     return fetch_once(fetch, answer);
 }
