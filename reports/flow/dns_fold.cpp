@@ -88,10 +88,9 @@ void add_destination(DestinationPool& pool, const FlowRecord& r)
 void add_everywhere(Pools& pools, const FlowRecord& r)
 {
     pools.total.add(r);
-    if (std::string_view host = r.host(); !host.empty())
-        add_to(pools.hosts, HostKey::cut(host), r);
-    if (std::string_view location = location_key(r); !location.empty())
-        add_to(pools.locations, LocationKey::cut(location), r);
+    add_to(pools.hosts, HostKey::cut(r.host()), r);
+    if (!r.location.country.empty() || !r.location.region.empty())
+        add_to(pools.locations, LocationKey::cut(location_key(r)), r);
     add_to(pools.sources, r.source.ipv4_host(), r);
     add_destination(pools.destinations, r);
     add_to(pools.applications, r.application, r);

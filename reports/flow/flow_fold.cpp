@@ -85,8 +85,7 @@ int report_applications(const Fetch& fetch, const Query& query)
                 block->flows[r.application & 0xffff]++;
         }) != 0)
         return -1;
-    if (query.json != 0)
-        print_applications(*block);
+    print_applications(*block);
     return 0;
 }
 
@@ -97,8 +96,7 @@ int report_names(const Fetch& fetch, const Query& query)
     NamePool pool;
     if (fetch_outbound(fetch, query, [&](const FlowRecord& r) { add_name(pool, r.host()); }) != 0)
         return -1;
-    if (query.json != 0)
-        print_names(pool, query.paging);
+    print_names(pool, query.paging);
     return 0;
 }
 
@@ -136,10 +134,7 @@ int report_locations(const Fetch& fetch, const Query& query)
 {
     LocationPool pool;
     if (fetch_outbound(fetch, query, [&](const FlowRecord& r) {
-            std::string_view location = location_key(r);
-            if (location.empty())
-                return;
-            if (LocationCounters* counters = pool.at(LocationKey::cut(location))) {
+            if (LocationCounters* counters = pool.at(LocationKey::cut(location_key(r)))) {
                 counters->flows++;
                 counters->up_bytes += r.up_bytes;
                 counters->down_bytes += r.down_bytes;
@@ -154,7 +149,7 @@ int report_locations(const Fetch& fetch, const Query& query)
 
 struct AddressCounters {
     uint32_t flows, up_bytes, down_bytes; // as the address sees them: swapped when it is the destination
-    FlowLocation location;                // of the last flow, for destinations only
+    FlowLocation location;                // of the last flow; empty for sources
 };
 using AddressPool = Pool<Ipv4Key, AddressCounters, 4096, 1024>;
 
@@ -177,18 +172,17 @@ void print_address_text(const AddressPool::Entry& entry)
           description_of(entry.key.ip).text);
 }
 
-void print_address_json(const AddressPool::Entry& entry, const char* separator, bool by_source)
+void print_address_json(const AddressPool::Entry& entry, const char* separator)
 {
     const AddressCounters& c = entry.counters;
     print(R"(%s{"ip":"%s")"
           R"(,"flow":%u)"
           R"(,"upbytes":%u)"
           R"(,"downbytes":%u)"
-          R"(%s%s%s)"
+          R"(,"locisp":"%s")"
           R"(,"desc":"%s"})",
           separator, ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes,
-          by_source ? "" : R"(,"locisp":")", location_text(c.location).text, by_source ? "" : R"(")",
-          description_of(entry.key.ip).text);
+          location_text(c.location).text, description_of(entry.key.ip).text);
 }
 
 int report_addresses(const Fetch& fetch, const Query& query)
@@ -205,7 +199,7 @@ int report_addresses(const Fetch& fetch, const Query& query)
     }
     print_text(R"({"data":[)");
     print_page(pool, query.paging, key, [&](const auto& entry, int64_t i) {
-        print_address_json(entry, i > query.paging.start() ? "," : "", by_source);
+        print_address_json(entry, i > query.paging.start() ? "," : "");
     });
     print(R"(], "total":%d})", static_cast<int>(pool.size()));
     return 0;

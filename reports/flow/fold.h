@@ -44,11 +44,9 @@ struct NameCounters {
 };
 using NamePool = Pool<TextKey<42>, NameCounters, 2048, 1024>;
 
-// Adds a record to the pool of host names; a record without one adds nothing.
+// Adds a record to the pool of host names; the empty name is one like any other.
 inline void add_name(NamePool& pool, std::string_view host)
 {
-    if (host.empty())
-        return;
     if (NameCounters* counters = pool.at(TextKey<42>::cut(host)))
         counters->flows++;
 }

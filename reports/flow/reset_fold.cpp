@@ -6,6 +6,8 @@
 #include "reports/flow/flow.h"
 #include "reports/flow/reset_view.h"
 
+#include <cstdio>
+
 namespace {
 
 // ---- What is counted
@@ -96,7 +98,7 @@ bool read_arguments(int argc, char** argv, size_t words, Query& query)
                 if (strcmp(known.word, word) == 0)
                     query.key = known.key;
         } else if (const char* side = value_of(argument, "type=")) {
-            query.by_source = strcmp(side, "src") == 0;
+            query.by_source = strcmp(side, "src") == 0 || (query.by_source && strcmp(side, "dst") != 0);
         } else {
             take_text(argument, "filter=", query.filter);
         }

@@ -66,7 +66,8 @@ int report_names(const Fetch& fetch, const Query& query)
 {
     NamePool pool;
     if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
-            add_name(pool, r.host());
+            if (std::string_view host = r.host(); !host.empty())
+                add_name(pool, host);
             return true;
         }) != 0)
         return -1;

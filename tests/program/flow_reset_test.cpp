@@ -91,7 +91,7 @@ TEST(Resets, Folded)
         ip({"filter=0.1.0", "row=2-9", "unknown"}, address_3, 2),
         ip({"row=0-1"}, address_1),
         ip({"row=3-2"}, ""),
-        ip({"type=src"},
+        ip({"type=src", "type=source"}, // no word of its own: changes nothing
            R"({"ip":"10.0.0.1","flowcnt":2,"http":1,"https":"0","maxtime":600, "mintime":500)"
            R"(,"app":"other|second"},)" // 10 has taken the slot of 2
            R"({"ip":"10.0.0.2","flowcnt":1,"http":0,"https":"1","maxtime":300, "mintime":300,"app":"TLS|secure web"},)"
