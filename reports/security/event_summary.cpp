@@ -8,10 +8,11 @@ namespace {
 
 constexpr size_t type_room = 128, interface_room = 16, malicious_room = 32;
 
-FixedPool<TextKey<32>, uint16_t, type_room, 64> types; // counts wrap at 65536, kept so
+FixedPool<FixedPoolText<32>, uint16_t, type_room, 64> types; // counts wrap at 65536, kept so
 static_assert(decltype(EventLogRecord::evtype)::width < 32, "every type fits its key uncut");
-constexpr long type_bytes = types.bytes + type_room * sizeof(void*); // with the places for sorting
-static_assert(type_bytes == 7168);
+// What the message says: with a pointer an entry for sorting, which here is done on the stack.
+constexpr long said_bytes = types.bytes + type_room * sizeof(void*);
+static_assert(said_bytes == 7168);
 
 // Named counts, used from the front; a slot is in use when its name is not empty.
 struct NamedCount {
@@ -101,7 +102,7 @@ void print_named()
 int event_summary_start()
 {
     if (!types.prepare()) {
-        print("fail to malloc evtype_pool(%ld) bytes\n", type_bytes);
+        print("fail to malloc evtype_pool(%ld) bytes\n", said_bytes);
         return -1;
     }
     named = static_cast<NamedCounts*>(calloc(1, sizeof(NamedCounts)));
@@ -131,8 +132,8 @@ void event_summary_count(const EventLogRecord& event, const Today& today)
 
 void event_summary_print()
 {
-    print(R"({"all":%d, "today_num":%d, "today_read":%d, "today_unread":%d, "level":[%d,%d,%d,%d])", //
-          all, today_num, today_read, today_num - today_read, levels[0], levels[1], levels[2], levels[3]);
+    print(R"({"all":%d, "today_num":%d, "today_read":%d, "today_unread":%d, "level":[%d,%d,%d,%d])", all,
+          today_num, today_read, today_num - today_read, levels[0], levels[1], levels[2], levels[3]);
     print_types();
     print_named();
     print("}");

@@ -9,7 +9,7 @@
 #include <string_view>
 
 // A text cut to N - 1 bytes.
-template <size_t N> struct TextKey {
+template <size_t N> struct FixedPoolText {
     using Value = std::string_view;
     static std::string_view cut(std::string_view value) { return value.substr(0, N - 1); }
     static uint32_t hash(std::string_view value) { return text_hash(value.data(), value.size()); }
@@ -20,7 +20,7 @@ template <size_t N> struct TextKey {
 };
 
 // An IPv4 address as it lies in memory.
-struct AddressKey {
+struct FixedPoolAddress {
     using Value = uint32_t;
     static uint32_t cut(uint32_t value) { return value; }
     static uint32_t hash(uint32_t value) { return ipv4_hash(value); }
@@ -41,15 +41,15 @@ public:
     };
     static constexpr long bytes = room * sizeof(Entry);
 
-    // Has the entries allocated. False only once, when that fails; the pool stays empty then.
+    // The first call allocates the entries. False when they could not be had: the pool stays empty.
     bool prepare()
     {
-        if (tried_)
-            return true;
+        if (!tried_)
+            entries_ = static_cast<Entry*>(calloc(room, sizeof(Entry)));
         tried_ = true;
-        entries_ = static_cast<Entry*>(calloc(room, sizeof(Entry)));
         return entries_ != nullptr;
     }
+    bool tried() const { return tried_; }
 
     // The entry of a key, a fresh one with all counters 0 for a new key; null when there is no room for it.
     Entry* at(typename Key::Value value)

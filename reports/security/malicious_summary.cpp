@@ -11,10 +11,11 @@ struct LevelCounts {
     uint32_t of[levels];
 };
 
-FixedPool<TextKey<32>, uint32_t, 32, 32> type_pool;
-FixedPool<AddressKey, LevelCounts, 4096, 1024> address_pool; // sources and destinations together, kept so
-FixedPool<TextKey<48>, LevelCounts, 4096, 1024> domain_pool;
-FixedPool<TextKey<32>, uint32_t, 1024, 1024> area_pool;
+FixedPool<FixedPoolText<32>, uint32_t, 32, 32> type_pool;
+// Sources and destinations together, kept so.
+FixedPool<FixedPoolAddress, LevelCounts, 4096, 1024> address_pool;
+FixedPool<FixedPoolText<48>, LevelCounts, 4096, 1024> domain_pool;
+FixedPool<FixedPoolText<32>, uint32_t, 1024, 1024> area_pool;
 LevelCounts level_totals;
 static_assert(type_pool.bytes == 1536 && address_pool.bytes == 131072);
 static_assert(domain_pool.bytes == 327680 && area_pool.bytes == 49152);
@@ -27,7 +28,7 @@ void count_level(LevelCounts& counts, uint32_t level)
 
 void count_type(std::string_view type)
 {
-    if (!type_pool.prepare())
+    if (!type_pool.tried() && !type_pool.prepare())
         print("fail to alloc malc pool %ld bytes\n", type_pool.bytes);
     if (auto* entry = type_pool.at(type))
         entry->counters++;
@@ -35,7 +36,7 @@ void count_type(std::string_view type)
 
 void count_address(const be32& address, uint32_t level)
 {
-    if (!address_pool.prepare())
+    if (!address_pool.tried() && !address_pool.prepare())
         print("fail to alloc %ld bytes for ippool\n", address_pool.bytes);
     if (auto* entry = address_pool.at(address.raw()))
         count_level(entry->counters, level);
@@ -45,7 +46,7 @@ void count_domain(std::string_view name, uint32_t level)
 {
     if (name.empty())
         return;
-    if (!domain_pool.prepare())
+    if (!domain_pool.tried() && !domain_pool.prepare())
         print("fail to alloc %ld bytes for dnspool\n", domain_pool.bytes);
     if (auto* entry = domain_pool.at(name))
         count_level(entry->counters, level);
@@ -55,7 +56,7 @@ void count_area(std::string_view area)
 {
     if (area.empty())
         return;
-    if (!area_pool.prepare())
+    if (!area_pool.tried() && !area_pool.prepare())
         print("fail to alloc %ld bytes for areapool\n", area_pool.bytes);
     if (area.find('|') != std::string_view::npos)
         area = "\xD6\xD0\xB9\xFA"; // China
@@ -90,8 +91,8 @@ void print_domains()
 {
     print_counted(domain_pool, [](const char* lead, const auto& domain) {
         const auto& risc = domain.counters.of;
-        print(R"(%s{"dns":"%s","risc":[%u,%u,%u,%u]})", //
-              lead, domain.key.text, risc[1], risc[2], risc[3], risc[4]);
+        print(R"(%s{"dns":"%s","risc":[%u,%u,%u,%u]})", lead, domain.key.text, risc[1], risc[2], risc[3],
+              risc[4]);
     });
 }
 
@@ -99,8 +100,8 @@ void print_addresses()
 {
     print_counted(address_pool, [](const char* lead, const auto& address) {
         const auto& risc = address.counters.of;
-        print(R"(%s{"ip":"%s","risc":[%u,%u,%u,%u]})", //
-              lead, ipv4_text(__builtin_bswap32(address.key.raw)).text, risc[1], risc[2], risc[3], risc[4]);
+        print(R"(%s{"ip":"%s","risc":[%u,%u,%u,%u]})", lead,
+              ipv4_text(__builtin_bswap32(address.key.raw)).text, risc[1], risc[2], risc[3], risc[4]);
     });
 }
 
@@ -110,8 +111,8 @@ void print_levels()
     const char* lead = "";
     print("[");
     for (uint32_t level = 1; level < levels; level++) {
-        print(R"(%s{"name":"%s", "cname":"%s", "cnt":%d})", //
-              lead, names[level - 1], level_word(level), static_cast<int>(level_totals.of[level]));
+        print(R"(%s{"name":"%s", "cname":"%s", "cnt":%d})", lead, names[level - 1], level_word(level),
+              static_cast<int>(level_totals.of[level]));
         lead = ",";
     }
     print("]");
