@@ -72,10 +72,9 @@ public:
     bool reserve(size_t rows) { return store_.reserve(rows); }
 
     // Counts the record and holds a copy if it can reach the page. False only when memory is exhausted.
-    bool keep(const Record& record)
-    {
-        return store_.offer(order_.key != nullptr ? order_.key(record) : 0, &record, refinement());
-    }
+    bool keep(const Record& record) { return keep(record, order_.key != nullptr ? order_.key(record) : 0); }
+    // The same with a key that the order alone cannot give.
+    bool keep(const Record& record, uint64_t key) { return store_.offer(key, &record, refinement()); }
 
     // The same with a line for a lacking index and one for a lacking block of records.
     bool keep_or_say(const Record& record, const char* no_index, const char* no_block)

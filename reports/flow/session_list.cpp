@@ -98,36 +98,41 @@ uint64_t paired_key(uint32_t first, uint32_t second)
     return uint64_t{first} << 32 | second;
 }
 
+using S = SessionRecord;
+struct SessionOrder {
+    std::string_view word;
+    Order<S> order;
+    bool by_delay = false; // the key is a delay: see delay_key()
+};
+// clang-format off
+constexpr SessionOrder sort_words[] = {
+    {"app",       {[](const S& r) -> uint64_t { return r.application; }}},
+    {"time",      {[](const S& r) -> uint64_t { return r.birth; }}},
+    {"bytes",     {[](const S& r) -> uint64_t { return r.up_bytes + r.down_bytes; }}}, // 32 bits wide
+    {"proto",     {[](const S& r) -> uint64_t { return r.protocol; }}},
+    {"dst",       {[](const S& r) { return paired_key(r.destination.word(0), r.destination_port); }}},
+    {"host",      {[](const S& r) { return text_key(r.host()); },
+                   [](const S& a, const S& b) { return b.host().compare(a.host()); }}},
+    {"clntdelay", {[](const S& r) -> uint64_t { return r.client_delay; }}, true},
+    {"svrdelay",  {[](const S& r) -> uint64_t { return r.server_delay; }}, true},
+    {"appdelay",  {[](const S& r) -> uint64_t { return r.app_delay; }}, true},
+    {"rexup",     {[](const S& r) { return paired_key(r.up_rexmits, r.up_packets); }}},
+    {"rexdn",     {[](const S& r) { return paired_key(r.down_rexmits, r.down_packets); }}},
+};
+// clang-format on
+
 // Delays are compared by their signed difference, so a larger one is up to 2^31 ahead, across the end of the
-// range too. Differences to the first session's delay put them into that order.
-uint64_t difference_key(uint32_t delay)
+// range too. Their differences to one of them, the origin, put them into that order.
+uint64_t delay_key(uint64_t delay, uint64_t origin)
 {
-    static const uint32_t origin = delay;
     return signed_key(static_cast<int32_t>(delay - origin));
 }
-
-using S = SessionRecord;
-constexpr SortWord<S> sort_words[] = {
-    {"app",       {[](const S& r) -> uint64_t { return r.application; }}                            },
-    {"time",      {[](const S& r) -> uint64_t { return r.birth; }}                                  },
-    {"bytes",     {[](const S& r) -> uint64_t { return r.up_bytes + r.down_bytes; }}                }, // 32 bits wide
-    {"proto",     {[](const S& r) -> uint64_t { return r.protocol; }}                               },
-    {"dst",       {[](const S& r) { return paired_key(r.destination.word(0), r.destination_port); }}},
-    {"host",
-     {[](const S& r) { return text_key(r.host()); },
-      [](const S& a, const S& b) { return b.host().compare(a.host()); }}                            },
-    {"clntdelay", {[](const S& r) { return difference_key(r.client_delay); }}                       },
-    {"svrdelay",  {[](const S& r) { return difference_key(r.server_delay); }}                       },
-    {"appdelay",  {[](const S& r) { return difference_key(r.app_delay); }}                          },
-    {"rexup",     {[](const S& r) { return paired_key(r.up_rexmits, r.up_packets); }}               },
-    {"rexdn",     {[](const S& r) { return paired_key(r.down_rexmits, r.down_packets); }}           },
-};
 
 // ---- The listing
 
 struct Query {
-    const SortWord<S>* sort = nullptr; // null: as the daemon has them
-    int count = 262144;                // sessions looked at when not sorted
+    const SessionOrder* sort = nullptr; // null: as the daemon has them
+    int count = 262144;                 // sessions looked at when not sorted
     Paging paging{.page = 1, .limit = 100};
     SessionFilter filter;
     SessionLine line;
@@ -136,7 +141,7 @@ struct Query {
 // sort=: false with the message printed for an unknown word.
 bool read_sort(const char* word, Query& query)
 {
-    for (const SortWord<S>& row : sort_words)
+    for (const SessionOrder& row : sort_words)
         if (row.word == word) {
             query.sort = &row;
             return true;
@@ -196,11 +201,19 @@ int list_as_they_come(const Fetch& fetch, const Query& query)
 
 int list_sorted(const Fetch& fetch, const Query& query)
 {
-    Rows<SessionRecord> rows(query.sort->order);
+    const SessionOrder& sort = *query.sort;
+    Rows<SessionRecord> rows(sort.order);
     rows.want_until(query.paging.end());
+    uint64_t origin = 0; // the delay of the first session that is kept
+    auto key_of = [&](const SessionRecord& r) {
+        const uint64_t key = sort.order.key(r);
+        if (rows.total() == 0)
+            origin = key;
+        return sort.by_delay ? delay_key(key, origin) : key;
+    };
     int result = fetch_sessions(fetch, [&](std::span<const SessionRecord> records) {
         for (const SessionRecord& r : records)
-            if (query.filter.passes(r) && !rows.keep(r))
+            if (query.filter.passes(r) && !rows.keep(r, key_of(r)))
                 return Walk::end; // no memory: what was collected is listed
         return Walk::on;
     });
