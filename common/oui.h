@@ -1,7 +1,6 @@
 #pragma once
 // Makers of network cards by the first three bytes of a MAC address, from the enciphered vendor database.
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <span>
 

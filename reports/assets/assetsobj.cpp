@@ -60,13 +60,16 @@ void print_asset(const AssetRecord& r, bool first)
     print(R"(%s{"pid":%d,"id":%d,"logicid":%d,"name":"%s","port":%d)", first ? "" : ",", r.pid,
           static_cast<int>(r.id), static_cast<int>(r.logical_id), text_of(r.name).text, r.port);
     print_value(r);
+    // The sums of rates wrap at 32 bits, and the average delay is quoted: kept so.
+    // clang-format off
     print(R"(,"flowcnt":%u,"pps":%u,"bpsout":%u,"bpsin":%u,"bpstotal":%u)"
           R"(,"bytesout":%lu,"bytesin":%lu,"bytestotal":%lu)"
           R"(,"avgdelay":"%.2f","maxus":%.2f,"failrate":%u,"threats":%u,"threat_last":"%s"})",
-          r.flows, r.pps, r.bps_out, r.bps_in, r.bps_out + r.bps_in,               // 32 bits, wrapping
-          r.bytes_out, r.bytes_in, r.bytes_out + r.bytes_in,                       //
-          static_cast<double>(average_delay(r)) / 1000, largest_delay(r) / 1000.0, // the first is quoted
+          r.flows, r.pps, r.bps_out, r.bps_in, r.bps_out + r.bps_in,
+          r.bytes_out, r.bytes_in, r.bytes_out + r.bytes_in,
+          static_cast<double>(average_delay(r)) / 1000, largest_delay(r) / 1000.0,
           static_cast<uint32_t>(failure_rate(r)), r.threats(), time_text(r.last_threat()).text);
+    // clang-format on
 }
 
 } // namespace

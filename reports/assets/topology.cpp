@@ -62,7 +62,7 @@ int obstopogrp_list(int argc, char** argv)
     auto keep = [&](const TopologyGroupRecord& group) {
         bool kept = groups.keep(group);
         if (!kept)
-            print("fail to alloc (%s)\n", "cli_obstopogrp_list"); // the name that the web layer knows
+            print("fail to alloc (%s)\n", "cli_obstopogrp_list"); // a name of old, kept so
         return kept;
     };
     if (fetch_each<TopologyGroupRecord>(fetch, keep) != 0)

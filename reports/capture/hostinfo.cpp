@@ -7,8 +7,6 @@
 #include "reports/capture/capture.h"
 #include "wire/host.h"
 
-#include <cstdio>
-
 namespace {
 
 // Counters are 32 bits wide; sums wrap.
@@ -74,10 +72,12 @@ PortList port_list(const HostRecord& r)
 
 void print_host(const HostRecord& r)
 {
+    // clang-format off
     print("%s %s %u %u %u %u %u %u %u %u %s %s %s\n", text_of(r.name).text, time_text(r.time).text,
-          r.dns_count + r.http_count + sub_sum(r), r.dns_count, r.http_count, sub_sum(r), //
-          r.sub_counts[0], r.sub_counts[1], r.sub_counts[2], r.sub_counts[3],             //
+          r.dns_count + r.http_count + sub_sum(r), r.dns_count, r.http_count, sub_sum(r),
+          r.sub_counts[0], r.sub_counts[1], r.sub_counts[2], r.sub_counts[3],
           ipv4_text(r.address).text, port_list(r).text, text_of(r.note).text);
+    // clang-format on
 }
 
 } // namespace

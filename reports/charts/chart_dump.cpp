@@ -88,9 +88,10 @@ void print_json(const Chart& chart)
     print("[");
     for (uint32_t k = 0; k < chart.series; k++) {
         print(R"(%s{"name":"%s","data":[)", k == 0 ? "" : ",", text_of(chart.tables->series[k].tag).text);
-        for (uint32_t i = 0; i < chart.points; i++)
-            print(R"(%s{"x":%lu,"y":%lu})", i == 0 ? "" : ",",                       //
-                  uint64_t{chart.tables->points[i].time} * 1000, chart.value(k, i)); // milliseconds
+        for (uint32_t i = 0; i < chart.points; i++) {
+            const uint64_t milliseconds = uint64_t{chart.tables->points[i].time} * 1000;
+            print(R"(%s{"x":%lu,"y":%lu})", i == 0 ? "" : ",", milliseconds, chart.value(k, i));
+        }
         print("]}");
     }
     print("]");

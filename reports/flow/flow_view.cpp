@@ -1,7 +1,5 @@
 #include "reports/flow/flow_view.h"
 
-#include <cstdio>
-
 bool left_out(const FlowRecord& r, int ischina)
 {
     constexpr std::string_view reserved = "\xb1\xa3\xc1\xf4";

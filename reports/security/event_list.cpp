@@ -9,17 +9,19 @@ namespace {
 
 void print_json(const EventRecord& e, const char* lead)
 {
+    // clang-format off
     print(R"(%s{"id":%u,"evtype":"%s","evattr":"%s","evsn":%u,"rid":%u)"
           R"(,"evt_birth":%u,"evdeath":%u,"robj":"%s","robj_ch":"%s")"
           R"(,"effective":%u,"evopcode":"%s","evlimit1":"%s","evlimit2":"%s")"
           R"(,"insname":"%s","insname_ch":"%s","excnt":%u,"lval":"%s","fval":"%s")"
           R"(,"lreport":%u,"alarm_level":%u,"obj_threshold":%u})",
-          lead, e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evsn, e.ruleid, //
-          e.evbirth, e.evdeath, text_of(e.robj).text, text_of(e.robj_ch).text,          //
+          lead, e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evsn, e.ruleid,
+          e.evbirth, e.evdeath, text_of(e.robj).text, text_of(e.robj_ch).text,
           e.effective, text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,
           text_of(e.insname).text, text_of(e.insname_ch).text, e.excnt, text_of(e.lval).text,
-          text_of(e.fval).text, //
+          text_of(e.fval).text,
           e.lreport, e.alarm_level, e.obj_threshold);
+    // clang-format on
 }
 
 constexpr char text_header[] = "id evtype evattr evattrid evsn ruleid "
@@ -30,17 +32,19 @@ constexpr char text_header[] = "id evtype evattr evattrid evsn ruleid "
 
 void print_row(const EventRecord& e)
 {
+    // clang-format off
     print("%u %s %s %u %u %u "
           "%u %u %s %s "
           "%u %s %s %s "
           "%s %s %u %s %s "
           "%u %u\n",
-          e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evattrid, e.evsn, e.ruleid,        //
-          e.evbirth, e.evdeath, text_of(e.robj).text, text_of(e.robj_ch).text,                       //
-          e.effective, text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text, //
+          e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evattrid, e.evsn, e.ruleid,
+          e.evbirth, e.evdeath, text_of(e.robj).text, text_of(e.robj_ch).text,
+          e.effective, text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,
           text_of(e.insname).text, text_of(e.insname_ch).text, e.excnt, text_of(e.lval).text,
-          text_of(e.fval).text, //
+          text_of(e.fval).text,
           e.lreport, e.alarm_level);
+    // clang-format on
 }
 
 } // namespace

@@ -21,10 +21,14 @@ struct Query {
 bool read_argument(const char* argument, Query& query)
 {
     std::string_view word = argument;
-    if (word == "json=1")
-        return query.json = true;
-    if (word == "showhdr=1")
-        return query.header = true;
+    if (word == "json=1") {
+        query.json = true;
+        return true;
+    }
+    if (word == "showhdr=1") {
+        query.header = true;
+        return true;
+    }
     return take_text(argument, "rdstat=", query.rdstat) || take_text(argument, "level=", query.level) ||
            take_paging(argument, query.paging) || take_number(argument, "showsum=", query.summary) ||
            take_number(argument, "today=", query.only_today) || take_text(argument, "keywd=", query.keyword);
@@ -45,18 +49,20 @@ bool wanted(const EventLogRecord& e, const Query& query)
 // The blank before the last member is kept so.
 void print_json(const EventLogRecord& e, bool first)
 {
+    // clang-format off
     print(R"(%s{"id":%u,"evtype":"%s","evattr":"%s","evsn":%u)"
           R"(,"evopcode":"%s","evlimit1":"%s","evlimit2":"%s")"
           R"(,"rid":%u,"rtime":%u,"robj":"%s","robj_ch":"%s")"
           R"(,"evt_birth":%u,"evdeath":%u,"insname":"%s","rdstat":%d,"insname_ch":"%s")"
           R"(,"lval":"%s","fval":"%s","failure":"%s")"
           R"(,"effective":%u,"reportm":%u,"dontnotify":%u,"alarm_level":%u, "obj_threshold":%u})",
-          first ? "" : ",", e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evsn, //
-          text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,   //
-          e.rid, e.rtime, text_of(e.robj).text, text_of(e.robj_ch).text,                  //
+          first ? "" : ",", e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evsn,
+          text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,
+          e.rid, e.rtime, text_of(e.robj).text, text_of(e.robj_ch).text,
           e.evt_birth, e.evdeath, text_of(e.insname).text, e.rdstat(), text_of(e.insname_ch).text,
-          text_of(e.lval).text, text_of(e.fval).text, text_of(e.failure).text, //
+          text_of(e.lval).text, text_of(e.fval).text, text_of(e.failure).text,
           e.effective(), e.reportm, e.dontnotify(), e.alarm_level(), e.obj_threshold);
+    // clang-format on
 }
 
 constexpr char text_header[] = "id evtype evattr evattrid evsn "
@@ -69,18 +75,20 @@ constexpr char text_header[] = "id evtype evattr evattrid evsn "
 // Without the column rdstat that the header names, kept so: the later names stand one place off.
 void print_row(const EventLogRecord& e)
 {
+    // clang-format off
     print("%u %s %s %u %u "
           "%s %s %s "
           "%u %u %s %s "
           "%u %u %s %s "
           "%s %s %s "
           "%u %u %u %u\n",
-          e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evattrid, e.evsn,     //
-          text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text, //
-          e.rid, e.rtime, text_of(e.robj).text, text_of(e.robj_ch).text,                //
-          e.evt_birth, e.evdeath, text_of(e.insname).text, text_of(e.insname_ch).text,  //
-          text_of(e.lval).text, text_of(e.fval).text, text_of(e.failure).text,          //
+          e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evattrid, e.evsn,
+          text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,
+          e.rid, e.rtime, text_of(e.robj).text, text_of(e.robj_ch).text,
+          e.evt_birth, e.evdeath, text_of(e.insname).text, text_of(e.insname_ch).text,
+          text_of(e.lval).text, text_of(e.fval).text, text_of(e.failure).text,
           e.effective(), e.reportm, e.dontnotify(), e.alarm_level());
+    // clang-format on
 }
 
 int print_summary(const Fetch& fetch, const Query& query)

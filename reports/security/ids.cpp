@@ -13,8 +13,8 @@ constexpr int64_t signatures_max = 8192; // later ones are dropped and not count
 // "catagore" is spelled so.
 void print_signature(const SignatureRecord& s, bool first)
 {
-    print(R"(%s{"sid":%u, "catagore":%d, "total":%lu, "birth":%u, "last":%u})", //
-          first ? "" : ",", s.sid, static_cast<int>(s.category), s.total, s.birth, s.last);
+    print(R"(%s{"sid":%u, "catagore":%d, "total":%lu, "birth":%u, "last":%u})", first ? "" : ",", s.sid,
+          static_cast<int>(s.category), s.total, s.birth, s.last);
 }
 
 void print_session(const IdsSessionRecord& s, const char* lead)
@@ -22,9 +22,7 @@ void print_session(const IdsSessionRecord& s, const char* lead)
     print(R"(%s{"src":"%s","dst":"%s","sport":%d,"dport":%d,"proto":%d)"
           R"(,"catagore":%d,"pkts0":%d,"pkts1":%d,"birth":%d})",
           lead, ipv4_text(s.source).text, ipv4_text(s.destination).text, int{s.source_port},
-          int{s.destination_port},
-          s.protocol, //
-          s.category, s.pkts0, s.pkts1, static_cast<int>(s.birth));
+          int{s.destination_port}, s.protocol, s.category, s.pkts0, s.pkts1, static_cast<int>(s.birth));
 }
 
 } // namespace

@@ -9,6 +9,9 @@
 #include "reports/security/security.h"
 #include "reports/security/today.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 namespace {
 
 struct Query {
@@ -57,8 +60,7 @@ void print_event(const MaliciousRecord& record)
           R"(,"src":"%s", "sport":%d)"
           R"(,"dst":"%s", "dport":%d)"
           R"(,"risc":"%s","locisp":"%s","ioc":"%s","type":"%s"})",
-          time_text(record.time).text,                            //
-          ipv4_text(record.source).text, int{record.source_port}, //
+          time_text(record.time).text, ipv4_text(record.source).text, int{record.source_port},
           ipv4_text(record.destination).text, int{record.destination_port}, level_word(record.level),
           text_of(record.area).text, indicator_text(record).text, text_of(record.type).text);
 }

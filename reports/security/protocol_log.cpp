@@ -44,8 +44,7 @@ void print_head(const ProtocolLogHead& head, const char* protocol)
 {
     print(R"({"req_time":"%s","time":%u)"
           R"(,"src_ip":"%s","dst_ip":"%s","src_port":%d,"dst_port":%d,"proto":"%s")",
-          time_text(head.time).text, head.time, //
-          address_text(head.source, head.is_ipv6 != 0).text,
+          time_text(head.time).text, head.time, address_text(head.source, head.is_ipv6 != 0).text,
           address_text(head.destination, head.is_ipv6 != 0).text, int{head.source_port},
           int{head.destination_port}, protocol);
     print_mac(head.mac);

@@ -1,7 +1,6 @@
 // table, obsiptable: the members of the engine's IP tables, and the verbs of `table` that build their text.
 #include "base/address.h"
 #include "base/output.h"
-#include "common/arguments.h"
 #include "common/fetch.h"
 #include "reports/tables/tables.h"
 #include "wire/white_list.h"

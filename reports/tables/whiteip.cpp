@@ -39,9 +39,9 @@ void print_flow(const WhiteFlowRecord& r, bool json, bool first)
               first ? "" : ",", ipv4_text(r.source).text, r.source_port, mac_text(r.source_mac, ':').text,
               ipv4_text(r.destination).text, r.destination_port, r.birth, r.protocol);
     else
-        print("%s %d %s %s %d %u %d\n", //
-              ipv4_text(r.source).text, r.source_port, mac_text(r.source_mac, ':').text,
-              ipv4_text(r.destination).text, r.destination_port, r.birth, r.protocol);
+        print("%s %d %s %s %d %u %d\n", ipv4_text(r.source).text, r.source_port,
+              mac_text(r.source_mac, ':').text, ipv4_text(r.destination).text, r.destination_port, r.birth,
+              r.protocol);
 }
 
 void print_address(const WhiteAddressRecord& r, bool json, bool first)
@@ -50,8 +50,8 @@ void print_address(const WhiteAddressRecord& r, bool json, bool first)
         print(R"(%s{"ip":"%s","birth":%u,"lasttime":%u,"flows":%u,"desc":"%s"})", first ? "" : ",",
               ipv4_text(r.address).text, r.birth, r.last_time, r.flows, text_of(r.description).text);
     else
-        print("%s %u %u %u %s\n", //
-              ipv4_text(r.address).text, r.birth, r.last_time, r.flows, text_of(r.description).text);
+        print("%s %u %u %u %s\n", ipv4_text(r.address).text, r.birth, r.last_time, r.flows,
+              text_of(r.description).text);
 }
 
 uint64_t by_flows(const WhiteAddressRecord& r)
