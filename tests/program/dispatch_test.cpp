@@ -9,71 +9,38 @@ namespace {
 
 constexpr Daemon A = Daemon::analysis, M = Daemon::management;
 
-const Case listing_cases[] = {
-    {.name = "the modules of the analysis daemon",
-     .daemon = Daemon::none,
-     .output =
-         "module\nobslog\nobsquery\nworker\ndisk\nassetsgroup2\nassetsobj2\ntable\nobssegdelay\ntundata\n"
-         "certdata\ncondtunnel\napplevel\ntunwltable\n",
-     .status = 255},
-    {.name = "every module whose name contains the word",
-     .arguments = {"obs"},
-     .daemon = Daemon::none,
-     .output = "obslog stat\nobslog get\nobsquery stat\nobssegdelay stat\nobssegdelay set\n",
-     .status = 255},
-    {.name = "the word anywhere in the name",
-     .arguments = {"table"},
-     .daemon = Daemon::none,
-     .output = "table get\ntable addip\ntable rmvip\ntable clear\ntable getcmp\ntable loadfile\n"
-               "tunwltable list\ntunwltable remove\n",
-     .status = 255},
-    {.name = "the empty word matches all",
-     .arguments = {""},
-     .daemon = Daemon::none,
-     .output = "module list\nmodule stat\nobslog stat\nobslog get\nobsquery stat\nworker stat\nworker list\n"
-               "worker add\ndisk stat\nassetsgroup2 add\nassetsgroup2 list\nassetsgroup2 set\n"
-               "assetsgroup2 stat\nassetsgroup2 remove\nassetsobj2 add\nassetsobj2 set\nassetsobj2 stat\n"
-               "assetsobj2 remove\ntable get\ntable addip\ntable rmvip\ntable clear\ntable getcmp\n"
-               "table loadfile\nobssegdelay stat\nobssegdelay set\ntundata list\ncertdata list\n"
-               "condtunnel list\ncondtunnel stat\napplevel list\ntunwltable list\ntunwltable remove\n",
-     .status = 255},
-    {.name = "modules of the other tables are not shown",
-     .arguments = {"mempcap"},
-     .daemon = Daemon::none,
-     .status = 255},
-    {.name = "nor is chart", .arguments = {"chart"}, .daemon = Daemon::none, .status = 255},
-    {.name = "a word that only contains sysboot",
-     .arguments = {"sysboots"},
-     .daemon = Daemon::none,
-     .status = 255},
-    {.name = "unknown words",
-     .arguments = {"gadget", "frob", "x"},
-     .output = "invalid commands: gadget frob\n",
-     .status = 1},
-    {.name = "empty words", .arguments = {"", ""}, .output = "invalid commands:  \n", .status = 1},
-    {.name = "disable is no verb of the fallback",
-     .arguments = {"gadget", "disable"},
-     .output = "invalid commands: gadget disable\n",
-     .status = 1},
-    {.name = "chart has no fallback",
-     .arguments = {"chart", "stat"},
-     .daemon = Daemon::chart,
-     .output = "invalid commands: chart stat\n",
-     .status = 1},
-    {.name = "nor has keytbl",
-     .arguments = {"keytbl", "stat"},
-     .output = "invalid commands: keytbl stat\n",
-     .status = 1},
-    {.name = "verbs are compared whole",
-     .arguments = {"gadget", "stats"},
-     .output = "invalid commands: gadget stats\n",
-     .status = 1},
-};
-
+// clang-format off
 TEST(Dispatch, ListsAndRefuses)
 {
-    run_cases(listing_cases);
+    constexpr Daemon none = Daemon::none;
+    const std::string listed =
+        "module list\nmodule stat\nobslog stat\nobslog get\nobsquery stat\nworker stat\nworker list\nworker add\ndisk stat\n"
+        "assetsgroup2 add\nassetsgroup2 list\nassetsgroup2 set\nassetsgroup2 stat\nassetsgroup2 remove\n"
+        "assetsobj2 add\nassetsobj2 set\nassetsobj2 stat\nassetsobj2 remove\n"
+        "table get\ntable addip\ntable rmvip\ntable clear\ntable getcmp\ntable loadfile\nobssegdelay stat\nobssegdelay set\n"
+        "tundata list\ncertdata list\ncondtunnel list\ncondtunnel stat\napplevel list\ntunwltable list\ntunwltable remove\n";
+    Case every_module = command("", none, {}, listed, 255), empty_words = command("", A, {}, "invalid commands:  \n", 1);
+    every_module.arguments = {""}, empty_words.arguments = {"", ""};
+    const Case cases[] = {
+        command("", none, {}, "module\nobslog\nobsquery\nworker\ndisk\nassetsgroup2\nassetsobj2\ntable\nobssegdelay\ntundata\n"
+                              "certdata\ncondtunnel\napplevel\ntunwltable\n", 255),
+        command("obs", none, {}, "obslog stat\nobslog get\nobsquery stat\nobssegdelay stat\nobssegdelay set\n", 255),
+        command("table", none, {}, "table get\ntable addip\ntable rmvip\ntable clear\ntable getcmp\ntable loadfile\n"
+                                   "tunwltable list\ntunwltable remove\n", 255), // the word anywhere in the name
+        every_module,
+        command("mempcap", none, {}, "", 255), // modules of the other tables are not shown
+        command("chart", none, {}, "", 255),
+        command("sysboots", none, {}, "", 255),
+        command("gadget frob x", A, {}, "invalid commands: gadget frob\n", 1),
+        command("gadget stats", A, {}, "invalid commands: gadget stats\n", 1),
+        command("gadget disable", A, {}, "invalid commands: gadget disable\n", 1), // no verb of the fallback
+        command("chart stat", Daemon::chart, {}, "invalid commands: chart stat\n", 1),
+        command("keytbl stat", A, {}, "invalid commands: keytbl stat\n", 1),
+        empty_words,
+    };
+    run_cases(cases);
 }
+// clang-format on
 
 TEST(Dispatch, BootTime)
 {
@@ -195,68 +162,34 @@ TEST(Dispatch, SendsThePlainRows)
     }
 }
 
+// clang-format off
 // Reports whose records nobody has described send nothing. Only these rows may.
 TEST(Dispatch, SaysWhatIsNotSupported)
 {
-    static const std::pair<const char*, const char*> analysis[] = {
-        {"tundata", "list"}, {"certdata", "list"}, {"condtunnel", "list"}};
-    static const std::pair<const char*, const char*> management[] = {
-        {"obsreasslog", "list"},   {"obsreasspkt", "list"},    {"obslog", "tcpstat"},
-        {"obslog", "appstat"},     {"obslog", "dnsstat"},      {"obslog", "httpstat"},
-        {"obslog", "httpsstat"},   {"obslog", "dummydns"},     {"obslog", "dummyhttp"},
-        {"obslog", "list"},        {"assetsobj", "showgroup"}, {"assetsobj", "ipsort"},
-        {"assetsobj", "listflow"}, {"assetsflow", "get"},      {"emaillog", "list"},
-        {"ftplog", "list"},        {"telnetlog", "list"},      {"dnstuncheck", "list"},
-        {"dnstuncheck", "iplist"}, {"mysqlrd", "listflow"},    {"netev_session", "list"}};
-    auto check = [](const char* module, const char* verb, Daemon daemon) {
-        run_case({.name = std::string(module) + " " + verb,
-                  .arguments = {module, verb, "a=1"},
-                  .daemon = daemon,
-                  .output = "NOT_SUPPORTED\n",
-                  .status = 255});
-    };
-    for (auto [module, verb] : analysis)
-        check(module, verb, A);
-    for (auto [module, verb] : management)
-        check(module, verb, M);
+    for (const char* row : {"tundata list", "certdata list", "condtunnel list"})
+        run_case(command(row, A, {}, "NOT_SUPPORTED\n", 255));
+    for (const char* row :
+         {"obsreasslog list", "obsreasspkt list", "obslog tcpstat", "obslog appstat", "obslog dnsstat", "obslog httpstat",
+          "obslog httpsstat", "obslog dummydns", "obslog dummyhttp", "obslog list", "assetsobj showgroup", "assetsobj ipsort",
+          "assetsobj listflow", "assetsflow get", "emaillog list", "ftplog list", "telnetlog list", "dnstuncheck list",
+          "dnstuncheck iplist", "mysqlrd listflow", "netev_session list"})
+        run_case(command(row, M, {}, "NOT_SUPPORTED\n", 255));
 }
-
-const Case unreachable_cases[] = {
-    {.name = "the analysis daemon is not there",
-     .arguments = {"worker", "stat"},
-     .daemon = M,
-     .output = "can't connect to {root}/var/tmp/obslog.d",
-     .status = 255},
-    {.name = "the management daemon is not there, also for a module that both tables hold",
-     .arguments = {"obslog", "list"},
-     .daemon = A,
-     .output = "can't connect to {root}/usr/ramdisk/var/mgmt.d",
-     .status = 255},
-    {.name = "the chart daemon is not there",
-     .arguments = {"chart", "dump", "hours=1"},
-     .daemon = A,
-     .output = "can't connect to {root}/usr/ramdisk/var/obschartd.d",
-     .status = 255},
-    {.name = "the fallback",
-     .arguments = {"gadget", "stat"},
-     .daemon = M,
-     .output = "can't connect to {root}/var/tmp/obslog.d",
-     .status = 255},
-    {.name = "keytbl list fails only when there is no session",
-     .arguments = {"keytbl", "list"},
-     .daemon = M,
-     .output = "can't connect to {root}/var/tmp/obslog.d",
-     .status = 255},
-    {.name = "missing arguments are found out in a session",
-     .arguments = {"idssum", "remove"},
-     .daemon = A,
-     .output = "can't connect to {root}/usr/ramdisk/var/mgmt.d",
-     .status = 255},
-};
 
 TEST(Dispatch, SaysWhichDaemonIsNotThere)
 {
-    run_cases(unreachable_cases);
+    const std::string analysis = "can't connect to {root}/var/tmp/obslog.d",
+                      management = "can't connect to {root}/usr/ramdisk/var/mgmt.d";
+    const Case cases[] = {
+        command("worker stat", M, {}, analysis, 255),
+        command("obslog list", A, {}, management, 255), // a module that both tables hold
+        command("chart dump hours=1", A, {}, "can't connect to {root}/usr/ramdisk/var/obschartd.d", 255),
+        command("gadget stat", M, {}, analysis, 255),
+        command("keytbl list", M, {}, analysis, 255), // fails only when there is no session
+        command("idssum remove", A, {}, management, 255), // missing arguments are found out in a session
+    };
+    run_cases(cases);
 }
+// clang-format on
 
 } // namespace

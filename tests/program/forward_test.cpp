@@ -179,46 +179,23 @@ TEST(Forward, WantsItsLeastArguments)
     }
 }
 
-const Case odd_cases[] = {
-    {.name = "the count becomes the status, of which eight bits arrive",
-     .arguments = {"worker", "add", "taskname=x"},
-     .exchanges = {{{.code = 2051, .module = "worker", .data = {"taskname=x ", 12}}, {.count = 259}}},
-     .status = 3},
-    {.name = "exactly two arguments",
-     .arguments = {"idssum", "remove", "a=1", "b=2", "c=3"},
-     .daemon = M,
-     .output = "idssum remove cata_id=n sid=xxxx\n",
-     .status = 255},
-    {.name = "exactly two arguments",
-     .arguments = {"idssum", "config", "a=1", "b=2", "c=3"},
-     .daemon = M,
-     .output = "idssum config cata_id=n cata_enable=xxxx\n",
-     .status = 255},
-    {.name = "a text as long as the segment, without its end",
-     .arguments = {"obslog", "stat"},
-     .exchanges = {{{.code = 2050, .module = "obslog", .data = trailing("")},
-                    {.answer = std::string(65536, 'z'), .length = 3}}},
-     .output = std::string(65536, 'z')},
-    {.name = "a length beyond the segment is still a text",
-     .arguments = {"mempcap", "stat"},
-     .daemon = M,
-     .exchanges = {{{.code = 2050, .module = "mempcap"}, {.answer = "text", .length = 0x7fffffff}}},
-     .output = "text"},
-    {.name = "a negative length is none",
-     .arguments = {"mempcap", "stat"},
-     .daemon = M,
-     .exchanges = {{{.code = 2050, .module = "mempcap"}, {.answer = "text", .length = -5}}}},
-    {.name = "any count will do",
-     .arguments = {"mysqlrd", "stat"},
-     .daemon = M,
-     .exchanges = {{{.code = 2050, .module = "mysqlrd"}, {.answer = "text", .count = -1}}},
-     .output = "text",
-     .status = 255},
-};
-
+// clang-format off
 TEST(Forward, Oddities)
 {
-    run_cases(odd_cases);
+    const std::string full(65536, 'z');
+    const Case cases[] = {
+        // the count becomes the status, of which eight bits arrive
+        command("worker add taskname=x", A, {{{.code = 2051, .module = "worker", .data = {"taskname=x ", 12}}, {.count = 259}}}, "", 3),
+        command("mysqlrd stat", M, {{{.code = 2050, .module = "mysqlrd"}, {.answer = "text", .count = -1}}}, "text", 255),
+        // exactly two arguments
+        command("idssum remove a=1 b=2 c=3", M, {}, "idssum remove cata_id=n sid=xxxx\n", 255),
+        command("idssum config a=1 b=2 c=3", M, {}, "idssum config cata_id=n cata_enable=xxxx\n", 255),
+        command("obslog stat", A, {{{.code = 2050, .module = "obslog", .data = trailing("")}, {.answer = full, .length = 3}}}, full),
+        command("mempcap stat", M, {{{.code = 2050, .module = "mempcap"}, {.answer = "text", .length = 0x7fffffff}}}, "text"),
+        command("mempcap stat", M, {{{.code = 2050, .module = "mempcap"}, {.answer = "text", .length = -5}}}, ""),
+    };
+    run_cases(cases);
 }
+// clang-format on
 
 } // namespace

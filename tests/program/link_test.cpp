@@ -11,170 +11,83 @@
 
 namespace {
 
-constexpr Daemon M = Daemon::management;
+constexpr Daemon A = Daemon::analysis, M = Daemon::management;
 
 Request stat_request(const std::string& text = "")
 {
     return {.code = 2050, .module = "gadget", .data = trailing(text), .segment_size = 16384};
 }
 
-const Case transport_cases[] = {
-    {.name = "the daemon closes without a reply",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.close_without_reply = true}}},
-     .output = "r_Success_0\n",
-     .status = 255},
-    {.name = "the daemon closes inside the reply",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.cut_at = 207}}},
-     .output = "r_Success_0\n",
-     .status = 255},
-    {.name = "a slow daemon: one missed wait, then everything at once",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.answer = "late", .delay_ms = 2500}}},
-     .output = "late"},
-    {.name = "two missed waits are one too many",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.answer = "late", .delay_ms = 2500, .pause_at = 100}}},
-     .output = "r_Success_0\n",
-     .status = 255},
-    {.name = "keytbl list succeeds whatever comes",
-     .arguments = {"keytbl", "list"},
-     .exchanges = {{{.code = 282, .data = trailing("")}, {.close_without_reply = true}}},
-     .output = "r_Success_0\n"},
-};
-
-TEST(Link, Transport)
+// `gadget stat`, answered so.
+Case stat(const Reply& reply, const std::string& output, int status = 0)
 {
-    run_cases(transport_cases);
+    return command("gadget stat", A, {{stat_request(), reply}}, output, status);
 }
 
-const Case reply_cases[] = {
-    {.name = "an error text without its end",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.error = 1, .error_text = std::string(116, 'x')}}},
-     .output = std::string(116, 'x') + "\n",
-     .status = 255},
-    {.name = "an empty error text",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.error = 1}}},
-     .output = "\n",
-     .status = 255},
-    {.name = "the daemon's own transport code",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.error = 5, .error_text = "far"}}},
-     .output = "far\n",
-     .status = 255},
-    {.name = "an answer that fills the segment without an end",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.answer = std::string(16384, 'z'), .length = 1}}},
-     .output = std::string(16384, 'z')},
-    {.name = "lengths and counts that lie",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.answer = "text", .count = -3, .length = 0x7fffffff}}},
-     .output = "text"},
-    {.name = "a negative length is none",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.answer = "text", .length = -1}}}},
-    {.name = "what the daemon writes into our fields leads nowhere",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(),
-                    {.answer = "text",
-                     .edit =
-                         [](Bytes& record, std::span<char>) {
-                             record.u64(176, 0xffffffffffff0000).u32(172, 0xffffffff).i32(16, -1).u8(20, 1);
-                         }}}},
-     .output = "text"},
-};
+// clang-format off
+TEST(Link, Transport)
+{
+    const Case cases[] = {
+        stat({.close_without_reply = true}, "r_Success_0\n", 255),
+        stat({.cut_at = 207}, "r_Success_0\n", 255),
+        stat({.answer = "late", .delay_ms = 2500}, "late"), // one missed wait, then everything at once
+        stat({.answer = "late", .delay_ms = 2500, .pause_at = 100}, "r_Success_0\n", 255), // two are one too many
+        command("keytbl list", A, {{{.code = 282, .data = trailing("")}, {.close_without_reply = true}}}, "r_Success_0\n"),
+    };
+    run_cases(cases);
+}
 
 TEST(Link, Replies)
 {
-    run_cases(reply_cases);
+    const std::string full(16384, 'z'), unended(116, 'x');
+    const Case cases[] = {
+        stat({.error = 1, .error_text = unended}, unended + "\n", 255),
+        stat({.error = 1}, "\n", 255),
+        stat({.error = 5, .error_text = "far"}, "far\n", 255), // the daemon's own transport code
+        stat({.answer = full, .length = 1}, full),
+        stat({.answer = "text", .count = -3, .length = 0x7fffffff}, "text"), // lengths and counts that lie
+        stat({.answer = "text", .length = -1}, ""),
+    };
+    run_cases(cases);
 }
 
 // The text, its blanks and its NUL just fit, or are one too many.
-const Case length_cases[] = {
-    {.name = "fits",
-     .arguments = {"gadget", "stat", std::string(16382, 'a')},
-     .exchanges = {{stat_request(std::string(16382, 'a') + " "), {}}}},
-    {.name = "one too many",
-     .arguments = {"gadget", "stat", std::string(16383, 'a')},
-     .output = "ARG_TOO_LONG\n",
-     .status = 255},
-    {.name = "far too many",
-     .arguments = {"gadget", "stat", std::string(100000, 'a'), "b"},
-     .output = "ARG_TOO_LONG\n",
-     .status = 255},
-    {.name = "leading style fits",
-     .arguments = {"mempcap", "list", std::string(65534, 'a')},
-     .daemon = M,
-     .exchanges = {{{.code = 2055, .module = "mempcap", .data = leading(" " + std::string(65534, 'a'))},
-                    {}}}},
-    {.name = "leading style, one too many",
-     .arguments = {"mempcap", "list", std::string(65535, 'a')},
-     .daemon = M,
-     .output = "ARG_TOO_LONG\n",
-     .status = 255},
-    {.name = "trailing style of a member, one too many",
-     .arguments = {"obslog", "stat", "tag=" + std::string(65531, 'a')},
-     .output = "ARG_TOO_LONG\n",
-     .status = 255},
-    {.name = "without text nothing is too long",
-     .arguments = {"obsquery", "stat", std::string(100000, 'a')},
-     .exchanges = {{{.code = 2050, .module = "obsquery"}, {}}}},
-    {.name = "keytbl has the least segment",
-     .arguments = {"keytbl", "list", std::string(4095, 'a')},
-     .output = "ARG_TOO_LONG\n",
-     .status = 0},
-    {.name = "a module name that just fits",
-     .arguments = {std::string(115, 'm'), "stat"},
-     .exchanges = {{{.code = 2050, .module = std::string(115, 'm'), .data = trailing("")}, {}}}},
-    {.name = "and one that does not",
-     .arguments = {std::string(116, 'm'), "stat"},
-     .output = "ARG_TOO_LONG\n",
-     .status = 255},
-};
-
 TEST(Link, RefusesWhatDoesNotFit)
 {
-    run_cases(length_cases);
+    const std::string whole(16382, 'a'), leading_whole(65534, 'a'), name(115, 'm'), refusal = "ARG_TOO_LONG\n";
+    const Case cases[] = {
+        command("gadget stat " + whole, A, {{stat_request(whole + " "), {}}}, ""),
+        command("gadget stat a" + whole, A, {}, refusal, 255),
+        command("gadget stat " + std::string(100000, 'a') + " b", A, {}, refusal, 255),
+        command("mempcap list " + leading_whole, M, {{{.code = 2055, .module = "mempcap", .data = leading(" " + leading_whole)}, {}}}, ""),
+        command("mempcap list a" + leading_whole, M, {}, refusal, 255),
+        command("obslog stat tag=" + std::string(65531, 'a'), A, {}, refusal, 255),
+        command("obsquery stat " + std::string(100000, 'a'), A, {{{.code = 2050, .module = "obsquery"}, {}}}, ""), // sends none
+        command("keytbl list " + std::string(4095, 'a'), A, {}, refusal, 0), // has the least segment
+        command(name + " stat", A, {{{.code = 2050, .module = name, .data = trailing("")}, {}}}, ""),
+        command(name + "m stat", A, {}, refusal, 255),
+    };
+    run_cases(cases);
 }
-
-const Case output_cases[] = {
-    {.name = "a full disk",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.answer = "text"}}},
-     .status = 255,
-     .output_to = "/dev/full"},
-    {.name = "a closed descriptor; the socket does not take its place",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.answer = "text"}}},
-     .status = 255,
-     .output_to = "-"},
-    {.name = "a reader that has gone",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {.answer = "text"}}},
-     .status = 255,
-     .output_to = "|"},
-    {.name = "an unknown command that nobody hears",
-     .arguments = {"gadget", "frob"},
-     .status = 255,
-     .output_to = "/dev/full"},
-    {.name = "the boot time",
-     .arguments = {"sysboot"},
-     .daemon = Daemon::none,
-     .status = 255,
-     .output_to = "/dev/full"},
-    {.name = "nothing to say, nothing lost",
-     .arguments = {"gadget", "stat"},
-     .exchanges = {{stat_request(), {}}},
-     .output_to = "-"},
-};
 
 TEST(Link, LostOutputIsNoSuccess)
 {
-    run_cases(output_cases);
+    auto to = [](const std::string& place, Case one) {
+        one.output_to = place;
+        return one;
+    };
+    const Reply text{.answer = "text"};
+    const Case cases[] = {
+        to("/dev/full", stat(text, "", 255)),
+        to("-", stat(text, "", 255)), // the socket does not take its place
+        to("|", stat(text, "", 255)),
+        to("/dev/full", command("gadget frob", A, {}, "", 255)),
+        to("/dev/full", command("sysboot", Daemon::none, {}, "", 255)),
+        to("-", stat({}, "")), // nothing to say, nothing lost
+    };
+    run_cases(cases);
 }
+// clang-format on
 
 TEST(Link, RootOfTheLongestLength)
 {
@@ -237,6 +150,7 @@ protected:
         flush_output();
         return testing::internal::GetCapturedStdout();
     }
+    // A record that nobody has given data.
     static RequestRecord request(uint32_t code = 2055)
     {
         RequestRecord record{};
@@ -290,8 +204,8 @@ TEST_F(Session, APathThatNoAddressHoldsIsInvalid)
 TEST_F(Session, LaterExchangesConnectToThePathTheyName)
 {
     std::string first = socket(), second = socket(Daemon::management);
-    ScriptedDaemon analysis(first, {{{.code = 1}, {}}, {{.code = 3}, {}}});
-    ScriptedDaemon management(second, {{{.code = 2}, {}}});
+    ScriptedDaemon analysis(first, {{{.code = 1, .address = 0}, {}}, {{.code = 3, .address = 0}, {}}});
+    ScriptedDaemon management(second, {{{.code = 2, .address = 0}, {}}});
     ASSERT_EQ(0, rpc_init(first.c_str(), 4096));
     RequestRecord one = request(1), two = request(2), three = request(3), four = request(4);
     EXPECT_EQ(0, rpc_exchange(second.c_str(), one)); // the socket of rpc_init, whatever path is named
@@ -304,11 +218,12 @@ TEST_F(Session, LaterExchangesConnectToThePathTheyName)
 TEST_F(Session, DataElsewhereIsCopiedToTheSegment)
 {
     std::string path = socket();
-    ScriptedDaemon daemon(path, {{{.code = 7, .data = counted("x=1 ")}, {}}});
+    const char text[] = "x=1 ";
+    const auto address = reinterpret_cast<uintptr_t>(text);
+    ScriptedDaemon daemon(path, {{{.code = 7, .data = counted(text), .address = address}, {}}});
     ASSERT_EQ(0, rpc_init(path.c_str(), 4096));
     RequestRecord record = request(7);
-    const char text[] = "x=1 ";
-    record.data_address = reinterpret_cast<uintptr_t>(text);
+    record.data_address = address;
     record.data_length = sizeof text;
     EXPECT_EQ(0, rpc_exchange(record));
 }
@@ -318,7 +233,7 @@ TEST_F(Session, TheDictionaryIsTakenFromTheFrontOfTheAnswer)
     root.install_dictionary("full");
     std::string path = socket(), diary = root.path() + "/diary";
     setenv("DICT_DIARY", diary.c_str(), 1);
-    Request wanted{.code = 2055, .wants_dictionary = true};
+    Request wanted{.code = 2055, .wants_dictionary = true, .address = 0};
     ScriptedDaemon daemon(path, {{wanted, {.answer = "answer proper"}}, {wanted, {.answer = "again"}}});
     RequestRecord record;
     EXPECT_STREQ("undname", application_name(3));
@@ -380,7 +295,7 @@ TEST_F(Session, ALibraryWithoutASymbolIsRefused)
         unlink(socket().c_str());
         root.install_dictionary(variant);
         std::string path = socket();
-        ScriptedDaemon daemon(path, {{{.code = 2055, .wants_dictionary = true}, {}}});
+        ScriptedDaemon daemon(path, {{{.code = 2055, .wants_dictionary = true, .address = 0}, {}}});
         RequestRecord record;
         EXPECT_EQ(-1, take_dictionary(path, record));
         EXPECT_EQ(12, record.error);
@@ -394,7 +309,7 @@ TEST_F(Session, ALibraryWithoutASymbolIsRefused)
 TEST_F(Session, AMissingLibraryGivesTheLoadersWords)
 {
     std::string path = socket();
-    ScriptedDaemon daemon(path, {{{.code = 2055, .wants_dictionary = true}, {}}});
+    ScriptedDaemon daemon(path, {{{.code = 2055, .wants_dictionary = true, .address = 0}, {}}});
     RequestRecord record;
     EXPECT_EQ(-1, take_dictionary(path, record));
     EXPECT_EQ(12, record.error);

@@ -64,7 +64,8 @@ struct Request {
     Data data = {};          // default: length 0
     bool wants_dictionary = false;
     int32_t cursor = 0;
-    uint32_t segment_size = 0; // bytes; 0: any
+    uint32_t segment_size = 0;            // bytes; 0: any
+    std::optional<uint64_t> address = {}; // of the data; default: where the client has its segment
     std::function<void(const std::string& record)> check =
         {}; // may use EXPECT_...: runs in the test's thread
 };

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/shm.h>
@@ -42,6 +43,24 @@ struct Segment {
     Segment(const Segment&) = delete;
 };
 
+// Where a process has a segment attached; the daemon's own place is among them when it is the same process.
+std::vector<uint64_t> places_of(uint64_t segment_id, pid_t process)
+{
+    std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
+    std::vector<uint64_t> places;
+    unsigned long first = 0, id = 0;
+    for (std::string line; std::getline(maps, line);)
+        if (sscanf(line.c_str(), "%lx-%*s %*s %*s %*s %lu", &first, &id) == 2 && id == segment_id &&
+            line.find("/SYSV") != std::string::npos)
+            places.push_back(first);
+    return places;
+}
+
+bool all_zero(std::string_view bytes)
+{
+    return bytes.find_first_not_of('\0') == std::string_view::npos;
+}
+
 std::string shown(std::string_view text)
 {
     return testing::PrintToString(std::string(text));
@@ -69,6 +88,7 @@ struct ScriptedDaemon::Script {
     bool end();
     void serve(int connection);
     void compare_request(const Request& expected, const std::string& record, const Segment& segment);
+    void compare_address(const Request& expected, uint64_t address, const std::vector<uint64_t>& places);
     static void send_reply(int connection, const std::string& record, const Reply& reply);
     std::string reply_to(const std::string& record, const Reply& reply, Segment& segment);
 };
@@ -212,10 +232,23 @@ void ScriptedDaemon::Script::compare_request(const Request& expected, const std:
     compare("segment mode", 0600, segment.mode);
     auto now = static_cast<uint64_t>(time(nullptr));
     compare("request time is current", true, read_le(r + 200, 4) + 60 > now && read_le(r + 200, 4) <= now);
-    if (expected.data.length == 0)
-        return; // what lies in the segment does not matter
+    compare_address(expected, read_le(r + 8, 8), places_of(read_le(r + 16, 4), segment.creator));
+    for (auto [offset, size] : {std::pair{21U, 11U}, {152U, 4U}, {160U, 4U}, {184U, 16U}, {204U, 4U}})
+        compare("reserved bytes are zero", true, all_zero({r + offset, size}));
     std::string_view area(segment.bytes.data(), segment.bytes.size());
-    compare("argument text", expected.data.text, std::string(area.substr(0, area.find('\0'))));
+    if (expected.data.length > 0)
+        compare("argument text", expected.data.text, std::string(area.substr(0, area.find('\0'))));
+    else if (arrived == 0) // later an answer lies there
+        compare("a segment without text is empty", true, all_zero(area));
+}
+
+void ScriptedDaemon::Script::compare_address(const Request& expected, uint64_t address,
+                                             const std::vector<uint64_t>& places)
+{
+    if (expected.address)
+        compare("data address", *expected.address, address);
+    else
+        compare("data address is the segment", 1, std::ranges::count(places, address));
 }
 
 void ScriptedDaemon::Script::send_reply(int connection, const std::string& record, const Reply& reply)
@@ -237,6 +270,9 @@ std::string ScriptedDaemon::Script::reply_to(const std::string& record, const Re
         failures.push_back("the script's answer does not fit the segment");
     else
         memcpy(segment.bytes.data(), answer.c_str(), std::min(answer.size() + 1, segment.bytes.size()));
+    // What the client has to write anew into a next request, and to read nowhere, comes back as nonsense.
+    out.u32(0, 0xdeadbeef).i32(4, 0x7ffffff0).u64(8, 0x1000).i32(16, -1).u8(20, 1);
+    out.text(36, "nonsense", 116).u32(172, ~0U).u64(176, ~0xffffULL).u32(200, 1);
     out.u8(21, reply.last ? 1 : 0).i32(32, reply.error).i32(156, reply.cursor).i32(164, reply.count);
     out.i32(168, reply.length.value_or(static_cast<int32_t>(reply.answer.size())));
     if (reply.error != 0)
