@@ -35,7 +35,7 @@ bool flush_output();
 // True when a byte is known to be lost: a long output need not go on.
 bool output_lost();
 
-// For the handler of a stop signal (without SA_RESTART, both stop signals masked): writes out what is
-// buffered and ends the run. Async-signal-safe, gives up after about half a second on a reader that does not
-// read. Returns only when the signal interrupted a write: the run then ends as soon as that returns.
+// For the handler of a stop signal (see handle_stop_signals()): writes out what is buffered and ends the run.
+// Async-signal-safe, gives up after about half a second on a reader that does not read. Returns only when the
+// signal interrupted a write: the run then ends as soon as that returns.
 void end_run_in_signal_handler(int status);

@@ -17,7 +17,7 @@ static void open_standard_descriptors()
 int main(int argc, char** argv)
 {
     open_standard_descriptors();
-    ignore_broken_pipes();
+    ignore_write_signals();
     int status = dispatch(argc, argv);
     return flush_output() ? status : 255; // what the caller did not get is never a success
 }

@@ -1,6 +1,7 @@
 #include "cli/signals.h"
 
 #include "base/output.h"
+#include "base/stop_signals.h"
 #include "link/rpc_session.h"
 
 #include <csignal>
@@ -20,9 +21,10 @@ static void on_stop(int)
     end_run_in_signal_handler(1);
 }
 
-void ignore_broken_pipes()
+void ignore_write_signals()
 {
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 void install_signal_handlers()
@@ -31,10 +33,5 @@ void install_signal_handlers()
     action.sa_flags = SA_RESTART;
     action.sa_handler = on_fault;
     sigaction(SIGSEGV, &action, nullptr);
-    action.sa_flags = 0;                 // a write is interrupted, so that it tells how much of it went out
-    sigaddset(&action.sa_mask, SIGTERM); // the second stop signal does not interrupt the first one's flush
-    sigaddset(&action.sa_mask, SIGINT);
-    action.sa_handler = on_stop;
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGINT, &action, nullptr);
+    handle_stop_signals(on_stop);
 }

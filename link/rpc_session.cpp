@@ -141,8 +141,8 @@ int rpc_init(const char* path, size_t size)
     }
     if (size < segment_min)
         size = segment_min;
-    // A stop signal between creating and marking would leave the segment behind.
-    sigset_t before = hold_stop_signals();
+    // Whatever ends the run between creating and marking would leave the segment behind.
+    sigset_t before = hold_every_signal();
     int made = make_segment(size);
     restore_signals(before);
     if (made != 0) {

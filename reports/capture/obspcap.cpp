@@ -33,12 +33,6 @@ struct Geometry {
     int count = 8;
 };
 
-// A limit on file sizes is to fail the write, not to end the run.
-void ignore_size_limit_signal()
-{
-    signal(SIGXFSZ, SIG_IGN);
-}
-
 bool exists(const char* path)
 {
     int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC); // a FIFO must not hold us
@@ -191,7 +185,6 @@ int obspcap_init(int argc, char** argv)
         print("file \"%s\" exist!\n", place.path);
         return -1;
     }
-    ignore_size_limit_signal();
     return create_ring(place.path, geometry);
 }
 
@@ -213,7 +206,6 @@ int obspcap_save(int argc, char** argv)
         print_line("no full block found");
         return 0;
     }
-    ignore_size_limit_signal();
     Patience patience;
     // The ring itself is no output: cut down to nothing under its own mapping it would end the run by SIGBUS.
     int file = same_file(from.path, to.path) ? -1 : create_output(to.path, patience);

@@ -1,5 +1,6 @@
 // However a run ends, its segment goes with it; a stop signal ends it with status 1 and what was printed is
 // out.
+#include "base/stop_signals.h"
 #include "tests/support/program.h"
 
 #include <algorithm>
@@ -10,8 +11,10 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -70,7 +73,7 @@ int stop_at_random(const Stoppable& one, std::mt19937& random)
         scene.root.install_dictionary("full");
         Program program(one.arguments, scene.environment());
         usleep(static_cast<unsigned>(random() % static_cast<unsigned>(undisturbed)));
-        int signal = i % 2 == 0 ? SIGTERM : SIGINT;
+        int signal = stop_signals[i % std::size(stop_signals)];
         kill(program.pid(), signal);
         const RunResult& run = program.wait(20);
         scene.daemon.abandon();
@@ -137,8 +140,8 @@ void expect_end_without_a_reply(int signal, int status)
 
 TEST(Signals, TheDaemonIsNotWaitedFor)
 {
-    expect_end_without_a_reply(SIGTERM, 1);
-    expect_end_without_a_reply(SIGINT, 1);
+    for (int signal : stop_signals)
+        expect_end_without_a_reply(signal, 1);
     expect_end_without_a_reply(SIGKILL, -SIGKILL);
 }
 
@@ -209,13 +212,38 @@ TEST(Signals, ARealFaultEndsTheRunAndItsSegment)
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 
-// A reader that goes away is no signal.
-TEST(Signals, ABrokenPipeIsAnError)
+// As under nohup: the closed terminal does not end the run.
+TEST(Signals, WhatIsIgnoredAtTheStartStaysIgnored)
 {
-    Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1}}});
-    Program program(walking, scene.environment(), "|");
-    EXPECT_EQ(255, program.wait().status);
+    Scene scene(Daemon::management,
+                {{batch_request, {.answer = session_record, .count = 1, .before = [](pid_t run) {
+                                      kill(run, SIGHUP);
+                                      kill(run, SIGQUIT);
+                                  }}}});
+    Program program(walking, scene.environment(), "", {SIGHUP, SIGQUIT});
+    EXPECT_EQ(0, program.wait(20).status);
+    EXPECT_EQ(std::string(opening) + row + R"(], "total":1})", program.output());
+}
+
+// A reader that goes away, or a limit on the size of files, is no signal.
+TEST(Signals, LostOutputIsAnError)
+{
+    Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1}},
+                                     {batch_request, {.answer = session_record, .count = 1}}});
+    EXPECT_EQ(255, Program(walking, scene.environment(), "|").wait().status);
     EXPECT_EQ(255, Program({"sysboot"}, scene.environment(), "|").wait().status);
+
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlim_t before = std::exchange(limit.rlim_cur, 8);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    Program limited(walking, scene.environment(), scene.root.path() + "/limited");
+    Program listing({}, scene.environment(), scene.root.path() + "/listing");
+    limit.rlim_cur = before;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(255, limited.wait().status);
+    EXPECT_EQ(255, listing.wait().status);
+    EXPECT_EQ(std::string(opening).substr(0, 8), read_file(scene.root.path() + "/limited"));
 }
 
 } // namespace

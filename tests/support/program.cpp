@@ -41,11 +41,13 @@ std::vector<char*> pointers(std::vector<std::string>& texts)
     return out;
 }
 
-// Every signal at its default, none blocked, whatever the test runner has.
-void start_clean(posix_spawnattr_t& attributes)
+// Every signal at its default but for the `kept`, none blocked, whatever the test runner has.
+void start_clean(posix_spawnattr_t& attributes, const std::vector<int>& kept)
 {
     sigset_t all, none;
     sigfillset(&all);
+    for (int signal : kept)
+        sigdelset(&all, signal);
     sigemptyset(&none);
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setsigdefault(&attributes, &all);
@@ -95,7 +97,7 @@ Environment environment_below(const std::string& root)
 }
 
 Program::Program(const std::vector<std::string>& arguments, const Environment& environment,
-                 const std::string& output_to)
+                 const std::string& output_to, const std::vector<int>& ignored)
 {
     std::vector<std::string> words{"vigil"}, settings;
     words.insert(words.end(), arguments.begin(), arguments.end());
@@ -120,9 +122,13 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
         out[0] = -1;
     }
     posix_spawnattr_t attributes;
-    start_clean(attributes);
+    start_clean(attributes, ignored);
+    for (int signal : ignored)
+        ::signal(signal, SIG_IGN);
     int failure = posix_spawn(&run_.pid, VIGIL_BINARY, &to.actions, &attributes, pointers(words).data(),
                               pointers(settings).data());
+    for (int signal : ignored)
+        ::signal(signal, SIG_DFL);
     posix_spawnattr_destroy(&attributes);
     close(errors[1]);
     close(out[1]);

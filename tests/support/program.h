@@ -166,11 +166,12 @@ std::string socket_of(Daemon daemon); // "/var/tmp/obslog.d" ...
 using Environment = std::map<std::string, std::string>;
 Environment environment_below(const std::string& root);
 
-// Starts the built vigil. `output_to` as in Case; its standard output is otherwise captured.
+// Starts the built vigil. `output_to` as in Case; its standard output is otherwise captured. Signals are at
+// their defaults but for those that are to be `ignored`.
 class Program {
 public:
     Program(const std::vector<std::string>& arguments, const Environment& environment,
-            const std::string& output_to = "");
+            const std::string& output_to = "", const std::vector<int>& ignored = {});
     ~Program(); // kills what is still running
     Program(const Program&) = delete;
     pid_t pid() const { return run_.pid; }
