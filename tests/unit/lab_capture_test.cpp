@@ -1,7 +1,7 @@
 // The lab's capture reader, held against what a standard analyser says of the same packets.
-#include "lab/capture.h"
-#include "lab/flow_table.h"
-#include "lab/fragments.h"
+#include "lab/packets/capture.h"
+#include "lab/packets/flow_table.h"
+#include "lab/packets/fragments.h"
 
 #include <gtest/gtest.h>
 #include <pcap/pcap.h>

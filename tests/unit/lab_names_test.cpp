@@ -1,5 +1,6 @@
 // The readers of foreign payloads.
-#include "lab/names.h"
+#include "lab/packets/names.h"
+#include "lab/world/words.h"
 
 #include <gtest/gtest.h>
 #include <random>

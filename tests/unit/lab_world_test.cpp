@@ -1,6 +1,7 @@
 // Generated worlds, and the totals of the reports that are counted from them.
-#include "lab/generator.h"
-#include "lab/views.h"
+#include "lab/views/event_log.h"
+#include "lab/views/views.h"
+#include "lab/world/generator.h"
 
 #include <gtest/gtest.h>
 #include <set>
@@ -13,6 +14,7 @@ World generated(uint32_t sessions, uint64_t seed)
 {
     World world;
     generate({.sessions = sessions, .seed = seed, .now = now}, world);
+    log_events(world);
     return world;
 }
 

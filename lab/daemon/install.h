@@ -1,0 +1,10 @@
+#pragma once
+// What the appliance's software would have put below the root: folders, dictionary library, configuration,
+// vendor database.
+#include "lab/world/world.h"
+
+#include <string>
+
+// False with a message on standard error when something that the daemons cannot do without is missing.
+// `vendor_list`: the IEEE's list of prefixes; a missing one only costs the vendor names.
+bool install_appliance(const World& world, const std::string& vendor_list);

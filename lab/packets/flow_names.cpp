@@ -1,0 +1,151 @@
+// What the payloads of a session tell about it.
+#include "lab/packets/flow_table.h"
+
+#include "lab/packets/names.h"
+#include "lab/world/words.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr size_t head_max = 16384;   // bytes kept of a direction before giving up on it
+constexpr size_t events_max = 65536; // a log of the appliance holds no more
+
+bool either_port(const Packet& packet, uint16_t port)
+{
+    return packet.source_port == port || packet.destination_port == port;
+}
+
+bool is_dns(const Packet& packet)
+{
+    return either_port(packet, 53) || either_port(packet, 5353) || either_port(packet, 5355);
+}
+
+Bytes bytes_of(const std::string& text)
+{
+    return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+}
+
+} // namespace
+
+// Adds the packet's payload to its direction's head when it is the next in order, and reads the head.
+void FlowTable::examine_stream(const Packet& packet, Session& session, Flow& flow, bool up)
+{
+    Head& head = up ? flow.up.head : flow.down.head;
+    if (head.done || packet.payload.empty() || packet.has(tcp_flag::syn))
+        return;
+    if (!head.begun) {
+        head.next = packet.sequence;
+        head.begun = true;
+    }
+    if (packet.sequence != head.next)
+        return;
+    head.bytes.append(reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size());
+    head.next += packet.payload_length;
+    bool cut = packet.payload.size() < packet.payload_length || head.bytes.size() > head_max;
+    if (is_dns(packet) && head.bytes.size() > 2)
+        learn_from_dns(bytes_of(head.bytes).subspan(2), session); // behind the message's length
+    bool told = up ? examine_client_head(bytes_of(head.bytes), session)
+                   : examine_server_head(packet, bytes_of(head.bytes), session);
+    if (told || cut) {
+        head.done = true;
+        std::string{}.swap(head.bytes);
+    }
+}
+
+// Returns whether nothing more can come of this head.
+bool FlowTable::examine_client_head(Bytes head, Session& session)
+{
+    HttpRequest http;
+    TlsHello tls;
+    std::string banner;
+    Found found[] = {read_http_request(head, http), read_tls_client_hello(head, tls),
+                     read_ssh_banner(head, banner)};
+    if (found[0] == Found::yes) {
+        session.request = traffic_.texts.intern(http.method);
+        session.agent = traffic_.texts.intern(http.agent);
+        session.host = traffic_.texts.intern(http.host);
+        learn_name(session.server, http.host);
+    } else if (found[1] == Found::yes) {
+        session.encrypted = true;
+        session.request = traffic_.texts.intern(tls_version_word(tls.version));
+        session.host = traffic_.texts.intern(tls.server_name);
+        learn_name(session.server, tls.server_name);
+    } else if (found[2] == Found::yes) {
+        session.encrypted = true;
+        session.agent = traffic_.texts.intern(banner);
+    }
+    return std::none_of(std::begin(found), std::end(found), [](Found f) { return f == Found::need_more; });
+}
+
+bool FlowTable::examine_server_head(const Packet& packet, Bytes head, Session& session)
+{
+    HttpResponse http;
+    TlsHello tls;
+    std::string banner;
+    Found found[] = {read_http_response(head, http), read_tls_server_hello(head, tls),
+                     read_ssh_banner(head, banner)};
+    if (found[0] == Found::yes) {
+        session.http_status = http.status;
+        session.banner = traffic_.texts.intern(http.server);
+    } else if (found[1] == Found::yes) {
+        session.request = traffic_.texts.intern(tls_version_word(tls.version));
+        log_event(traffic_.tls_events, packet, session, {.tls_version = tls.version});
+    } else if (found[2] == Found::yes) {
+        session.banner = traffic_.texts.intern(banner);
+        log_event(traffic_.ssh_events, packet, session, {.text = banner});
+    }
+    return std::none_of(std::begin(found), std::end(found), [](Found f) { return f == Found::need_more; });
+}
+
+void FlowTable::examine_datagram(const Packet& packet, Session& session)
+{
+    NetbiosPacket netbios;
+    if (is_dns(packet))
+        learn_from_dns(packet.payload, session);
+    else if (packet.destination_port == 514)
+        log_event(traffic_.syslog_events, packet, session, {.text = read_syslog(packet.payload)});
+    else if ((packet.destination_port == 137 || packet.destination_port == 138) &&
+             read_netbios(packet.payload, packet.destination_port, netbios))
+        log_event(traffic_.netbios_events, packet, session,
+                  {.operation = netbios.operation, .text = netbios.name});
+}
+
+// The name that was asked for belongs to every address of the answer, however many aliases stand between.
+void FlowTable::learn_from_dns(Bytes payload, Session& session)
+{
+    DnsMessage message;
+    if (!read_dns(payload, message))
+        return;
+    if (session.host == 0 && !message.question.empty()) {
+        session.host = traffic_.texts.intern(message.question);
+        session.request = traffic_.texts.intern(dns_type_word(message.question_type));
+    }
+    if (!message.is_response)
+        return;
+    for (const DnsAnswer& answer : message.answers)
+        if (answer.has_address)
+            answered_names_.try_emplace(
+                answer.address,
+                traffic_.texts.intern(message.question.empty() ? answer.name : message.question));
+}
+
+void FlowTable::learn_name(uint32_t endpoint, const std::string& name)
+{
+    Address address;
+    if (traffic_.endpoints[endpoint].name == 0 && !parse_address(name, address))
+        traffic_.endpoints[endpoint].name = traffic_.texts.intern(name);
+}
+
+void FlowTable::log_event(std::vector<ProtocolEvent>& log, const Packet& packet, const Session& session,
+                          ProtocolEvent event)
+{
+    if (log.size() == events_max)
+        return;
+    event.client = session.client;
+    event.server = session.server;
+    event.client_port = session.client_port;
+    event.server_port = session.server_port;
+    event.time = static_cast<uint32_t>(packet.time / 1000000);
+    log.push_back(std::move(event));
+}

@@ -1,0 +1,48 @@
+#include "lab/packets/fragments.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr size_t open_max = 256; // datagrams that wait for pieces; beyond that all are given up
+constexpr uint32_t datagram_max = 65535;
+
+bool is_whole(const std::map<uint32_t, uint32_t>& pieces, uint32_t whole)
+{
+    uint32_t reached = 0;
+    for (auto [offset, length] : pieces) {
+        if (offset > reached)
+            return false;
+        reached = std::max(reached, offset + length);
+    }
+    return whole != 0 && reached >= whole;
+}
+
+} // namespace
+
+Decoded Fragments::add(const Fragment& piece, Packet& packet)
+{
+    if (piece.length > datagram_max || piece.offset > datagram_max - piece.length)
+        return Decoded::malformed;
+    if (piece.bytes.size() < piece.length)
+        return Decoded::truncated;
+    if (open_.size() >= open_max)
+        open_.clear();
+    Key key{packet.source.bytes, packet.destination.bytes, packet.protocol, packet.vlan,
+            piece.identification};
+    Datagram& datagram = open_[key];
+    uint32_t end = piece.offset + piece.length;
+    if (datagram.bytes.size() < end)
+        datagram.bytes.resize(end);
+    std::copy(piece.bytes.begin(), piece.bytes.end(), datagram.bytes.begin() + piece.offset);
+    uint32_t& length = datagram.pieces[piece.offset];
+    length = std::max(length, piece.length);
+    if (!piece.more)
+        datagram.whole = end;
+    if (!is_whole(datagram.pieces, datagram.whole))
+        return Decoded::fragment;
+    complete_ = std::move(datagram.bytes);
+    complete_.resize(datagram.whole);
+    open_.erase(key);
+    return decode_transport(complete_, static_cast<uint32_t>(complete_.size()), packet);
+}

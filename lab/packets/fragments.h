@@ -1,0 +1,25 @@
+#pragma once
+// Puts IP datagrams together. As standard analysers count, the frame that completes a datagram stands for it.
+#include "lab/packets/packet.h"
+
+#include <map>
+#include <tuple>
+#include <vector>
+
+class Fragments {
+public:
+    // Adds a piece. Returns what the whole datagram decodes to when `piece` completed it (its bytes then live
+    // until the next call), and Decoded::fragment before that.
+    Decoded add(const Fragment& piece, Packet& packet);
+
+private:
+    struct Datagram {
+        std::vector<uint8_t> bytes;
+        std::map<uint32_t, uint32_t> pieces; // offset, length
+        uint32_t whole = 0;                  // length, once the last piece has come
+    };
+    using Key = std::tuple<std::array<uint8_t, 16>, std::array<uint8_t, 16>, uint8_t, uint16_t, uint32_t>;
+
+    std::map<Key, Datagram> open_;
+    std::vector<uint8_t> complete_;
+};

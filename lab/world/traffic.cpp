@@ -1,0 +1,15 @@
+#include "lab/world/traffic.h"
+
+uint32_t Traffic::endpoint_of(const Address& address)
+{
+    auto [found, added] = endpoint_index.try_emplace(address, static_cast<uint32_t>(endpoints.size()));
+    if (added)
+        endpoints.push_back({.address = address});
+    return found->second;
+}
+
+std::string Traffic::name_of(uint32_t endpoint) const
+{
+    TextId name = endpoints[endpoint].name;
+    return name != 0 ? std::string{text(name)} : address_text(address(endpoint));
+}
