@@ -212,6 +212,15 @@ const OuiEntry* oui_find(const uint8_t* mac)
     return entry;
 }
 
+void print_oui_mac(const uint8_t (&mac)[6], char separator, UnknownMaker unknown)
+{
+    if (const OuiEntry* maker = oui_find(mac))
+        print(R"(,"oui_mac":"%s_%02x%c%02x%c%02x")", maker->vendor, mac[3], separator, mac[4], separator,
+              mac[5]);
+    else if (unknown == UnknownMaker::empty)
+        print_text(R"(,"oui_mac":"")");
+}
+
 const OuiKey& oui_build_key()
 {
     return build_key;

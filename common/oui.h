@@ -21,6 +21,14 @@ int oui_load();
 // The entry of the address's first three bytes, or null; null before any load.
 const OuiEntry* oui_find(const uint8_t* mac);
 
+// The member of a row behind its MAC address: ,"oui_mac":"Vendor_3c:4d:5e" with the last three bytes. Reports
+// differ in the separator of the bytes and in what stands there when the maker is not known.
+enum class UnknownMaker {
+    left_out, // nothing
+    empty     // ,"oui_mac":""
+};
+void print_oui_mac(const uint8_t (&mac)[6], char separator, UnknownMaker unknown);
+
 // The parts of oui_load, for those who have their own file and key.
 int oui_make_pool();                                    // 0, or -1 with a message
 int oui_read_file(const char* path, const OuiKey& key); // 0, or -1 with a message; needs a pool

@@ -27,7 +27,6 @@ Ipv6Text address_text(const WireAddress& address, bool is_ipv6)
     return out;
 }
 
-// Unlike elsewhere a maker that is not known prints nothing, and the bytes are separated by "-".
 void print_mac(const uint8_t (&mac)[6])
 {
     static constexpr uint8_t none[6] = {};
@@ -36,8 +35,7 @@ void print_mac(const uint8_t (&mac)[6])
         return;
     }
     print(R"(,"mac":"%s")", mac_text(mac).text);
-    if (const OuiEntry* maker = oui_find(mac))
-        print(R"(,"oui_mac":"%s_%02x-%02x-%02x")", maker->vendor, mac[3], mac[4], mac[5]);
+    print_oui_mac(mac, '-', UnknownMaker::left_out);
 }
 
 void print_head(const ProtocolLogHead& head, const char* protocol)

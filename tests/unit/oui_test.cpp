@@ -1,6 +1,7 @@
 #include "common/oui.h"
 
 #include "base/output.h"
+#include "tests/support/captured_output.h"
 #include "tests/support/vendors.h"
 #include "tests/unit/private_files.h"
 
@@ -73,6 +74,25 @@ TEST(Oui, ReadsRecords)
     EXPECT_EQ(vendor_of(0, 0x1a, 0x2b), "Vendor name") << "loading again keeps what is known";
     EXPECT_EQ(vendor_of(2, 0, 1), "new");
     EXPECT_EQ(vendor_of(2, 0, 2), "-");
+}
+
+TEST(Oui, Member)
+{
+    PrivateFiles files;
+    load(files, enciphered(signature + "06:05:04 Maker\n"));
+    const uint8_t known[] = {6, 5, 4, 0x0a, 0, 0xff}, stranger[] = {6, 5, 3, 0x0a, 0, 0xff};
+    const struct {
+        char separator;
+        UnknownMaker unknown;
+        const char *of_known, *of_stranger;
+    } cases[] = {
+        {':', UnknownMaker::empty, R"(,"oui_mac":"Maker_0a:00:ff")", R"(,"oui_mac":"")"},
+        {'-', UnknownMaker::left_out, R"(,"oui_mac":"Maker_0a-00-ff")", ""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(captured_output([&] { print_oui_mac(known, c.separator, c.unknown); }), c.of_known);
+        EXPECT_EQ(captured_output([&] { print_oui_mac(stranger, c.separator, c.unknown); }), c.of_stranger);
+    }
 }
 
 TEST(Oui, ReportsBadFiles)
