@@ -2,7 +2,6 @@
 #include "tests/support/program.h"
 
 #include <ctime>
-#include <fstream>
 #include <gtest/gtest.h>
 
 namespace {
@@ -44,19 +43,26 @@ TEST(Dispatch, ListsAndRefuses)
 
 TEST(Dispatch, BootTime)
 {
-    auto boot = [] { // as the kernel tells it now, to the second
-        double up = 0;
-        std::ifstream("/proc/uptime") >> up;
-        return static_cast<long>(time(nullptr)) - static_cast<long>(up);
+    auto sysboot = [](const std::string& output, const std::string& fault, const std::string& uptime = "") {
+        Case one = command("sysboot", Daemon::none, {}, output);
+        one.fault = fault;
+        one.files = {{"/uptime", uptime}};
+        return one;
     };
-    run_case({.name = "sysboot",
-              .arguments = {"sysboot"},
-              .daemon = Daemon::none,
-              .check = [&](const RunResult& run) {
-                  long seconds = atol(run.output.c_str());
-                  EXPECT_EQ(std::to_string(seconds) + "_0\n", run.output);
-                  EXPECT_NEAR(static_cast<double>(boot()), static_cast<double>(seconds), 2);
-              }});
+    const std::string moved = "fopen /proc/uptime {root}/uptime", failed = "fail to get bootup time\n";
+    Case up = sysboot("", moved, "100.99 5.0\n");
+    up.check = [](const RunResult& run) {
+        long seconds = atol(run.output.c_str());
+        EXPECT_EQ(std::to_string(seconds) + "_0\n", run.output);
+        EXPECT_NEAR(static_cast<double>(time(nullptr) - 100), static_cast<double>(seconds), 60);
+    };
+    const Case cases[] = {
+        up,
+        sysboot("fail to open /proc/uptime\n" + failed, "fopen /proc/uptime"),
+        sysboot(failed, moved),
+        sysboot(failed, moved, "100\n"),
+    };
+    run_cases(cases);
 }
 
 // Rows without a handler: the daemon gets the row's code, generic ones with the row's module name.

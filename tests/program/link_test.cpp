@@ -37,6 +37,22 @@ TEST(Link, Transport)
     run_cases(cases);
 }
 
+// The daemon gets a connection, and no request.
+TEST(Link, CallsThatFail)
+{
+    auto failing = [](const std::string& fault, const std::string& output) {
+        Case one = command("gadget stat", A, {}, output, 255);
+        one.fault = fault;
+        return one;
+    };
+    const Case cases[] = {
+        failing("shmget", "rpc_init: shmget fail(No space left on device)\n"),
+        failing("shmat", "rpc_init: shmat fail(Cannot allocate memory)\n"),
+        failing("send", "s_Connection reset by peer_104\n"),
+    };
+    run_cases(cases);
+}
+
 TEST(Link, Replies)
 {
     const std::string full(16384, 'z'), unended(116, 'x');

@@ -6,6 +6,7 @@
 
 namespace {
 
+using namespace std::string_view_literals;
 const std::string no_vendors = "file fstat error\n";
 
 // From 10.0.0.1:1024 to 10.0.0.2:514, `second` seconds after 2023-11-15/06:13:20 in the zone of the tests.
@@ -87,7 +88,8 @@ TEST(ProtocolLog, NetbiosOperationsAndNames)
 {
     const struct {
         uint64_t code;
-        const char *encoded, *printed;
+        std::string_view encoded;
+        const char* printed;
     } cases[] = {
         {0, "EBECCADB", R"(,"code_id":0,"code_name":"QUERY","name":"AB1")"},
         {1, "CCFOHOCB", R"(,"code_id":1,"code_name":"WRITE_MAIL_SLOT","name":""^~!")"},
@@ -98,6 +100,7 @@ TEST(ProtocolLog, NetbiosOperationsAndNames)
         {7, "FPHLHN", R"(,"code_id":7,"code_name":"WACK","name":"_{}")"},
         {8, "EA", R"(,"code_id":8,"code_name":"REFRESH","name":"@")"},
         {9, "E", R"(,"name":"")"},
+        {3, {"EB\0\0EC\0ED", 9}, R"(,"name":"AB")"}, // on behind a NUL, pair by pair
     };
     std::string answer;
     std::vector<std::string> rows;
@@ -105,14 +108,14 @@ TEST(ProtocolLog, NetbiosOperationsAndNames)
         answer += record(136).u8(40, c.code).text(48, c.encoded).text(79, "b").str();
         rows.push_back(row(0, "UDP", std::string("b\"") + c.printed));
     }
-    run_case(logs("obsnetbios list", {{.answer = answer, .count = 8}}, no_vendors + data_of(rows, 8)));
+    run_case(logs("obsnetbios list", {{.answer = answer, .count = 9}}, no_vendors + data_of(rows, 9)));
 }
 
 TEST(ProtocolLog, NetbiosKeys)
 {
     std::string answer; // FILESERVER1; SERVER; "B" (EC) across a pair boundary; the same only with the suffix
-    for (const char* name :
-         {"EGEJEMEFFDEFFCFGEFFCDB", "FDEFFCFGEFFC", "FECH", "DADADADADADADADADADADADADADADEC"})
+    for (std::string_view name : {"EGEJEMEFFDEFFCFGEFFCDB"sv, "FDEFFCFGEFFC"sv, "FECH"sv,
+                                  "DADADADADADADADADADADADADADADEC"sv, "EB\0\0EI"sv})
         answer += record(136).text(48, name).str();
     auto named = [](const std::string& name) {
         return row(0, "UDP", R"(","code_id":0,"code_name":"QUERY","name":")" + name + "\"");
@@ -121,10 +124,11 @@ TEST(ProtocolLog, NetbiosKeys)
         {"key=fileserver1", data_of({named("FILESERVER1")}, 1)},
         {"key=Server", data_of({named("FILESERVER1"), named("SERVER")}, 2)},
         {"key=b", data_of({named("T'")}, 1)},
+        {"key=h", data_of({named("AH")}, 1)}, // EI behind the NULs
         {"key=ABCDEFGHIJKLMNO", data_of({}, 0)},
     };
     for (const auto& [key, output] : cases)
-        run_case(logs("obsnetbios list " + key, {{.answer = answer, .count = 4}}, no_vendors + output));
+        run_case(logs("obsnetbios list " + key, {{.answer = answer, .count = 5}}, no_vendors + output));
     for (const char* key : {"key=abcdefghijklmnop", "key=a/b", "key=a\\", "key=\xe4"})
         run_case(logs(std::string("obsnetbios list key=a ") + key, {}, "invalid key", 255));
 }

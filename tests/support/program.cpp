@@ -247,6 +247,11 @@ void run_case(const Case& one)
     Environment environment = environment_below(root.path());
     for (const auto& [name, value] : one.environment)
         environment[name] = with_root(value, root.path());
+    if (!one.fault.empty()) {
+        environment["FAULT"] = with_root(one.fault, root.path());
+        environment["LD_PRELOAD"] = VIGIL_BINARY_DIR "/tests/faults.so";
+        environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
+    }
     std::vector<std::string> arguments;
     for (const std::string& argument : one.arguments)
         arguments.push_back(with_root(argument, root.path()));

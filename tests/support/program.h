@@ -116,6 +116,7 @@ struct Case {
     std::map<std::string, std::string> environment =
         {}; // beside VIGIL_ROOT, TZ=CST-8, PATH, sanitizer options
     std::string errors = {};
+    std::string fault = {}; // a call that fails in the run, as tests/support/faults takes it
     std::string output_to =
         {}; // open this instead of capturing ("/dev/full"); "-": closed; "|": nobody reads
     std::function<void(const RunResult&)> check = {};        // instead of comparing `output`

@@ -109,6 +109,7 @@ TEST(ConfigLines, HandlersRefuse)
                  {cusiprng_line, "iprng=1.2.3.256 info=x", "INV_IP"},
                  {cusiprng_line, "iprng=any info=x", "INV_IP"},
                  {cusiprng_line, "iprng=0.0.0.0/8 info=x", "INV_IP_INFO"},
+                 {cusiprng_line, "iprng=1.2.3.4-0 info=x", "INV_IP_INFO"},
                  {cusiprng_line, "iprng=10.0.0.1", "INV_IP_INFO"},
                  {assetsdesc_group_line, "id=1024 name=a", "INV_ID\n"},
                  {assetsdesc_group_line, "id=-1 name=a", "INV_ID\n"},
@@ -123,13 +124,16 @@ TEST(ConfigLines, HandlersRefuse)
                  {assetsdesc_line, "pid=3", "INV_NAME\n"},
                  {assetsdesc_line, "name=a", "INV_PID\n"},
                  {assetsdesc_line, "pid=4 name=a", "INV_PID\n"},
+                 {assetsdesc_line, "pid=1025 name=a", "INV_PID\n"},
                  {assetsdesc_line, "pid=3 name=a", ""},
                  {assetsdesc_line, "pid=3 name=b value=0", ""},
                  {assetsdesc_line, "pid=3 name=c value=", ""},
-                 {assetsdesc_line, "pid=3 name=d value=", "EXISTS\n"}};
+                 {assetsdesc_line, "pid=3 name=d value=", "EXISTS\n"},
+                 {assetsdesc_line, "id=4096 pid=3 name=e", ""}};
     for (const auto& c : cases)
         EXPECT_EQ(refusal(c.handler, c.text), c.refusal) << c.text;
-    EXPECT_EQ(assetsdesc_totals().assets, 3u);
+    EXPECT_EQ(assetsdesc_totals().assets, 4u);
+    EXPECT_EQ(assetsdesc_totals().highest_slot, 4096u);
     EXPECT_EQ(assetsdesc_totals().groups, 2u);
 }
 
@@ -165,6 +169,7 @@ TEST(ConfigLines, IntelligenceSourcesNeedBothNames)
     refusal(itlgc_line, "id=0 name=a cname=b vendor=258");
     refusal(itlgc_line, "id=1 name=a");
     refusal(itlgc_line, "name=a cname=b");
+    refusal(itlgc_line, "id=32 name=a cname=b"); // beyond the pool
     EXPECT_EQ(itlgc_pool[31].name, std::string(30, 'n'));
     EXPECT_EQ(itlgc_pool[31].cname, std::string(31, 'c'));
     EXPECT_EQ(itlgc_pool[31].vendor, 255);

@@ -38,14 +38,18 @@ TEST(Descriptions, ComeFromTheExactTableThenTheRanges)
                 "mac ip=10.1.2.3 d=gw\nmac ip=10.1.2.3 d=core\r\n"
                 "mac m=300.0.0.1/24 d=\"low bytes\n"
                 "mac m=00-11-22-33-44-55 d=\"switch\" pid=65537\n"
+                "mac m=1:2:3:4:3:4 d=six\n" // in the bucket of 1.2.3.4
                 "mac ip=10.1.2.4 d=" +
                     std::string(50, 'd') +
                     "\n"
                     "cusiprng iprng=10.1.0.0/16 info=office\n"
                     "cusiprng iprng=10.1.0.0/16 info=late\n"
+                    "cusiprng iprng=20.0.0.1-20.0.0.5 info=short\n"
+                    "cusiprng iprng=20.0.0.1-20.0.0.9 info=long\n"
                     "cusiprng iprng=172.16.0.0-172.31.255.255 info=wide\n"
                     "cusiprng iprng=172.17.0.1 info=one\n"
-                    "cusiprng iprng=172.18.0.1 info=two\ncusiprng iprng=172.19.0.1 info=three\n" +
+                    "cusiprng iprng=172.18.0.1 info=two\ncusiprng iprng=172.19.0.1 info=three\n"
+                    "cusiprng iprng=173.0.0.1 info=four\ncusiprng iprng=174.0.0.1 info=five\n" +
                     std::string(1023, '#') +
                     "mac ip=9.9.9.9 d=rest\n"
                     "mac ip=9.9.9.8 d=unended");
@@ -57,7 +61,11 @@ TEST(Descriptions, ComeFromTheExactTableThenTheRanges)
                  {"44.0.0.1", "low"},
                  {"0:11:22:33:44:55", "switch"},
                  {"0:11:22:33:44:56", "-"},
+                 {"1:2:3:4:3:4", "six"},
+                 {"1.2.3.4", "-"},
                  {"10.1.255.255", "office"},
+                 {"20.0.0.5", "short"},
+                 {"20.0.0.9", "long"},
                  {"10.2.0.0", "-"},
                  {"172.17.0.1", "one"},
                  {"172.17.0.2", "-"},
@@ -69,6 +77,9 @@ TEST(Descriptions, ComeFromTheExactTableThenTheRanges)
     for (const auto& c : cases)
         EXPECT_EQ(described(c.address), c.text) << c.address;
     EXPECT_EQ(described("10.1.2.3", 3), "co");
+    EXPECT_STREQ(cusiprng_information(8192), "");
+    for (uint32_t number : {0U, 8193U})
+        EXPECT_EQ(cusiprng_information(number), nullptr);
     EXPECT_EQ(assetsdesc_totals().assets, 1u);
 
     const uint8_t mac[] = {0, 0x11, 0x22, 0x33, 0x44, 0x55};
