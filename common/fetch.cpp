@@ -35,6 +35,12 @@ void write_leading(ArgumentText& text, int argc, char** argv)
     text.append_all_leading(argc, argv);
 }
 
+bool request_fits(const Fetch& fetch)
+{
+    RequestRecord record{};
+    return write_request(fetch, record);
+}
+
 int fetch_batches(const Fetch& fetch, BatchWalk walk, void* context)
 {
     RequestRecord record{};
@@ -50,6 +56,8 @@ int fetch_batches(const Fetch& fetch, BatchWalk walk, void* context)
         Walk walked = walk(context, answer_of(record));
         if (walked != Walk::on)
             return walked == Walk::end ? 0 : -1;
+        if (output_lost()) // nobody reads any more, and a daemon may go on for ever
+            return -1;
         if (record.last_batch != 0 || (fetch.stop_when_empty && count <= 0))
             return 0;
     }

@@ -25,6 +25,10 @@ struct Fetch {
     void forward(char* argument) { argv[argc++] = argument; }
 };
 
+// For a handler that prints before it fetches: false with "ARG_TOO_LONG" printed when the text does not fit
+// the segment, as every fetch of it would.
+bool request_fits(const Fetch& fetch);
+
 // What a walk over the batches says to the fetch.
 enum class Walk {
     on,
@@ -33,7 +37,8 @@ enum class Walk {
 };
 
 // Calls `walk(answer)` for each batch. 0 when the last batch was walked; -1 with the error text,
-// "ARG_TOO_LONG" or "INV_REPLY" printed. What was printed before stays printed.
+// "ARG_TOO_LONG" or "INV_REPLY" printed, or once standard output is lost. What was printed before stays
+// printed.
 using BatchWalk = Walk (*)(void* context, const Answer& answer);
 int fetch_batches(const Fetch& fetch, BatchWalk walk, void* context);
 

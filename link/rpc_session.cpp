@@ -6,6 +6,7 @@
 #include "link/argument_text.h"
 #include "link/control_socket.h"
 #include "link/dictionary.h"
+#include "link/places.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -28,7 +29,7 @@ volatile int segment_id = -1;
 char* volatile segment_base = nullptr;
 volatile bool removal_is_due = false; // the segment is not marked for removal yet
 uint32_t segment_size = 0;
-const char* default_path = ""; // owned by the caller of rpc_init
+PlacePath default_path;
 
 void close_socket()
 {
@@ -84,10 +85,26 @@ int make_segment(size_t size)
     record.text.assign(text, decltype(record.text)::width - 1);
 }
 
+// Puts data that a record has elsewhere into the segment. False when the data, wherever it is, is longer than
+// the segment (or its length negative).
+bool place_data(const RequestRecord& record)
+{
+    if (static_cast<uint32_t>(record.data_length) > segment_size)
+        return false;
+    const void* data = reinterpret_cast<const void*>(record.data_address);
+    if (data != nullptr && data != segment_base)
+        memcpy(segment_base, data, static_cast<size_t>(record.data_length));
+    return true;
+}
+
 // Connects if need be, sends the record and receives the reply over it. The reply's text is an error text
 // only when its error code says so.
 void transfer(const char* path, RequestRecord& record)
 {
+    if (!place_data(record)) {
+        set_transport_error(record, "ARG_TOO_LONG");
+        return;
+    }
     if (socket_fd < 0)
         socket_fd = socket_connect(path);
     if (socket_fd < 0) {
@@ -98,10 +115,6 @@ void transfer(const char* path, RequestRecord& record)
     record.segment_size = segment_size;
     record.segment_id = segment_id;
     record.time = static_cast<uint32_t>(time(nullptr));
-    const void* data = reinterpret_cast<const void*>(record.data_address);
-    if (data != nullptr && data != segment_base && record.data_length > 0 &&
-        static_cast<uint32_t>(record.data_length) <= segment_size)
-        memcpy(segment_base, data, static_cast<size_t>(record.data_length));
     errno = 0; // a peer that just closes sets none: the text must not name an older failure
     if (send_all(socket_fd, &record, sizeof record) != 0)
         set_transport_error(record, "s_%s_%d", strerror(errno), errno);
@@ -150,7 +163,7 @@ int rpc_init(const char* path, size_t size)
         return -1;
     }
     segment_size = static_cast<uint32_t>(size);
-    default_path = path;
+    snprintf(default_path.text, sizeof default_path.text, "%s", path);
     return 0;
 }
 
@@ -171,7 +184,7 @@ int rpc_exchange(const char* path, RequestRecord& record)
 
 int rpc_exchange(RequestRecord& record)
 {
-    return rpc_exchange(default_path, record);
+    return rpc_exchange(default_path.text, record);
 }
 
 char* rpc_segment()
@@ -201,8 +214,7 @@ void rpc_close_in_signal_handler()
 void rpc_syncdesc()
 {
     RequestRecord record;
-    start_request(record, sync_dictionary, nullptr);
-    ArgumentText::none(record);
+    start_request(record, sync_dictionary, nullptr); // no data: neither length nor address
     record.wants_dictionary = 1;
     if (rpc_exchange(record) != 0)
         print("%s: %s(%d)\n", "rpc_syncdesc", text_of(record.text).text, record.error);

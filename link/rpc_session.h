@@ -9,9 +9,11 @@
 // 0, or -1 with the message printed.
 int rpc_init(const char* path, size_t size);
 
-// Sends `record` and replaces it by the reply. Returns the reply's error code (0 is success; the text is in
-// record.text), or -1 without a segment or when the dictionary cannot be used.
-// Reconnects to `path` unless the socket of rpc_init is still open. Nothing of the reply is judged here.
+// Sends `record` and replaces it by the reply. Data outside the segment is copied to its start before; data
+// longer than the segment is error 5 with the text "ARG_TOO_LONG", and nothing is sent. Returns the reply's
+// error code (0 is success; the text is in record.text), or -1 without a segment or when the dictionary
+// cannot be used. Reconnects to `path` unless the socket of rpc_init is still open. Nothing of the reply is
+// judged here.
 int rpc_exchange(const char* path, RequestRecord& record);
 
 // The same with the path given to rpc_init.

@@ -85,6 +85,8 @@ int assetsobj_list(int argc, char** argv)
     }
     if (paging.page == 0 || paging.limit == 0)
         return refuse("INV_PAGE_LIMIT");
+    if (!request_fits(fetch))
+        return -1;
 
     print(R"({"list":[)"); // before the request: an error text follows it
     Rows<AssetRecord> rows(sort->order);

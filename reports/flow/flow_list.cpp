@@ -59,6 +59,8 @@ int list_flows(const char* module, int ischina, int argc, char** argv)
         if (!take_fold_order(argument, order, false) && !take_paging(argument, paging) &&
             !take_number(argument, "ischina=", ischina))
             fetch.forward(argument);
+    if (!request_fits(fetch))
+        return -1;
     desc_init(); // without descriptions the report goes on
     int64_t counted = 0;
     print_text(R"({"data":[)");

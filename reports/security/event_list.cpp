@@ -61,6 +61,8 @@ int nevt_list(int argc, char** argv)
         else
             fetch.forward(argument);
     }
+    if (!request_fits(fetch))
+        return -1;
     if (json)
         print("[");
     else if (header)

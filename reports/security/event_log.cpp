@@ -139,6 +139,8 @@ int nevtlog_list(int argc, char** argv)
     for (char* argument : arguments(argc, argv))
         if (!read_argument(argument, query))
             fetch.forward(argument);
+    if (!request_fits(fetch))
+        return -1;
     if (query.json)
         print(R"({"data":[)"); // in front of a summary too, kept so
     else if (query.header)

@@ -88,6 +88,8 @@ int kesidslog_listflow(int argc, char** argv)
                 .nul = ArgumentText::leave_nul};
     for (const char* argument : arguments(argc, argv))
         take_paging(argument, paging);
+    if (!request_fits(fetch))
+        return -1;
     print(R"({"data":[)");
     int64_t index = 0;
     int status = fetch_each<IdsSessionRecord>(fetch, [&](const IdsSessionRecord& session) {

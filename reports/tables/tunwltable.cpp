@@ -8,10 +8,22 @@
 
 namespace {
 
+// A query of its own for each; the extra argument follows those that were typed.
+struct Kind {
+    std::string_view word;
+    const char* extra;
+};
+constexpr Kind kinds[] = {
+    {"ip",  "type=ip " },
+    {"dns", "type=dns "},
+};
+
 struct Listing {
-    const char* module;
     Paging paging{.page = 1, .limit = 100};
-    int64_t index = 0; // runs over both kinds
+    const char* type = nullptr; // both kinds
+    int64_t index = 0;          // runs over both
+
+    bool wants(const Kind& kind) const { return type == nullptr || kind.word == type; }
 };
 
 void print_entry(const TunnelWhiteRecord& r, const char* lead)
@@ -22,12 +34,8 @@ void print_entry(const TunnelWhiteRecord& r, const char* lead)
         print(R"(%s"%s")", lead, ipv4_text(r.address()).text);
 }
 
-// A query of its own for each kind; `kind` follows the arguments.
-int list_kind(Listing& listing, const char* kind, int argc, char** argv)
+int list_kind(Listing& listing, const Fetch& fetch)
 {
-    char extra[sizeof "type=dns "];
-    snprintf(extra, sizeof extra, "%s ", kind);
-    Fetch fetch{.module = listing.module, .argc = argc, .argv = argv, .extra = extra};
     return fetch_each<TunnelWhiteRecord>(fetch, [&](const TunnelWhiteRecord& r) {
         if (listing.paging.holds(listing.index))
             print_entry(r, listing.index == listing.paging.start() ? "" : ",");
@@ -39,16 +47,19 @@ int list_kind(Listing& listing, const char* kind, int argc, char** argv)
 // Prints while it walks.
 int list_tunnels(const char* module, int argc, char** argv)
 {
-    Listing listing{.module = module};
-    const char* type = nullptr; // both kinds
+    Listing listing;
     for (const char* argument : arguments(argc, argv))
-        take_paging(argument, listing.paging) || take_text(argument, "type=", type);
-    print(R"({"data":[)");
-    for (const char* kind : {"type=ip", "type=dns"}) {
-        bool wanted = type == nullptr || strcmp(type, kind + strlen("type=")) == 0;
-        if (wanted && list_kind(listing, kind, argc, argv) != 0)
+        take_paging(argument, listing.paging) || take_text(argument, "type=", listing.type);
+    auto request = [&](const Kind& kind) {
+        return Fetch{.module = module, .argc = argc, .argv = argv, .extra = kind.extra};
+    };
+    for (const Kind& kind : kinds)
+        if (listing.wants(kind) && !request_fits(request(kind)))
             return -1;
-    }
+    print(R"({"data":[)");
+    for (const Kind& kind : kinds)
+        if (listing.wants(kind) && list_kind(listing, request(kind)) != 0)
+            return -1;
     print(R"(], "count":%d})", static_cast<int>(listing.index));
     return 0;
 }

@@ -68,6 +68,8 @@ int whiteip_list(int argc, char** argv)
     Fetch fetch{.module = "whiteip", .argc = argc, .argv = argv};
     if (!read_query(argc, argv, query))
         return -1;
+    if (!request_fits(fetch))
+        return -1;
     if (query.json != 0)
         print(R"({"list":[)");
     int64_t index = 0;

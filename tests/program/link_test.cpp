@@ -5,8 +5,10 @@
 #include "link/rpc_session.h"
 #include "tests/support/program.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -67,9 +69,23 @@ TEST(Link, Replies)
     run_cases(cases);
 }
 
-// The text, its blanks and its NUL just fit, or are one too many.
+// Words that make `bytes` of text with a blank for each.
+std::string words(size_t bytes)
+{
+    constexpr size_t most = 100000; // of one argument
+    std::string out;
+    for (; bytes > most; bytes -= most)
+        out += std::string(most - 1, 'a') + " ";
+    return out + std::string(bytes - 1, 'a');
+}
+
+// The text, its blanks and its NUL just fit, or are one too many. What prints before it asks prints nothing else.
 TEST(Link, RefusesWhatDoesNotFit)
 {
+    rlimit stack{}; // a quarter of it is there for arguments
+    getrlimit(RLIMIT_STACK, &stack);
+    stack.rlim_cur = std::min<rlim_t>(stack.rlim_max, 64 << 20);
+    setrlimit(RLIMIT_STACK, &stack);
     const std::string whole(16382, 'a'), leading_whole(65534, 'a'), name(115, 'm'), refusal = "ARG_TOO_LONG\n";
     const Case cases[] = {
         command("gadget stat " + whole, A, {{stat_request(whole + " "), {}}}, ""),
@@ -82,6 +98,14 @@ TEST(Link, RefusesWhatDoesNotFit)
         command("keytbl list " + std::string(4095, 'a'), A, {}, refusal, 0), // has the least segment
         command(name + " stat", A, {{{.code = 2050, .module = name, .data = trailing("")}, {}}}, ""),
         command(name + "m stat", A, {}, refusal, 255),
+        command("kesidslog listflow " + words(65536 - 15), M, {}, refusal, 255), // its own argument does not fit
+        command("tunwltable list " + words((1 << 20) - 9), A, {}, refusal, 255), // "type=ip " does, "type=dns " does not
+        command("whiteip list showjson=1 " + words(1 << 18), M, {}, refusal, 255),
+        command("nevt list json=1 " + words(1 << 18), M, {}, refusal, 255),
+        command("nevtlog list json=1 " + words(1 << 18), M, {}, refusal, 255),
+        command("assetsobj list " + words(1 << 21), M, {}, refusal, 255),
+        command("outconnect listflow " + words(1 << 21), M, {}, refusal, 255),
+        command("dnsflow listflow " + words(1 << 21), M, {}, refusal, 255),
     };
     run_cases(cases);
 }
@@ -97,6 +121,8 @@ TEST(Link, LostOutputIsNoSuccess)
         to("/dev/full", stat(text, "", 255)),
         to("-", stat(text, "", 255)), // the socket does not take its place
         to("|", stat(text, "", 255)),
+        to("|", command("malcip list", M, {{{.code = 2055, .module = "malcip", .data = trailing("")},
+            {.answer = std::string(65536, '\xff'), .count = 16384, .last = false}}}, "", 255)), // no second request
         to("/dev/full", command("gadget frob", A, {}, "", 255)),
         to("/dev/full", command("sysboot", Daemon::none, {}, "", 255)),
         to("-", stat({}, "")), // nothing to say, nothing lost
@@ -222,7 +248,7 @@ TEST_F(Session, LaterExchangesConnectToThePathTheyName)
     std::string first = socket(), second = socket(Daemon::management);
     ScriptedDaemon analysis(first, {{{.code = 1, .address = 0}, {}}, {{.code = 3, .address = 0}, {}}});
     ScriptedDaemon management(second, {{{.code = 2, .address = 0}, {}}});
-    ASSERT_EQ(0, rpc_init(first.c_str(), 4096));
+    ASSERT_EQ(0, rpc_init(std::string(first).c_str(), 4096)); // the session keeps a copy
     RequestRecord one = request(1), two = request(2), three = request(3), four = request(4);
     EXPECT_EQ(0, rpc_exchange(second.c_str(), one)); // the socket of rpc_init, whatever path is named
     EXPECT_EQ(0, rpc_exchange(second.c_str(), two));
@@ -242,6 +268,11 @@ TEST_F(Session, DataElsewhereIsCopiedToTheSegment)
     record.data_address = address;
     record.data_length = sizeof text;
     EXPECT_EQ(0, rpc_exchange(record));
+    for (int32_t length : {4097, -1}) {
+        record.data_length = length;
+        EXPECT_EQ(5, rpc_exchange(record)); // and nothing is sent
+        EXPECT_EQ("ARG_TOO_LONG", record.text.view());
+    }
 }
 
 TEST_F(Session, TheDictionaryIsTakenFromTheFrontOfTheAnswer)
@@ -282,7 +313,7 @@ TEST_F(Session, TheDictionaryIsFetchedWhenALookUpNeedsIt)
 {
     root.install_dictionary("full");
     std::string path = socket();
-    ScriptedDaemon daemon(path, {{{.code = 511, .wants_dictionary = true}, {}}});
+    ScriptedDaemon daemon(path, {{{.code = 511, .wants_dictionary = true, .address = 0}, {}}});
     ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
     EXPECT_STREQ("undname", application_name(2)); // never fetches
     EXPECT_EQ(2, application_id_of("HTTP"));
@@ -293,9 +324,9 @@ TEST_F(Session, TheDictionaryIsFetchedWhenALookUpNeedsIt)
 TEST_F(Session, AFailedFetchSaysSo)
 {
     std::string path = socket();
-    ScriptedDaemon daemon(path,
-                          {{{.code = 511, .wants_dictionary = true}, {.error = 9, .error_text = "LOCKED"}},
-                           {{.code = 511, .wants_dictionary = true}, {.close_without_reply = true}}});
+    ScriptedDaemon daemon(
+        path, {{{.code = 511, .wants_dictionary = true, .address = 0}, {.error = 9, .error_text = "LOCKED"}},
+               {{.code = 511, .wants_dictionary = true, .address = 0}, {.close_without_reply = true}}});
     ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
     EXPECT_EQ("rpc_syncdesc: LOCKED(9)\n", printed([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
     EXPECT_EQ("rpc_syncdesc: r_Success_0(5)\n",
