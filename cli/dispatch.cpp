@@ -75,11 +75,10 @@ int run_action(const Action& action, const char* module, int argc, char** argv)
 
 int run_entry(VerbEntry& entry, const char* daemon, const char* module, int argc, char** argv)
 {
-    PlacePath path = placed(daemon); // outlives the session, which keeps it as its default path
     if (entry.segment_kib > 0) {
         if (entry.segment_kib < segment_min_kib)
             entry.segment_kib = segment_min_kib;
-        if (rpc_init(path.text, static_cast<size_t>(entry.segment_kib) * 1024) != 0)
+        if (rpc_init(placed(daemon).text, static_cast<size_t>(entry.segment_kib) * 1024) != 0)
             return -1;
     }
     int result = run_action(entry.action, module, argc, argv);
@@ -98,8 +97,7 @@ int run_key_table(int argc, char** argv)
     constexpr uint32_t key_table_list = 282;
     if (strcmp(argv[2], "list") != 0)
         return unknown_command(argv);
-    PlacePath path = placed(place::analysis_daemon);
-    if (rpc_init(path.text, 4096) != 0)
+    if (rpc_init(placed(place::analysis_daemon).text, 4096) != 0)
         return -1;
     rpc_raw(key_table_list, argc - 3, argv + 3);
     rpc_close(true);
@@ -111,8 +109,7 @@ int run_fallback(int argc, char** argv)
     const FallbackVerb* row = find_fallback(argv[2]);
     if (row == nullptr)
         return unknown_command(argv);
-    PlacePath path = placed(place::analysis_daemon);
-    if (rpc_init(path.text, static_cast<size_t>(row->segment_kib) * 1024) != 0)
+    if (rpc_init(placed(place::analysis_daemon).text, static_cast<size_t>(row->segment_kib) * 1024) != 0)
         return -1;
     int result = rpc_generic(argv[1], row->code, argc - 3, argv + 3);
     rpc_close(true);
@@ -142,10 +139,8 @@ int run_command(int argc, char** argv)
 
 int dispatch(int argc, char** argv)
 {
-    if (!root_is_usable()) {
-        print_line("VIGIL_ROOT is too long");
-        return -1;
-    }
+    if (const char* fault = root_fault())
+        return refuse(fault);
     if (argc < 2)
         return list_modules();
     if (argc > 2)

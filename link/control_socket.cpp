@@ -54,10 +54,19 @@ Endpoint endpoint_of(const char* text)
         end.size = sizeof end.address.ipv4;
         end.address.ipv4.sin_family = AF_INET;
         end.address.ipv4.sin_port = htons(static_cast<uint16_t>(port));
-        if (strcmp(copy, "0.0.0.0") != 0)
-            inet_aton(copy, &end.address.ipv4.sin_addr);
+        end.address.ipv4.sin_addr.s_addr = htonl(ipv4_or_zero(copy));
     }
     return end;
+}
+
+// A host that reads as 0 is an error; only the literal stands for every address. One that others take as
+// another address ("010.0.0.1" begins with 8 for them) is an error too.
+bool is_host(const char* text)
+{
+    uint32_t address = ipv4_or_zero(text);
+    in_addr by_others{};
+    return strcmp(text, "0.0.0.0") == 0 ||
+           (address != 0 && inet_aton(text, &by_others) != 0 && ntohl(by_others.s_addr) == address);
 }
 
 int family_of(const Endpoint& end)
@@ -97,8 +106,7 @@ AddressKind classify_address(char* address, int& port)
     port = atoi(colon + 1);
     if (port < 1 || port > 65535)
         return address_invalid;
-    // A host that reads as 0 is an error; only the literal stands for every address.
-    return strcmp(address, "0.0.0.0") == 0 || ipv4_or_zero(address) != 0 ? address_ipv4 : address_invalid;
+    return is_host(address) ? address_ipv4 : address_invalid;
 }
 
 int socket_connect(const char* address)

@@ -21,7 +21,13 @@ PlacePath placed(const char* fixed)
     return path;
 }
 
-bool root_is_usable()
+const char* root_fault()
 {
-    return strlen(root()) <= place::root_max;
+    const char* given = root();
+    if (strlen(given) > place::root_max)
+        return "VIGIL_ROOT is too long";
+    if (*given != '\0' && *given != '/')
+        return "VIGIL_ROOT is no absolute path";
+    return strchr(given, ':') != nullptr ? "VIGIL_ROOT holds a ':'"
+                                         : nullptr; // sockets below it would be IPv4 endpoints
 }

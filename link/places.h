@@ -1,7 +1,7 @@
 #pragma once
 // Where the appliance's files and sockets are; no other file names them.
-// With VIGIL_ROOT in the environment (at most 79 bytes) every place lies below that directory; a set-user-id
-// run ignores it.
+// With VIGIL_ROOT in the environment (an absolute path of at most 79 bytes without a ':') every place lies
+// below that directory; an empty one counts as unset, and a set-user-id run ignores it.
 #include <cstddef>
 
 namespace place {
@@ -31,5 +31,5 @@ struct PlacePath {
 // `fixed` (one of the above, or a path composed from one) below the root in force.
 PlacePath placed(const char* fixed);
 
-// False when VIGIL_ROOT is longer than root_max; nothing must be opened then.
-bool root_is_usable();
+// What is wrong with VIGIL_ROOT, as a line to print; nothing must be opened then. Null when it can be used.
+const char* root_fault();

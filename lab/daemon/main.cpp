@@ -91,10 +91,8 @@ int use_root(const Options& options)
     const char* root = getenv("VIGIL_ROOT");
     if (root == nullptr || *root == '\0')
         return fail("no root: give --root DIR or set VIGIL_ROOT; the system's own paths are never touched");
-    if (!root_is_usable())
-        return fail("the root is longer than 79 bytes");
-    if (*root != '/')
-        return fail("the root must be an absolute path");
+    if (const char* fault = root_fault())
+        return fail(fault);
     return 0;
 }
 

@@ -131,6 +131,18 @@ TEST(Link, LostOutputIsNoSuccess)
 }
 // clang-format on
 
+TEST(Link, RefusesAWrongRoot)
+{
+    for (auto [root, line] : {std::pair{"127.0.0.1:4000", "VIGIL_ROOT is no absolute path\n"},
+                              std::pair{"tmp", "VIGIL_ROOT is no absolute path\n"},
+                              std::pair{"/tmp/a:1", "VIGIL_ROOT holds a ':'\n"}})
+        for (const char* form : {"gadget stat", "obspcap init file=/tmp/never", "sysboot"}) {
+            Case one = command(form, Daemon::none, {}, line, 255);
+            one.environment = {{"VIGIL_ROOT", root}};
+            run_case(one);
+        }
+}
+
 TEST(Link, RootOfTheLongestLength)
 {
     PrivateRoot root;
