@@ -158,7 +158,7 @@ static VerbEntry hostinfo_verbs[] = {
 
 static VerbEntry obstopogrp_verbs[] = {
     {"stat",        forward<obstopogrp_stat>,           8},
-    {"list",        obstopogrp_list,                    8},
+    {"list",        cli_obstopogrp_list,                8},
     {"add",         forward<obstopogrp_add>,            8},
     {"remove",      forward<obstopogrp_remove>,         8},
     {"config",      forward<obstopogrp_config>,         8},

@@ -76,10 +76,15 @@ public:
     // The same with a key that the order alone cannot give.
     bool keep(const Record& record, uint64_t key) { return store_.offer(key, &record, refinement()); }
 
-    // The same with a line for a lacking index and one for a lacking block of records.
+    // The same with a line for a lacking index (null: none) and one for a lacking block of records.
     bool keep_or_say(const Record& record, const char* no_index, const char* no_block)
     {
-        return store_.make_room() ? keep(record) || refuse(no_block) == 0 : refuse(no_index) == 0;
+        const bool room = store_.make_room();
+        if (room && keep(record))
+            return true;
+        if (const char* line = room ? no_block : no_index)
+            print_line(line);
+        return false;
     }
 
     // Brings the held rows into order; after the last batch.

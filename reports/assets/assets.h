@@ -2,4 +2,4 @@
 // Asset objects and the groups of the topology.
 #include "common/handler.h"
 
-Handler assetsobj_list, obstopogrp_list;
+Handler assetsobj_list, cli_obstopogrp_list;

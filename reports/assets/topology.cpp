@@ -26,7 +26,35 @@ void find_children(Tree& tree)
     }
 }
 
-// A group below itself is passed over: the list may hold cycles. At most one level for each id.
+// Repeated records multiply: some hundred of them can make a tree without end. What walking it may take is
+// bounded in nodes, and in records looked at, which are at most one an id and node when none is repeated.
+struct Bounds {
+    size_t nodes = 1'000'000;
+    size_t looks = nodes * id_count;
+};
+
+// A group below itself is passed over: the list may hold cycles. At most one level for each id. False when
+// the tree is beyond the bounds.
+bool count_children(Tree& tree, uint8_t parent, Bounds& left)
+{
+    for (size_t i = tree.first_child[parent]; i < tree.first_child[parent + 1]; i++) {
+        const uint8_t id = tree.groups[i].id;
+        if (left.looks-- == 0)
+            return false;
+        if (tree.on_path[id])
+            continue;
+        if (left.nodes-- == 0)
+            return false;
+        tree.on_path[id] = true;
+        const bool within = count_children(tree, id, left);
+        tree.on_path[id] = false;
+        if (!within)
+            return false;
+    }
+    return true;
+}
+
+// The groups that count_children() counts.
 void print_children(Tree& tree, uint8_t parent)
 {
     const char* lead = "";
@@ -51,7 +79,7 @@ uint64_t by_parent(const TopologyGroupRecord& group)
 
 } // namespace
 
-int obstopogrp_list(int argc, char** argv)
+int cli_obstopogrp_list(int argc, char** argv)
 {
     Fetch fetch{.module = "obstopogrp",
                 .argc = argc,
@@ -59,18 +87,17 @@ int obstopogrp_list(int argc, char** argv)
                 .write = write_leading,
                 .nul = ArgumentText::leave_nul};
     Rows<TopologyGroupRecord> groups({by_parent});
-    auto keep = [&](const TopologyGroupRecord& group) {
-        bool kept = groups.keep(group);
-        if (!kept)
-            print("fail to alloc (%s)\n", "cli_obstopogrp_list"); // a name of old, kept so
-        return kept;
-    };
-    if (fetch_each<TopologyGroupRecord>(fetch, keep) != 0)
+    if (fetch_each<TopologyGroupRecord>(fetch, [&](const TopologyGroupRecord& group) {
+            return groups.keep_or_say(group, nullptr, "fail to alloc (cli_obstopogrp_list)");
+        }) != 0)
         return -1;
     groups.rank();
 
     Tree tree{.groups = groups};
     find_children(tree);
+    Bounds bounds;
+    if (!count_children(tree, 0, bounds))
+        return refuse_reply();
     print("[");
     print_children(tree, 0);
     print("]");

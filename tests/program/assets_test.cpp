@@ -1,6 +1,7 @@
 // assetsobj list and obstopogrp list.
 #include "tests/support/program.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 // clang-format off
@@ -112,6 +113,32 @@ TEST(Assets, TopologyTree)
         command("obstopogrp list", M, {{{.code = 2055, .module = "obstopogrp"}, {.error = 1, .error_text = "NO"}}}, "NO\n", 255),
     };
     run_cases(cases);
+
+    auto times = [](size_t count, const std::string& record) {
+        std::string records;
+        while (count-- > 0)
+            records += record;
+        return records;
+    };
+    auto in_batches = [](const std::string& records) {
+        const size_t most = 170 * 48; // what the segment holds
+        std::vector<Exchange> batches;
+        for (size_t at = 0; at < records.size(); at += most) {
+            batches.push_back(groups(records.substr(at, most)));
+            batches.back().reply.last = at + most >= records.size();
+        }
+        return batches;
+    };
+    const std::string million = times(1000, group(1, 0, "")) + times(999, group(2, 1, "")); // 1000 * (1 + 999) nodes
+    Case most = command("obstopogrp list", M, in_batches(million), "");
+    most.check = [](const RunResult& run) {
+        EXPECT_EQ(1'000'000, std::count(run.output.begin(), run.output.end(), '{'));
+        EXPECT_TRUE(run.output.ends_with("]}]}]"));
+    };
+    run_case(most);
+    run_case(command("obstopogrp list", M, in_batches(million + group(3, 0, "")), "INV_REPLY\n", 255));
+    // 16000 nodes, each above 16000 records of itself
+    run_case(command("obstopogrp list", M, in_batches(times(16000, group(1, 0, "")) + times(16000, group(1, 1, ""))), "INV_REPLY\n", 255));
 }
 
 } // namespace
