@@ -75,6 +75,12 @@ TEST(Capture, Init)
     auto header = [](size_t size, uint32_t cnt, uint32_t block) { return Bytes(size).text(0, "OBS").u32(8, cnt).u32(12, block).str(); };
     Case exists = init("count=1", "what is there");
     exists.files = {{ring_place, "what is there"}};
+    auto limited = [&](uint64_t bytes, const std::string& errors) { // nothing is left of what cannot be written
+        Case one = fails(command("obspcap init bs=1 count=2", none, {}, ""), "fail to write file, err=File too large(27)\n", 255, errors);
+        one.file_limit = bytes;
+        one.after = [](const std::string& root) { EXPECT_NE(0, access((root + ring_place).c_str(), F_OK)); };
+        return one;
+    };
     const Case cases[] = {
         init("bs=9 count=2 bs=1 other=1", header(64 + 2 * 1048576, 2, 1048576)),
         init("count=0", header(32, 0, 134217728)),
@@ -82,6 +88,10 @@ TEST(Capture, Init)
         init("bs=4096 count=-1", header(32, 4294967295, 0)),
         fails(exists, "file \"{root}" + ring_place + "\" exist!\n", 255),
         fails(init("file={root}/none/x", ""), "fail to create file \"{root}/none/x\"", 255),
+        limited(0, "fwrite: File too large\n"),
+        limited(31, "fwrite: File too large\n"),
+        limited(63, ""),              // within the slots
+        limited(64 + 2097151, ""), // within the blocks
     };
     run_cases(cases);
     PrivateRoot root;
@@ -118,8 +128,7 @@ TEST(Capture, StopSignalsLeaveNoSlotTaken)
     root.write(ring_place, ring({{2, 50}}));
     ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
     Program program({"obspcap", "save", "of=" + fifo}, environment_below(root.path()));
-    while (read_file(file)[32] != 3)
-        usleep(1000);
+    ASSERT_TRUE(wait_until([&] { return read_file(file)[32] == 3; }));
     kill(program.pid(), SIGTERM);
     EXPECT_EQ(std::string(50, 'A'), read_file(fifo));
     EXPECT_EQ(1, program.wait().status);
@@ -127,16 +136,14 @@ TEST(Capture, StopSignalsLeaveNoSlotTaken)
 
     root.write(ring_place, ring({{2, 50}}));
     Program unread({"obspcap", "save", "of=" + fifo}, environment_below(root.path())); // nobody ever comes to read
-    while (read_file(file)[32] != 3)
-        usleep(1000);
+    ASSERT_TRUE(wait_until([&] { return read_file(file)[32] == 3; }));
     kill(unread.pid(), SIGTERM);
     EXPECT_EQ(1, unread.wait().status);
     EXPECT_EQ(ring({{}}), read_file(file));
 
     root.write(ring_place, ring({{2, 50}}, 0, 1));
     Program spinning({"obspcap", "save"}, environment_below(root.path()));
-    while (read_file("/proc/" + std::to_string(spinning.pid()) + "/maps").find(file) == std::string::npos)
-        usleep(1000);
+    ASSERT_TRUE(wait_until([&] { return read_file("/proc/" + std::to_string(spinning.pid()) + "/maps").find(file) != std::string::npos; }));
     kill(spinning.pid(), SIGINT);
     EXPECT_EQ(1, spinning.wait().status);
     EXPECT_EQ(ring({{2, 50}}, 0, 1), read_file(file));

@@ -11,10 +11,8 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/ioctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
@@ -174,8 +172,8 @@ TEST(Signals, AnInterruptedWriteRepeatsNothing)
     const int room = fcntl(reader, F_SETPIPE_SZ, 4096);
     ASSERT_LT(0, room);
     Program program({"gadget", "list"}, scene.environment(), fifo);
-    for (int filled = 0; filled < room; usleep(500))
-        ASSERT_EQ(0, ioctl(reader, FIONREAD, &filled));
+    int filled = 0;
+    ASSERT_TRUE(wait_until([&] { return ioctl(reader, FIONREAD, &filled) == 0 && filled >= room; }));
     kill(program.pid(), SIGTERM);
     fcntl(reader, F_SETFL, 0);
     std::string output(answer.size() + 1, '\0');
@@ -233,14 +231,10 @@ TEST(Signals, LostOutputIsAnError)
     EXPECT_EQ(255, Program(walking, scene.environment(), "|").wait().status);
     EXPECT_EQ(255, Program({"sysboot"}, scene.environment(), "|").wait().status);
 
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const rlim_t before = std::exchange(limit.rlim_cur, 8);
-    setrlimit(RLIMIT_FSIZE, &limit);
+    std::optional<FileLimit> limit(8);
     Program limited(walking, scene.environment(), scene.root.path() + "/limited");
     Program listing({}, scene.environment(), scene.root.path() + "/listing");
-    limit.rlim_cur = before;
-    setrlimit(RLIMIT_FSIZE, &limit);
+    limit.reset();
     EXPECT_EQ(255, limited.wait().status);
     EXPECT_EQ(255, listing.wait().status);
     EXPECT_EQ(std::string(opening).substr(0, 8), read_file(scene.root.path() + "/limited"));

@@ -200,6 +200,25 @@ RunResult& Program::wait(int seconds, bool reading)
     return run_;
 }
 
+FileLimit::FileLimit(uint64_t bytes)
+{
+    getrlimit(RLIMIT_FSIZE, &before_);
+    rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+FileLimit::~FileLimit()
+{
+    setrlimit(RLIMIT_FSIZE, &before_);
+}
+
+bool wait_until(const std::function<bool()>& is_so)
+{
+    for (int i = 0; i < 60000 && !is_so(); i++)
+        usleep(1000);
+    return is_so();
+}
+
 int segments_of(pid_t creator)
 {
     std::ifstream table("/proc/sysvipc/shm");
@@ -256,7 +275,11 @@ void run_case(const Case& one)
     for (const std::string& argument : one.arguments)
         arguments.push_back(with_root(argument, root.path()));
 
+    std::optional<FileLimit> limit;
+    if (one.file_limit)
+        limit.emplace(*one.file_limit);
     Program program(arguments, environment, one.output_to);
+    limit.reset();
     const RunResult& run = program.wait();
     if (daemon)
         daemon->finish();

@@ -31,6 +31,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <vector>
 
@@ -116,7 +117,8 @@ struct Case {
     std::map<std::string, std::string> environment =
         {}; // beside VIGIL_ROOT, TZ=CST-8, PATH, sanitizer options
     std::string errors = {};
-    std::string fault = {}; // a call that fails in the run, as tests/support/faults takes it
+    std::string fault = {};                  // a call that fails in the run, as tests/support/faults takes it
+    std::optional<uint64_t> file_limit = {}; // bytes that the run may write into one file
     std::string output_to =
         {}; // open this instead of capturing ("/dev/full"); "-": closed; "|": nobody reads
     std::function<void(const RunResult&)> check = {};        // instead of comparing `output`
@@ -188,6 +190,20 @@ private:
     int output_fd_ = -1, errors_fd_ = -1;
     bool ended_ = false;
 };
+
+// While it lives, a run that is started may write so many bytes into one file.
+class FileLimit {
+public:
+    explicit FileLimit(uint64_t bytes);
+    ~FileLimit();
+    FileLimit(const FileLimit&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+// False when it has not become so within a minute.
+bool wait_until(const std::function<bool()>& is_so);
 
 int segments_of(pid_t creator); // SysV segments that this process has created and that exist
 std::string user_arrays();      // what a daemon puts in front of an answer for tests/support/dict
