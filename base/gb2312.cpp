@@ -1,29 +1,12 @@
 #include "base/gb2312.h"
 
 #include <algorithm>
-#include <bit>
 
+#include "base/gb2312_codes.h"
 #include "base/output.h"
 #include "base/text.h"
 
 namespace {
-
-// Sixteen neighbouring code points: which of them have a code, and where the codes begin in `gb2312_codes`.
-struct CodePage {
-    uint16_t first;
-    uint16_t present;
-};
-
-// A stretch of code points and its pages in `code_pages`; both ends are multiples of 16.
-struct CodeBlock {
-    uint32_t begin, end;
-    uint32_t first_page;
-};
-
-// unicode_characters, code_blocks, code_pages, gb2312_codes
-#include "base/gb2312_tables.inc"
-
-constexpr size_t no_code = 0;
 
 // The character of a pair, or 0.
 uint32_t character_of_pair(unsigned char first, unsigned char second)
@@ -33,19 +16,6 @@ uint32_t character_of_pair(unsigned char first, unsigned char second)
     bool symbol = row <= 0x29 - 0x21 && index <= 830;
     bool ideograph = row >= 0x30 - 0x21 && row <= 0x77 - 0x21;
     return column < 94 && (symbol || ideograph) ? unicode_characters[index] : 0;
-}
-
-unsigned code_of_character(uint32_t character)
-{
-    for (const CodeBlock& block : code_blocks) {
-        if (character < block.begin || character >= block.end)
-            continue;
-        const CodePage& page = code_pages[block.first_page + (character - block.begin) / 16];
-        unsigned bit = 1U << character % 16;
-        return page.present & bit ? gb2312_codes[page.first + std::popcount(page.present & (bit - 1))]
-                                  : no_code;
-    }
-    return no_code;
 }
 
 // Characters up to the first 0, which is not counted.

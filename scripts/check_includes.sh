@@ -11,7 +11,7 @@ wire: base wire
 link: base wire link
 common: base wire link common
 cli: base wire link common reports cli
-lab/dictionary: wire lab/dictionary
+lab/dictionary: base wire lab/dictionary
 lab/world: lab/dictionary lab/world
 lab/packets: base lab/dictionary lab/world lab/packets
 lab/views: base lab/dictionary lab/world lab/views

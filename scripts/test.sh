@@ -44,8 +44,7 @@ cmake --build build/odr -j "$jobs" --target vigil vigil-lab >/dev/null || fail "
 sources() {
     find base wire link common reports cli lab tools tests bench -name '*.h' -o -name '*.cpp' 2>/dev/null
 }
-# The analyser takes minutes; what has not changed since it passed is not looked at again. It does not know GBK,
-# in which some of the lab's texts are compiled.
+# The analyser takes minutes; what has not changed since it passed is not looked at again.
 analyse() {
     stamps=build/analysed
     mkdir -p "$stamps"
@@ -54,7 +53,7 @@ analyse() {
         stamp=$stamps/$headers-$(cksum <"$file" | tr ' ' '-')
         [ -e "$stamp" ] || printf '%s %s\n' "$file" "$stamp"
     done | xargs -r -P "$jobs" -L 1 sh -c \
-        'clang-tidy --quiet --checks="$0" --extra-arg=-fexec-charset=UTF-8 -p build "$1" 2>/dev/null && : >"$2"' "$checks"
+        'clang-tidy --quiet --checks="$0" -p build "$1" 2>/dev/null && : >"$2"' "$checks"
 }
 
 skipped=

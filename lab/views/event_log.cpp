@@ -1,6 +1,6 @@
-// The texts of this file are compiled to GBK.
 #include "lab/views/event_log.h"
 
+#include "lab/dictionary/gbk.h"
 #include "lab/views/views.h"
 #include "lab/world/furnish.h"
 
@@ -65,7 +65,7 @@ void log_busy_paths(World& world, EventDefinition& rule)
             } else if (begun != 0) {
                 uint32_t end = std::min(chart.times[i - 1] + chart.bucket, world.now);
                 log_occurrence(world, rule, begun, end, std::to_string(peak * 8 / chart.bucket),
-                               "if" + std::to_string(path), "链路" + std::to_string(path));
+                               "if" + std::to_string(path), std::string{"链路"_gbk} + std::to_string(path));
                 begun = 0;
                 peak = 0;
             }

@@ -1,6 +1,6 @@
-// The texts of this file are compiled to GBK.
 #include "lab/world/furnish.h"
 
+#include "lab/dictionary/gbk.h"
 #include "lab/world/geography.h"
 
 #include <algorithm>
@@ -64,10 +64,10 @@ void furnish_assets(World& world)
         return;
     constexpr size_t assets_most = 32;
     world.asset_groups = {
-        {1, 0, "业务系统"},
-        {2, 1, "对外服务"},
-        {3, 1, "内部服务"},
-        {4, 0, "公共服务"}
+        {1, 0, "业务系统"_gbk},
+        {2, 1, "对外服务"_gbk},
+        {3, 1, "内部服务"_gbk},
+        {4, 0, "公共服务"_gbk}
     };
     auto add = [&](AssetObject asset) {
         asset.id = asset.logical_id = static_cast<uint32_t>(world.assets.size() + 1);
@@ -100,7 +100,7 @@ void furnish_assets(World& world)
             continue;
         AssetObject asset;
         asset.kind = AssetKind::text;
-        asset.name = "服务" + std::to_string(++named);
+        asset.name = std::string{"服务"_gbk} + std::to_string(++named);
         asset.text = name;
         add(std::move(asset));
         if (named == 4)
@@ -113,11 +113,11 @@ void furnish_topology(World& world)
     if (!world.groups.empty())
         return;
     world.groups = {
-        {1, 0, "核心网络"},
-        {2, 1, "服务器区"},
-        {3, 1, "办公网"   },
-        {4, 3, "无线网"   },
-        {5, 0, "分支机构"}
+        {1, 0, "核心网络"_gbk},
+        {2, 1, "服务器区"_gbk},
+        {3, 1, "办公网"_gbk   },
+        {4, 3, "无线网"_gbk   },
+        {5, 0, "分支机构"_gbk}
     };
     world.nodes = {
         {1, 1, "core-switch", ""}
@@ -165,7 +165,8 @@ void furnish_lists(World& world)
         if (address.ipv6 || world.white_addresses.size() == 8)
             continue;
         world.ip_tables[2].members.push_back({address, world.name_of(busy.endpoint)});
-        world.white_addresses.push_back({address, world.now, "可信主机" + std::to_string(busy.endpoint)});
+        world.white_addresses.push_back(
+            {address, world.now, std::string{"可信主机"_gbk} + std::to_string(busy.endpoint)});
     }
     for (const Busy& busy : busiest_servers(world)) {
         if (world.tunnel_white_list.size() >= 8)

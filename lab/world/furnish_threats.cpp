@@ -1,4 +1,5 @@
-// Indicators, signatures and event rules. The texts of this file are compiled to GBK.
+// Indicators, signatures and event rules.
+#include "lab/dictionary/gbk.h"
 #include "lab/world/applications.h"
 #include "lab/world/furnish.h"
 
@@ -11,16 +12,16 @@ struct Threat {
     uint8_t level;
 };
 constexpr Threat threats[] = {
-    {"木马",       1},
-    {"远控",       1},
-    {"勒索软件", 1},
-    {"挖矿",       2},
-    {"僵尸网络", 2},
-    {"钓鱼",       2},
-    {"扫描",       3},
-    {"垃圾邮件", 3},
-    {"广告",       4},
-    {"可疑域名", 4},
+    {"木马"_gbk,       1},
+    {"远控"_gbk,       1},
+    {"勒索软件"_gbk, 1},
+    {"挖矿"_gbk,       2},
+    {"僵尸网络"_gbk, 2},
+    {"钓鱼"_gbk,       2},
+    {"扫描"_gbk,       3},
+    {"垃圾邮件"_gbk, 3},
+    {"广告"_gbk,       4},
+    {"可疑域名"_gbk, 4},
 };
 
 Indicator indicator_number(size_t i)
@@ -142,9 +143,9 @@ void furnish_event_rules(World& world)
     if (!world.event_definitions.empty())
         return;
     world.event_definitions = {
-        definition(event_rule::busy_path, 1, "if", "bps", ">", "200%", "interface", "网络接口"),
-        definition(event_rule::malicious, 3, "malicious", "level", "<=", "4", "address", "恶意地址"),
-        definition(event_rule::slow_answer, 2, "delay", "appdelay", ">", "1000000", "server", "服务器"),
-        definition(event_rule::asset, 0, "asset", "failrate", ">", "50", "asset", "资产"),
+        definition(event_rule::busy_path, 1, "if", "bps", ">", "200%", "interface", "网络接口"_gbk),
+        definition(event_rule::malicious, 3, "malicious", "level", "<=", "4", "address", "恶意地址"_gbk),
+        definition(event_rule::slow_answer, 2, "delay", "appdelay", ">", "1000000", "server", "服务器"_gbk),
+        definition(event_rule::asset, 0, "asset", "failrate", ">", "50", "asset", "资产"_gbk),
     };
 }

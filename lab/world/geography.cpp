@@ -1,15 +1,51 @@
-// The texts of this file are compiled to GBK.
 #include "lab/world/geography.h"
 
+#include "lab/dictionary/gbk.h"
+
 namespace {
+
+struct Place {
+    const char *country, *region, *city, *carrier;
+    bool domestic;
+};
+constexpr Place places[] = {
+    {"",                 "",                    "",           "",              false},
+    {"保留地址"_gbk, "",                    "",           "",              false},
+    {"中国"_gbk,       "北京"_gbk,          "",           "联通"_gbk,    true },
+    {"中国"_gbk,       "上海"_gbk,          "",           "电信"_gbk,    true },
+    {"中国"_gbk,       "江苏"_gbk,          "南京"_gbk, "电信"_gbk,    true },
+    {"中国"_gbk,       "江苏"_gbk,          "苏州"_gbk, "移动"_gbk,    true },
+    {"中国"_gbk,       "浙江"_gbk,          "杭州"_gbk, "电信"_gbk,    true },
+    {"中国"_gbk,       "广东"_gbk,          "深圳"_gbk, "电信"_gbk,    true },
+    {"中国"_gbk,       "广东"_gbk,          "广州"_gbk, "移动"_gbk,    true },
+    {"中国"_gbk,       "四川"_gbk,          "成都"_gbk, "电信"_gbk,    true },
+    {"中国"_gbk,       "湖北"_gbk,          "武汉"_gbk, "联通"_gbk,    true },
+    {"中国"_gbk,       "陕西"_gbk,          "西安"_gbk, "移动"_gbk,    true },
+    {"中国"_gbk,       "山东"_gbk,          "济南"_gbk, "联通"_gbk,    true },
+    {"中国"_gbk,       "辽宁"_gbk,          "沈阳"_gbk, "联通"_gbk,    true },
+    {"中国"_gbk,       "福建"_gbk,          "厦门"_gbk, "移动"_gbk,    true },
+    {"中国"_gbk,       "",                    "",           "教育网"_gbk, true },
+    {"美国"_gbk,       "加利福尼亚"_gbk, "",           "",              false},
+    {"美国"_gbk,       "弗吉尼亚"_gbk,    "",           "",              false},
+    {"日本"_gbk,       "东京"_gbk,          "",           "",              false},
+    {"韩国"_gbk,       "首尔"_gbk,          "",           "",              false},
+    {"新加坡"_gbk,    "",                    "",           "",              false},
+    {"德国"_gbk,       "法兰克福"_gbk,    "",           "",              false},
+    {"英国"_gbk,       "伦敦"_gbk,          "",           "",              false},
+    {"法国"_gbk,       "巴黎"_gbk,          "",           "",              false},
+    {"荷兰"_gbk,       "阿姆斯特丹"_gbk, "",           "",              false},
+    {"俄罗斯"_gbk,    "莫斯科"_gbk,       "",           "",              false},
+    {"巴西"_gbk,       "圣保罗"_gbk,       "",           "",              false},
+    {"澳大利亚"_gbk, "悉尼"_gbk,          "",           "",              false},
+};
 
 constexpr uint16_t reserved_place = 1, first_place = 2;
 
 uint16_t place_by_hash(uint32_t network)
 {
     uint32_t mixed = (network * 0x9e3779b1u) >> 16;
-    auto places = static_cast<uint32_t>(known_locations().size()) - first_place;
-    return static_cast<uint16_t>(first_place + mixed % places);
+    auto candidates = static_cast<uint32_t>(std::size(places)) - first_place;
+    return static_cast<uint16_t>(first_place + mixed % candidates);
 }
 
 // Shared address space and the networks for measurements.
@@ -22,37 +58,13 @@ bool is_reserved(uint32_t ip)
 
 const std::vector<Location>& known_locations()
 {
-    static const std::vector<Location> places = {
-        {     },
-        {  "保留地址", "",                "",       "", false},
-        { "中国",       "北京",          "",       "联通", true},
-        {  "中国",       "上海",          "",       "电信", true},
-        {  "中国",       "江苏",          "南京", "电信", true},
-        {  "中国",       "江苏",          "苏州", "移动", true},
-        {  "中国",       "浙江",          "杭州", "电信", true},
-        {  "中国",       "广东",          "深圳", "电信", true},
-        {  "中国",       "广东",          "广州", "移动", true},
-        {  "中国",       "四川",          "成都", "电信", true},
-        {  "中国",       "湖北",          "武汉", "联通", true},
-        {  "中国",       "陕西",          "西安", "移动", true},
-        {  "中国",       "山东",          "济南", "联通", true},
-        {  "中国",       "辽宁",          "沈阳", "联通", true},
-        {  "中国",       "福建",          "厦门", "移动", true},
-        {  "中国",       "",                "",       "教育网", true},
-        {  "美国",       "加利福尼亚", "",       "", false},
-        { "美国",       "弗吉尼亚",    "",       "", false},
-        { "日本",       "东京",          "",       "", false},
-        { "韩国",       "首尔",          "",       "", false},
-        { "新加坡",    "",                "",       "", false},
-        { "德国",       "法兰克福",    "",       "", false},
-        { "英国",       "伦敦",          "",       "", false},
-        { "法国",       "巴黎",          "",       "", false},
-        { "荷兰",       "阿姆斯特丹", "",       "", false},
-        { "俄罗斯",    "莫斯科",       "",       "", false},
-        { "巴西",       "圣保罗",       "",       "", false},
-        { "澳大利亚", "悉尼",          "",       "", false},
-    };
-    return places;
+    static const std::vector<Location> locations = [] {
+        std::vector<Location> made;
+        for (const Place& place : places)
+            made.push_back({place.country, place.region, place.city, place.carrier, place.domestic});
+        return made;
+    }();
+    return locations;
 }
 
 uint16_t location_of(const Address& address)

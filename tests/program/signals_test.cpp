@@ -71,7 +71,7 @@ int stop_at_random(const Stoppable& one, std::mt19937& random)
         scene.root.install_dictionary("full");
         Program program(one.arguments, scene.environment());
         usleep(static_cast<unsigned>(random() % static_cast<unsigned>(undisturbed)));
-        int signal = stop_signals[i % std::size(stop_signals)];
+        int signal = stop_signals[static_cast<size_t>(i) % std::size(stop_signals)];
         kill(program.pid(), signal);
         const RunResult& run = program.wait(20);
         scene.daemon.abandon();
