@@ -15,9 +15,9 @@ Exchange assets(const std::string& data, const Reply& reply, int32_t cursor = 0)
 }
 
 const std::string web = Bytes(848)
-    .u16(2, 3).u32(4, 7).u32(8, 9).u32(12, 12).u64(16, 1000).u64(24, 2000).u32(32, 3).u32(36, 1)
+    .u16(2, 3).u32(4, 7).u32(8, 9).u32(12, 12).u64(16, 1000).u64(24, 2000).u32(32, 3000000000).u32(36, 3000000000)
     .u64(40, 5 | 100ULL << 24).u16(46, 443).u32(68, 10).u32(72, 4000000000).u32(76, 500000000)
-    .u64(80, 3001).u32(88, 2500).u32(96, 1).u32(132, 1).u32(168, 1000).text(720, "web", 64).ip(784, 10, 1, 2, 3);
+    .u64(80, 12000000000500).u32(88, 2500).u32(96, 4000000000).u32(132, 4000000000).u32(168, 1000).text(720, "web", 64).ip(784, 10, 1, 2, 3);
 const std::string six = Bytes(848)
     .u16(0, 2).u32(4, 4294967295).u32(36, 4294967295).u32(168, 5).fill(720, 'n', 64).be32(784, 0x20010db8).u8(799, 1);
 const std::string text = Bytes(848).u16(0, 1).u32(12, 40).u32(32, 1).fill(784, 'v', 64);
@@ -25,7 +25,7 @@ const std::string text = Bytes(848).u16(0, 1).u32(12, 40).u32(32, 1).fill(784, '
 const std::string web_json =
     R"({"pid":3,"id":7,"logicid":9,"name":"web","port":443,"value":"10.1.2.3","isipv6":1,"flowcnt":12,"pps":10,)"
     R"("bpsout":4000000000,"bpsin":500000000,"bpstotal":205032704,"bytesout":1000,"bytesin":2000,"bytestotal":3000,)"
-    R"("avgdelay":"1.50","maxus":2.50,"failrate":25,"threats":5,"threat_last":"1970-01-01/08:01:40"})";
+    R"("avgdelay":"1.50","maxus":2.50,"failrate":50,"threats":5,"threat_last":"1970-01-01/08:01:40"})";
 const std::string six_json =
     R"({"pid":0,"id":-1,"logicid":0,"name":")" + std::string(64, 'n') + R"(","port":0,"value":"2001:db8::1","isipv6":2,)"
     R"("flowcnt":0,"pps":0,"bpsout":0,"bpsin":0,"bpstotal":0,"bytesout":0,"bytesin":0,"bytestotal":0,)"

@@ -24,6 +24,11 @@ Exchange dump(const std::string& data, const std::string& answer)
 TEST(Charts, Chart)
 {
     const Reply refusal{.error = 7, .error_text = "NO_ROW"};
+    std::string points = "TAG  \n", series;
+    for (int i = 0; i < 288; i++)
+        points += "DATA 0 0\n";
+    for (int i = 0; i < 40; i++)
+        series += "TAG  \n";
     const Case cases[] = {
         command("chart dump end=5 endtm=100 time=7 hours=3 tag=x json=0", C, {dump("tmend=5 tmend=m=100 tmend=7 hours=3 tag=x json=0 ", two)},
                 "TAG in eth0 in\nDATA 100 5\nDATA 160 5\nDATA 4294967295 7\n"
@@ -35,6 +40,8 @@ TEST(Charts, Chart)
         command("chart dump a", C, {dump("a ", Bytes(7936).u32(4, 1).u32(4608, 1).u32(7816, 1).u64(7928, 3))}, "TAG  \nDATA 1 0\n"),
         command("chart dump a", C, {dump("a ", "")}, ""),
         command("chart dump json=1", C, {dump("", "")}, "[]"),
+        command("chart dump a", C, {dump("a ", Bytes(7920).u32(4608, 288).u32(7816, 1))}, points), // as many as there can be
+        command("chart dump a", C, {dump("a ", Bytes(7920).u32(7816, 40))}, series),
         command("chart dump json=1", C, {dump("", Bytes(7920).u32(4608, 289))}, "INV_REPLY\n", 255),
         command("chart dump a", C, {dump("a ", Bytes(7920).u32(7816, 41))}, "INV_REPLY\n", 255),
         command("chart dump", C, {}, "[bridge=n] [hours=nnn] [tmend=nnnnn] [tag=tag1] [tag=tag2] ...\n", 255),

@@ -34,7 +34,7 @@ std::string full_session()
 // IPv6, and otherwise empty.
 std::string empty_session()
 {
-    return Bytes(228).be32(0, 0x20010db8).be32(12, 1).be32(16, 0x20010db8).be32(28, 2).u8(55, 0x40).u8(64, 58);
+    return Bytes(228).be32(0, 0x20010db8).be32(12, 1).be32(16, 0x20010db8).be32(28, 2).u8(55, 0x40).u16(56, 0x4003).u8(64, 58);
 }
 
 // Texts without a terminator, offsets beyond the area, a suffix without a host.
@@ -123,7 +123,7 @@ Case lines(const std::vector<std::string>& words, std::vector<Exchange> exchange
 
 const std::string full_line = "3 secure web tcp 10.0.0.1:1111-192.168.1.1:443 1000 2500 0 3500 1 60 58 62"
                               " aaa host.example|9 bb cccc 1.50 2.35 1.00 8000 8200 1/11 2/22 OK Oslo 7 40\n";
-const std::string empty_line = "0 second icmp6 2001:db8::1/0-2001:db8::2/0 0 0 0 0 0 0 0 0"
+const std::string empty_line = "16387 second icmp6 2001:db8::1/0-2001:db8::2/0 0 0 0 0 0 0 0 0"
                                " NULL NULL NULL NULL 0.00 0.00 0.00 0 0 0/0 0/0 NIL NULL 0 0\n";
 const std::string unterminated_line = "4 shell unk_47 10.0.0.3:0-192.168.1.3:0 0 0 0 0 0 0 0 0 x |5 " +
                                       std::string(83, 'x') + " NULL 2.00 10.00 4294967.29 0 0 0/0 0/0 ACK " +
@@ -243,10 +243,8 @@ TEST(Sessions, Folded)
         fold({"json=1", "issrc=1", "sort=bytes", "page=2", "limit=1"},
              R"({"total":2, "data":[,{"ip":"10.0.0.1","flow":2,"upbytes":40,"downbytes":400,"avgdelay":3000)"
              R"(,"desc":"NULL"}]})"),
-        fold({"json=1", "issrc=1", "sort=flows", "limit=1", "x=1", "y"},
-             R"({"total":2, "data":[{"ip":"10.0.0.1","flow":2,"upbytes":40,"downbytes":400,"avgdelay":3000)"
-             R"(,"desc":"NULL"}]})",
-             " x=1 y"),
+        fold({"sort=flow", "limit=1", "x=1", "y"}, "192.168.1.9 2 500 50 9999999 Bern NULL\n", " x=1 y"),
+        fold({"sort=flows", "limit=1"}, "192.168.1.8 1 100 10 3000 Berlin eight\n"), // no such word
         fold({"json=1", "page=3"}, R"({"total":3, "data":[]})"),
         fold({"json=1", "sumloc=1"},
              R"([,{"loc":"Berl","flow":1,"upbytes":10,"downbytes":100,"avgdelay":3000})"
@@ -259,6 +257,22 @@ TEST(Sessions, Folded)
         fold({"json=1", "portsum=1", "dnssum=1", "limit=1"},
              R"({"total":3, "data":[{"port":80, "flow":2},{"port":443, "flow":2},{"port":53, "flow":1}]})"),
         fold({"portsum=1"}, ""),
+    };
+    run_cases(cases);
+}
+
+// Bytes are ordered and delays summed up in 64 bits, but for the delays of locations.
+TEST(Sessions, SumsHaveTheirWidth)
+{
+    const std::string large = session(1, 3).u32(44, 0xffffffff).u32(48, 2), small = session(2, 3).u32(44, 5);
+    std::string slow;
+    for (int i = 0; i < 430; i++)
+        slow += session(1, 3).u32(72, 9999999).text(102, "Rome").str();
+    const Case cases[] = {
+        ipobj({"listflow", "issrc=1", "sort=byte", "limit=1"}, {sessions("flow", "", small + large)},
+              "10.0.0.1 1 4294967295 2 0 NULL\n"),
+        ipobj({"listflow", "issrc=1"}, {sessions("flow", "", slow)}, "10.0.0.1 430 0 0 9999999 NULL\n"),
+        ipobj({"listflow", "sumloc=1"}, {sessions("flow", "", slow)}, "Rome 430 0 0 11702\n"),
     };
     run_cases(cases);
 }
@@ -291,9 +305,10 @@ TEST(Throughput, Lines)
             .text(28, description, 36)
             .str();
     };
-    const std::string three = address(1, 100, 4000000000, "gate") + address(2, 0, 20, std::string(36, 'd')) +
-                              address(3, 100, 50000, "");
-    const std::string six = Bytes(64).be32(0, 0x20010db8).be32(12, 1).u32(16, 1).u16(24, 99).u8(26, 1).str();
+    const std::string three = address(1, 0x80000000, 0x80000000, "gate") +
+                              address(2, 0, 20, std::string(36, 'd')) + address(3, 100, 50000, "");
+    const std::string six =
+        Bytes(64).be32(0, 0x20010db8).be32(12, 1).u32(16, 1).u16(24, 0x4001).u8(26, 1).str();
     auto exchange = [](const std::string& text, const std::string& records, bool first, bool last) {
         return Exchange{
             {.code = 99, .data = uncounted(text), .wants_dictionary = first},
@@ -302,7 +317,7 @@ TEST(Throughput, Lines)
     const std::string usage =
         "ipapinfo list [-ip xx.xx.xx.xx[-yy.yy.yy.yy]] [-s all|in|out] -app application\n";
     const std::string d36(36, 'd');
-    const std::string gate = "10.0.0.1 HTTP web 800 32000000000 32000000800 gate\n";
+    const std::string gate = "10.0.0.1 HTTP web 17179869184 17179869184 34359738368 gate\n";
     const std::string second = "10.0.0.2 HTTP web 0 160 160 " + d36 + "\n";
     const std::string third = "10.0.0.3 HTTP web 800 400000 400800 NULL\n";
     const std::string text = " ip=10.0.0.1-10.0.0.9 x=1 app=HTTP";
@@ -310,13 +325,15 @@ TEST(Throughput, Lines)
         // An empty batch does not end it.
         ipobj({"listipa", "-ip", "10.0.0.1-10.0.0.9", "x=1", "-app", "HTTP"},
               {exchange(text, "", true, false), exchange(text, three + six, false, true)},
-              "10.0.0.1 HTTP web 800 32000.00M 32000.00M gate\n10.0.0.2 HTTP web 0 160 160 " + d36 +
+              "10.0.0.1 HTTP web 17179.87M 17179.87M 34359.74M gate\n10.0.0.2 HTTP web 0 160 160 " + d36 +
                   "\n10.0.0.3 HTTP web 800 400.00K 400.80K NULL\n2001:db8::1 other second 8 0 8 NULL\n"),
         // Order and limit hold within a batch.
         ipobj({"listipa", "-s", "out", "-n", "2", "rawdata=1"},
               {exchange("", three, true, false), exchange("", three, false, true)},
               gate + third + gate + third),
         ipobj({"listipa", "-s", "in", "rawdata=1"}, {exchange("", three, true, true)}, gate + third + second),
+        ipobj({"listipa", "-s", "all", "rawdata=1"}, {exchange("", three, true, true)},
+              gate + third + second),
         ipobj({"listipa", "-ip"}, {}, usage, 255),
         ipobj({"listipa", "-s", "up"}, {}, "invalid sort type: all, in, out\n", 255),
     };

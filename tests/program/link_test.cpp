@@ -94,6 +94,8 @@ TEST(Link, RefusesWhatDoesNotFit)
         command("mempcap list " + leading_whole, M, {{{.code = 2055, .module = "mempcap", .data = leading(" " + leading_whole)}, {}}}, ""),
         command("mempcap list a" + leading_whole, M, {}, refusal, 255),
         command("obslog stat tag=" + std::string(65531, 'a'), A, {}, refusal, 255),
+        command("obssyslog list a" + leading_whole, M, {}, refusal, 255),
+        command("table addip 1 a" + leading_whole, A, {}, refusal, 255),
         command("obsquery stat " + std::string(100000, 'a'), A, {{{.code = 2050, .module = "obsquery"}, {}}}, ""), // sends none
         command("keytbl list " + std::string(4095, 'a'), A, {}, refusal, 0), // has the least segment
         command(name + " stat", A, {{{.code = 2050, .module = name, .data = trailing("")}, {}}}, ""),

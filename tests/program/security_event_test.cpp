@@ -138,14 +138,21 @@ TEST(Events, SummaryAndToday)
                                        {5, 0x00, now, "malicious", "", "bot"},
                                        {6, 0x00, 0, "if", "", ""}};
     std::vector<Event> many(17, {1, 0, 0, "if"}); // more interfaces and types than are counted
-    std::vector<std::string> names, types = {R"({"type":"if", "num":17})"};
+    std::vector<std::string> names, bots, types = {R"({"type":"if", "num":17})"};
     for (size_t i = 0; i < 17; i++)
         many[i].name_ch = "eth" + std::to_string(i);
     for (size_t i = 0; i < 16; i++)
         names.push_back(R"({"ifname":"eth)" + std::to_string(i) + R"(", "num":1})");
+    for (size_t i = 0; i < 33; i++) {
+        many.push_back({1, 0, 0, "malicious", "", "bot" + std::to_string(i)});
+        if (i < 32)
+            bots.push_back(R"({"malname":"bot)" + std::to_string(i) + R"(", "num":1})");
+    }
+    types.push_back(R"({"type":"malicious", "num":33})");
+    std::swap(types[0], types[1]); // the most frequent first
     for (size_t i = 0; i < 128; i++)
         many.push_back({1, 0, 0, "type" + std::to_string(i)});
-    for (size_t i = 0; i < 127; i++)
+    for (size_t i = 0; i < 126; i++)
         types.push_back(R"({"type":"type)" + std::to_string(i) + R"(", "num":1})");
     const std::string summary =
         R"({"all":6, "today_num":3, "today_read":1, "today_unread":2, "level":[3,1,0,2], )"
@@ -161,8 +168,8 @@ TEST(Events, SummaryAndToday)
                 R"("evtype":[{"type":"cpu", "num":1}],"if":[],"mal":[]})"),
         nevtlog(
             "showsum=1 page=1", "", many,
-            R"({"all":145, "today_num":0, "today_read":0, "today_unread":0, "level":[145,0,0,0], "evtype":[)" +
-                joined(types) + R"(],"if":[)" + joined(names) + R"(],"mal":[]})"),
+            R"({"all":178, "today_num":0, "today_read":0, "today_unread":0, "level":[178,0,0,0], "evtype":[)" +
+                joined(types) + R"(],"if":[)" + joined(names) + R"(],"mal":[)" + joined(bots) + "]}"),
     };
     for (Case& one : cases)
         one.environment = {{"TZ", zone}};

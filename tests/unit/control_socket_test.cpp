@@ -10,9 +10,20 @@
 #include <netinet/in.h>
 #include <string>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+
+// Stands before the C library's in this program: nothing that a test can arrange makes it fail.
+static bool listen_fails = false;
+static int backlog = 0;
+extern "C" int listen(int fd, int waiting) noexcept
+{
+    backlog = waiting;
+    errno = EADDRINUSE;
+    return listen_fails ? -1 : static_cast<int>(syscall(SYS_listen, fd, waiting));
+}
 
 namespace {
 
@@ -116,6 +127,7 @@ TEST_F(Endpoints, ListenAcceptAndMoveWholeBuffers)
         ASSERT_LE(0, listener);
         EXPECT_TRUE(non_blocking(listener));
         EXPECT_EQ(1, option_of(listener, SO_ACCEPTCONN));
+        EXPECT_EQ(1024, backlog);
         EXPECT_EQ(ipv4 ? 1 : 0, option_of(listener, SO_REUSEPORT));
         EXPECT_EQ("", printed([&] { EXPECT_GT(0, socket_accept(listener, 0)); })); // nobody there: no message
         EXPECT_EQ("", printed([&] { EXPECT_EQ(-1, socket_accept(listener, 1)); }));
@@ -197,27 +209,41 @@ TEST_F(Endpoints, ListeningReplacesTheFile)
 
 TEST_F(Endpoints, SaysWhatFailed)
 {
-    std::string longest(107, 'p'), too_long(108, 'p');
-    EXPECT_EQ("socket_connect: invalid path\n",
-              printed([&] { EXPECT_EQ(-1, socket_connect("127.0.0.1:0")); }));
-    EXPECT_EQ("socket_connect: invalid path\n",
-              printed([&] { EXPECT_EQ(-1, socket_connect("udp:host:1")); }));
-    EXPECT_EQ("socket_connect: invalid path\n",
-              printed([&] { EXPECT_EQ(-1, socket_connect(too_long.c_str())); }));
-    EXPECT_EQ("socket_listen: invalid path\n",
-              printed([&] { EXPECT_EQ(-1, socket_listen("127.0.0.1:70000")); }));
-    EXPECT_EQ("socket_listen: invalid path\n",
-              printed([&] { EXPECT_EQ(-1, socket_listen(too_long.c_str())); }));
-    EXPECT_EQ("", printed([&] { EXPECT_EQ(-1, socket_connect(longest.c_str())); })); // the caller reports
-    EXPECT_EQ("", printed([&] { EXPECT_EQ(-1, socket_connect(path.c_str())); }));
-    EXPECT_EQ("bind unix fail No such file or directory\n",
-              printed([&] { EXPECT_EQ(-1, socket_listen((folder + "/no/s").c_str())); }));
-    EXPECT_EQ("bind tcp fail Cannot assign requested address\n",
-              printed([&] { EXPECT_EQ(-1, socket_listen("192.0.2.1:9000")); }));
-    EXPECT_EQ("bind tcp fail Cannot assign requested address\n",
-              printed([&] { EXPECT_EQ(-1, socket_listen("udp:192.0.2.1:9000")); }));
+    const std::string longest(107, 'p'), too_long(108, 'p');
+    const std::string connecting = "socket_connect: invalid path\n",
+                      listening = "socket_listen: invalid path\n";
+    const std::string nowhere = "bind tcp fail Cannot assign requested address\n";
+    const struct {
+        int (*make)(const char*);
+        std::string address, printed;
+    } cases[] = {
+        {socket_connect, "127.0.0.1:0", connecting},
+        {socket_connect, "udp:host:1", connecting},
+        {socket_connect, too_long, connecting},
+        {socket_connect, longest, ""}, // the caller reports
+        {socket_connect, path, ""},
+        {socket_listen, "127.0.0.1:70000", listening},
+        {socket_listen, too_long, listening},
+        {socket_listen, folder + "/no/s", "bind unix fail No such file or directory\n"},
+        {socket_listen, "192.0.2.1:9000", nowhere},
+        {socket_listen, "udp:192.0.2.1:9000", nowhere},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.printed, printed([&] { EXPECT_EQ(-1, c.make(c.address.c_str())); })) << c.address;
     EXPECT_EQ("socket_accept: Bad file descriptor(9)\n",
               printed([&] { EXPECT_GT(0, socket_accept(-1, 0)); }));
+
+    sockaddr_in any{};
+    any.sin_family = AF_INET;
+    int taken = socket(AF_INET, SOCK_DGRAM, 0); // without SO_REUSEPORT
+    ASSERT_EQ(0, bind(taken, reinterpret_cast<sockaddr*>(&any), sizeof any));
+    EXPECT_EQ("bind tcp fail Address already in use\n",
+              printed([&] { EXPECT_EQ(-1, udp_listen(static_cast<uint16_t>(port_of(taken)))); }));
+    close(taken);
+    listen_fails = true;
+    EXPECT_EQ("listen fail Address already in use\n",
+              printed([&] { EXPECT_EQ(-1, socket_listen(path.c_str())); }));
+    listen_fails = false;
 }
 
 // With every descriptor in use no socket can be made.
