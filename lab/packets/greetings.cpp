@@ -54,6 +54,15 @@ std::string_view header_value(std::string_view head, std::string_view name)
     return {};
 }
 
+// The lines before the empty one that ends an HTTP head; false when it has not come yet.
+bool take_head(Bytes bytes, std::string_view& head)
+{
+    std::string_view text = text_of_bytes(bytes);
+    size_t end = text.find("\r\n\r\n");
+    head = text.substr(0, end);
+    return end != text.npos;
+}
+
 // The first word of a text.
 std::string_view first_word(std::string_view text)
 {
@@ -94,11 +103,9 @@ Found read_http_request(Bytes head, HttpRequest& request)
     }
     if (seen != Found::yes)
         return seen;
-    std::string_view text = text_of_bytes(head);
-    size_t end = text.find("\r\n\r\n");
-    if (end == text.npos)
+    std::string_view text;
+    if (!take_head(head, text))
         return not_yet(head);
-    text = text.substr(0, end);
     std::string_view host = header_value(text, "Host");
     if (!host.starts_with('[')) // an IPv6 address keeps its brackets and port
         host = host.substr(0, host.find(':'));
@@ -112,11 +119,9 @@ Found read_http_response(Bytes head, HttpResponse& response)
     Found seen = starts_with(head, "HTTP/1.");
     if (seen != Found::yes)
         return seen;
-    std::string_view text = text_of_bytes(head);
-    size_t end = text.find("\r\n\r\n");
-    if (end == text.npos)
+    std::string_view text;
+    if (!take_head(head, text))
         return not_yet(head);
-    text = text.substr(0, end);
     size_t blank = text.find(' ');
     std::string_view digits = blank == text.npos ? "" : text.substr(blank + 1, 3);
     for (char c : digits)

@@ -25,22 +25,15 @@ void group_add(Appliance& appliance, Turn& turn)
     AssetObjectGroup group;
     if (!take_group(appliance.world, turn, group))
         return;
-    group.id = static_cast<uint16_t>(id_to_add(turn, groups, groups_max));
-    if (group.id == 0)
-        return;
-    groups.push_back(group);
-    turn.say("id=%u\n", group.id);
+    if (uint32_t id = add_item(turn, groups, group, groups_max); id != 0)
+        turn.say("id=%u\n", id);
 }
 
 void group_set(Appliance& appliance, Turn& turn)
 {
-    if (!turn.has("id"))
-        return turn.refuse(lab_error::invalid, "INV_ID");
-    if (AssetObjectGroup* group = item_asked_for(turn, appliance.world.asset_groups)) {
-        AssetObjectGroup changed = *group;
-        if (take_group(appliance.world, turn, changed))
-            *group = changed;
-    }
+    World& world = appliance.world;
+    change_item(turn, world.asset_groups,
+                [&](AssetObjectGroup& group) { return take_group(world, turn, group); });
 }
 
 void group_remove(Appliance& appliance, Turn& turn)

@@ -75,11 +75,8 @@ void name_group_add(Appliance& appliance, Turn& turn)
     DnsGroup group{.id = 0, .name = turn.free_text("name", 63), .names = {}};
     if (group.name.empty())
         return turn.refuse(lab_error::invalid, "INV_NAME");
-    group.id = static_cast<uint16_t>(id_to_add(turn, groups, 1024));
-    if (group.id == 0)
-        return;
-    groups.push_back(group);
-    turn.say("id=%u\n", group.id);
+    if (uint32_t id = add_item(turn, groups, group, 1024); id != 0)
+        turn.say("id=%u\n", id);
 }
 
 void name_group_set(Appliance& appliance, Turn& turn)

@@ -70,6 +70,31 @@ template <class Item> Item* item_asked_for(Turn& turn, std::vector<Item>& items)
     return item;
 }
 
+// Adds an item under the id that the request asks for, or the lowest free one. Returns the id; 0 with the
+// turn refused.
+template <class Item> uint32_t add_item(Turn& turn, std::vector<Item>& items, Item item, uint32_t most)
+{
+    item.id = static_cast<decltype(item.id)>(id_to_add(turn, items, most));
+    if (item.id == 0)
+        return 0;
+    items.push_back(std::move(item));
+    return items.back().id;
+}
+
+// Changes the item with id=: `take(item)` reads the request's words into a copy, which counts only if it
+// accepts them all.
+template <class Item, class Take> void change_item(Turn& turn, std::vector<Item>& items, Take&& take)
+{
+    if (!turn.has("id"))
+        return turn.refuse(lab_error::invalid, "INV_ID");
+    Item* item = item_asked_for(turn, items);
+    if (item == nullptr)
+        return;
+    Item changed = *item;
+    if (take(changed))
+        *item = std::move(changed);
+}
+
 // Removes what id= lists, what name= names, or everything with all=1. Refuses when nothing of it exists.
 template <class Item> void remove_items(Turn& turn, std::vector<Item>& items)
 {

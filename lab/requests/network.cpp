@@ -25,11 +25,8 @@ void link_add(Appliance& appliance, Turn& turn)
     TopologyLink link;
     if (!take_link(appliance.world, turn, link))
         return;
-    link.id = id_to_add(turn, appliance.world.links, 4096);
-    if (link.id == 0)
-        return;
-    appliance.world.links.push_back(link);
-    turn.say("id=%u\n", link.id);
+    if (uint32_t id = add_item(turn, appliance.world.links, link, 4096); id != 0)
+        turn.say("id=%u\n", id);
 }
 
 void link_change(Appliance& appliance, Turn& turn)
@@ -86,20 +83,13 @@ void branch_add(Appliance& appliance, Turn& turn)
     NetworkBranch branch;
     if (!take_branch(turn, branch))
         return;
-    branch.id = id_to_add(turn, appliance.world.branches, 1024);
-    if (branch.id != 0)
-        appliance.world.branches.push_back(branch);
+    add_item(turn, appliance.world.branches, branch, 1024);
 }
 
 void branch_config(Appliance& appliance, Turn& turn)
 {
-    if (!turn.has("id"))
-        return turn.refuse(lab_error::invalid, "INV_ID");
-    if (NetworkBranch* branch = item_asked_for(turn, appliance.world.branches)) {
-        NetworkBranch changed = *branch;
-        if (take_branch(turn, changed))
-            *branch = changed;
-    }
+    change_item(turn, appliance.world.branches,
+                [&](NetworkBranch& branch) { return take_branch(turn, branch); });
 }
 
 void branch_remove(Appliance& appliance, Turn& turn)

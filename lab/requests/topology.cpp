@@ -117,22 +117,14 @@ void node_add(Appliance& appliance, Turn& turn)
     TopologyNode node;
     if (!take_node(appliance.world, turn, node))
         return;
-    node.id = id_to_add(turn, appliance.world.nodes, 4096);
-    if (node.id == 0)
-        return;
-    appliance.world.nodes.push_back(node);
-    turn.say("id=%u", node.id); // printed as a line
+    if (uint32_t id = add_item(turn, appliance.world.nodes, node, 4096); id != 0)
+        turn.say("id=%u", id); // printed as a line
 }
 
 void node_config(Appliance& appliance, Turn& turn)
 {
-    if (!turn.has("id"))
-        return turn.refuse(lab_error::invalid, "INV_ID");
-    if (TopologyNode* node = item_asked_for(turn, appliance.world.nodes)) {
-        TopologyNode changed = *node;
-        if (take_node(appliance.world, turn, changed))
-            *node = changed;
-    }
+    World& world = appliance.world;
+    change_item(turn, world.nodes, [&](TopologyNode& node) { return take_node(world, turn, node); });
 }
 
 void node_remove(Appliance& appliance, Turn& turn)

@@ -38,23 +38,29 @@ private:
     size_t used_ = 0;
 };
 
-bool fill_session(const World& world, const Session& s, SessionRecord& r)
+// What session and flow records have in common.
+template <class Record> void put_conversation(const World& world, const Session& s, Record& r)
 {
     r.source = host_order_address(world.address(s.client));
     r.destination = host_order_address(world.address(s.server));
     r.source_port = s.client_port;
     r.destination_port = s.server_port;
-    r.birth = s.birth;
-    r.value_40 = s.last;
     r.up_bytes = capped<uint32_t>(s.up_bytes);
     r.down_bytes = capped<uint32_t>(s.down_bytes);
     r.flags = flags_of(world, s);
     r.application = s.application;
+    r.protocol = s.protocol;
+}
+
+bool fill_session(const World& world, const Session& s, SessionRecord& r)
+{
+    put_conversation(world, s, r);
+    r.birth = s.birth;
+    r.value_40 = s.last;
     r.value_58 = s.vlan;
     r.value_60 = s.largest_segment;
     r.value_62 = s.hops;
     r.vpaid = s.path;
-    r.protocol = s.protocol;
     r.client_delay = s.client_delay;
     r.server_delay = s.server_delay;
     r.app_delay = s.application_delay;
@@ -78,15 +84,7 @@ bool fill_session(const World& world, const Session& s, SessionRecord& r)
 bool fill_flow(const World& world, const Session& s, FlowRecord& r)
 {
     const Location& location = world.location(s.server); // inbound traffic goes nowhere
-    r.source = host_order_address(world.address(s.client));
-    r.destination = host_order_address(world.address(s.server));
-    r.source_port = s.client_port;
-    r.destination_port = s.server_port;
-    r.up_bytes = capped<uint32_t>(s.up_bytes);
-    r.down_bytes = capped<uint32_t>(s.down_bytes);
-    r.flags = flags_of(world, s);
-    r.application = s.application;
-    r.protocol = s.protocol;
+    put_conversation(world, s, r);
     r.domestic = location.domestic ? 1 : 0;
     put_text(r.location.country, location.country);
     put_text(r.location.region, location.region);

@@ -72,20 +72,21 @@ void white_config(Appliance& appliance, Turn& turn)
 
 using Exemptions = std::vector<TunnelExemption>;
 
-void list_exemptions(Turn& turn, const Exemptions& exemptions)
+template <Exemptions World::*list> void list_exemptions(Appliance& appliance, Turn& turn)
 {
     std::string type = turn.value("type").value_or("");
-    turn.records<TunnelWhiteRecord>(exemptions, [&](const TunnelExemption& entry, TunnelWhiteRecord& r) {
-        bool is_name = !entry.name.empty();
-        if (type == (is_name ? "ip" : "dns"))
-            return false;
-        uint32_t address = entry.address.ipv4();
-        r.flags = is_name ? 1 : 0;
-        r.name.assign(is_name ? std::string_view(entry.name)
-                              : std::string_view(reinterpret_cast<const char*>(&address), sizeof address),
-                      r.name.width - 1);
-        return true;
-    });
+    turn.records<TunnelWhiteRecord>(
+        appliance.world.*list, [&](const TunnelExemption& entry, TunnelWhiteRecord& r) {
+            bool is_name = !entry.name.empty();
+            if (type == (is_name ? "ip" : "dns"))
+                return false;
+            uint32_t address = entry.address.ipv4();
+            r.flags = is_name ? 1 : 0;
+            r.name.assign(is_name ? std::string_view(entry.name)
+                                  : std::string_view(reinterpret_cast<const char*>(&address), sizeof address),
+                          r.name.width - 1);
+            return true;
+        });
 }
 
 bool read_exemption(Turn& turn, TunnelExemption& entry)
@@ -109,8 +110,9 @@ auto same_exemption(const TunnelExemption& entry)
     };
 }
 
-void add_exemption(Turn& turn, Exemptions& exemptions)
+template <Exemptions World::*list> void add_exemption(Appliance& appliance, Turn& turn)
 {
+    Exemptions& exemptions = appliance.world.*list;
     TunnelExemption entry;
     if (!read_exemption(turn, entry))
         return;
@@ -119,51 +121,27 @@ void add_exemption(Turn& turn, Exemptions& exemptions)
     exemptions.push_back(entry);
 }
 
-void remove_exemption(Turn& turn, Exemptions& exemptions)
+template <Exemptions World::*list> void remove_exemption(Appliance& appliance, Turn& turn)
 {
     TunnelExemption entry;
-    if (read_exemption(turn, entry) && std::erase_if(exemptions, same_exemption(entry)) == 0)
+    if (read_exemption(turn, entry) && std::erase_if(appliance.world.*list, same_exemption(entry)) == 0)
         turn.refuse(lab_error::unknown, "NOT_FOUND");
 }
 
-void tunnel_list(Appliance& appliance, Turn& turn)
-{
-    list_exemptions(turn, appliance.world.tunnel_white_list);
-}
-void tunnel_add(Appliance& appliance, Turn& turn)
-{
-    add_exemption(turn, appliance.world.tunnel_white_list);
-}
-void tunnel_remove(Appliance& appliance, Turn& turn)
-{
-    remove_exemption(turn, appliance.world.tunnel_white_list);
-}
-void dns_tunnel_list(Appliance& appliance, Turn& turn)
-{
-    list_exemptions(turn, appliance.world.dns_tunnel_white_list);
-}
-void dns_tunnel_add(Appliance& appliance, Turn& turn)
-{
-    add_exemption(turn, appliance.world.dns_tunnel_white_list);
-}
-void dns_tunnel_remove(Appliance& appliance, Turn& turn)
-{
-    remove_exemption(turn, appliance.world.dns_tunnel_white_list);
-}
-
+constexpr auto tunnel = &World::tunnel_white_list, dns_tunnel = &World::dns_tunnel_white_list;
 constexpr uint8_t both = daemon_kind::analysis | daemon_kind::management;
 
 constexpr Route routes[] = {
-    {daemon_kind::management, "whiteip",       verb::list,   white_flows      },
-    {daemon_kind::management, "whiteip",       verb::get,    white_addresses  },
-    {daemon_kind::management, "whiteip",       verb::stat,   white_stat       },
-    {daemon_kind::management, "whiteip",       verb::config, white_config     },
-    {both,                    "tunwltable",    verb::list,   tunnel_list      },
-    {both,                    "tunwltable",    verb::add,    tunnel_add       },
-    {both,                    "tunwltable",    verb::remove, tunnel_remove    },
-    {both,                    "dnstunwltable", verb::list,   dns_tunnel_list  },
-    {both,                    "dnstunwltable", verb::add,    dns_tunnel_add   },
-    {both,                    "dnstunwltable", verb::remove, dns_tunnel_remove},
+    {daemon_kind::management, "whiteip",       verb::list,   white_flows                 },
+    {daemon_kind::management, "whiteip",       verb::get,    white_addresses             },
+    {daemon_kind::management, "whiteip",       verb::stat,   white_stat                  },
+    {daemon_kind::management, "whiteip",       verb::config, white_config                },
+    {both,                    "tunwltable",    verb::list,   list_exemptions<tunnel>     },
+    {both,                    "tunwltable",    verb::add,    add_exemption<tunnel>       },
+    {both,                    "tunwltable",    verb::remove, remove_exemption<tunnel>    },
+    {both,                    "dnstunwltable", verb::list,   list_exemptions<dns_tunnel> },
+    {both,                    "dnstunwltable", verb::add,    add_exemption<dns_tunnel>   },
+    {both,                    "dnstunwltable", verb::remove, remove_exemption<dns_tunnel>},
 };
 
 } // namespace
