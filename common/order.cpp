@@ -29,3 +29,27 @@ void rank_first(std::span<Ranked> rows, size_t wanted, const Refinement& refinem
     std::sort(front.begin(), front.end(),
               [&](const Ranked& a, const Ranked& b) { return ranks_before(a, b, refinement); });
 }
+
+Ranking::Ranking(std::span<Ranked> room, int64_t end)
+    : room_(room), wanted_(static_cast<size_t>(std::clamp<int64_t>(end, 0, std::ssize(room)))),
+      held_max_(wanted_ + std::max<size_t>(wanted_, 1024)), bounded_(wanted_ == 0)
+{
+}
+
+// When twice what is wanted is held, the worse half can never be reached, nor can what is worse than the
+// rest.
+void Ranking::drop_unreachable()
+{
+    select_first(room_.first(held_), wanted_, {});
+    held_ = wanted_;
+    least_key_ = UINT64_MAX;
+    for (const Ranked& row : room_.first(held_))
+        least_key_ = std::min(least_key_, row.key);
+    bounded_ = true;
+}
+
+void Ranking::rank()
+{
+    rank_first(room_.first(held_), wanted_, {});
+    held_ = std::min(held_, wanted_);
+}

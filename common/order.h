@@ -27,6 +27,37 @@ void select_first(std::span<Ranked> rows, size_t wanted, const Refinement& refin
 
 bool ranks_before(const Ranked& a, const Ranked& b, const Refinement& refinement);
 
+// The order of entries that stay where they are, in the caller's room for all of them.
+class Ranking {
+public:
+    // Positions [0, end) are wanted.
+    Ranking(std::span<Ranked> room, int64_t end);
+
+    void offer(uint64_t key, uint32_t entry)
+    {
+        auto arrival = static_cast<uint32_t>(total_++);
+        if (bounded_ && key <= least_key_)
+            return;
+        room_[held_++] = {.key = key, .arrival = arrival, .slot = entry};
+        if (held_ == held_max_)
+            drop_unreachable();
+    }
+    void rank(); // after the last offer
+
+    size_t total() const { return total_; } // what was offered
+    size_t held() const { return held_; }   // what is in order
+    uint32_t operator[](size_t i) const { return room_[i].slot; }
+
+private:
+    void drop_unreachable();
+
+    const std::span<Ranked> room_;
+    const size_t wanted_, held_max_;
+    size_t total_ = 0, held_ = 0;
+    bool bounded_; // `least_key_` is known: what comes later and is not above it is not wanted
+    uint64_t least_key_ = UINT64_MAX;
+};
+
 // Keys for orders that are not plain unsigned numbers.
 inline uint64_t signed_key(int32_t value)
 {

@@ -16,10 +16,25 @@ bool PoolStore::grow_buckets()
     return true;
 }
 
+// Nothing is in it yet: what was there need not be copied.
+static bool grow_ranking(Ranked*& ranking, uint32_t& room, uint32_t least)
+{
+    uint32_t count = room * 2 < least ? least : room * 2;
+    auto* grown = static_cast<Ranked*>(malloc(count * sizeof(Ranked)));
+    if (grown == nullptr)
+        return false;
+    free(ranking);
+    ranking = grown;
+    room = count;
+    return true;
+}
+
 bool PoolStore::add_slab()
 {
     constexpr uint32_t entries_max = INT32_MAX; // entries are counted in 32 signed bits
     if (room_ > entries_max - slab_)
+        return false;
+    if (ranking_room_ < room_ + slab_ && !grow_ranking(ranking_, ranking_room_, room_ + slab_))
         return false;
     size_t held = room_ / slab_;
     auto* added = calloc(slab_, entry_size_);

@@ -2,7 +2,8 @@
 // Aggregation pools: what reports fold records into, one entry a key. Entries come from zero-filled slabs in
 // the order of arrival and are never freed. Without memory a record is dropped and the report goes on.
 #include "base/lookup2.h"
-#include "common/rows.h"
+#include "common/arguments.h"
+#include "common/order.h"
 
 #include <cstring>
 #include <string_view>
@@ -76,7 +77,7 @@ protected:
     }
     bool crowded() const { return used_ / 2 >= bucket_count_; } // two entries a bucket, on average
     bool grow_buckets(); // to an empty larger array; false leaves the array in use as it is
-    bool add_slab();
+    bool add_slab();     // with room for its entries in the ranking
 
     const uint32_t first_buckets_, slab_;
     const size_t entry_size_;
@@ -84,6 +85,8 @@ protected:
     uint32_t bucket_count_ = 0;   // a power of two
     char** slabs_ = nullptr;      // of slab_ entries each: the entries in the order of arrival
     uint32_t used_ = 0, room_ = 0;
+    Ranked* ranking_ = nullptr; // not touched before the entries are ranked
+    uint32_t ranking_room_ = 0;
 };
 
 template <class Key, class Counters, uint32_t buckets, uint32_t slab> class Pool : PoolStore {
@@ -122,6 +125,8 @@ public:
     }
 
     uint32_t size() const { return used_; }
+    // Room in which all entries can be ranked.
+    std::span<Ranked> ranking_room() const { return {ranking_, used_}; }
     const Entry& operator[](uint32_t i) const { return entry_at(i); }
 
 private:
@@ -174,26 +179,6 @@ template <class Sum> struct DelayCounter {
 
 // ---- Orders: entries by the larger key, equal keys as they arrived
 
-// Numbers of entries; only the best `wanted` are held.
-class Ranking {
-public:
-    explicit Ranking(int64_t wanted) : store_(sizeof(uint32_t)) { store_.want_until(wanted); }
-    // Counts the entry; without memory it is dropped.
-    void offer(uint64_t key, uint32_t entry) { store_.offer(key, &entry, {}); }
-    void rank() { store_.rank({}); }
-    int64_t total() const { return store_.total(); }
-    size_t held() const { return store_.held(); }
-    uint32_t operator[](size_t i) const
-    {
-        uint32_t entry;
-        memcpy(&entry, store_.ranked(i), sizeof entry);
-        return entry;
-    }
-
-private:
-    RowStore store_;
-};
-
 // Calls print(entry, position) for the page of a pool, in the order of `key` (null: of arrival).
 template <class Key, class Counters, uint32_t buckets, uint32_t slab, class Print>
 void print_page(const Pool<Key, Counters, buckets, slab>& pool, const Paging& paging,
@@ -209,7 +194,7 @@ void print_page(const Pool<Key, Counters, buckets, slab>& pool, const Paging& pa
             print(pool[static_cast<uint32_t>(i)], i);
         return;
     }
-    Ranking ranking(end);
+    Ranking ranking(pool.ranking_room(), end);
     for (uint32_t i = 0; i < pool.size(); i++)
         ranking.offer(key(pool[i].counters), i);
     ranking.rank();

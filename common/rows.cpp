@@ -3,24 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-namespace {
-
-// Stands for the record under consideration, which has no slot yet.
-constexpr uint32_t candidate_slot = UINT32_MAX;
-const void* candidate = nullptr;
-
-} // namespace
-
-void* RowStore::slot_address(uint32_t slot) const
-{
-    return blocks_[slot / block_rows] + slot % block_rows * record_size_;
-}
-
-const void* RowStore::at(uint32_t slot) const
-{
-    return slot == candidate_slot ? candidate : slot_address(slot);
-}
-
 bool RowStore::reserve(size_t rows)
 {
     if (rows <= entry_room_)
@@ -60,11 +42,23 @@ bool RowStore::take_slot(uint32_t& slot)
     return true;
 }
 
+Refinement RowStore::refinement() const
+{
+    if (refine_ == nullptr)
+        return {};
+    return {[](const void* store, uint32_t a, uint32_t b) {
+                const auto& rows = *static_cast<const RowStore*>(store);
+                return rows.call_refine_(rows.refine_, rows.at(a), rows.at(b));
+            },
+            this};
+}
+
 // When twice the wanted rows are held, the worse half can never be printed: the slots are used again, and the
 // worst row that is left is what later rows have to beat.
-void RowStore::drop_unreachable(const Refinement& refinement)
+void RowStore::drop_unreachable()
 {
     auto wanted = static_cast<size_t>(wanted_);
+    const Refinement refinement = this->refinement();
     select_first({entries_, held_}, wanted, refinement);
     held_ = wanted;
     worst_ = *std::max_element(entries_, entries_ + held_, [&](const Ranked& a, const Ranked& b) {
@@ -73,28 +67,34 @@ void RowStore::drop_unreachable(const Refinement& refinement)
     bounded_ = true;
 }
 
-bool RowStore::offer(uint64_t key, const void* record, const Refinement& refinement)
+// Of a row that comes after it: what is equal does not.
+bool RowStore::beats_the_worst(uint64_t key, const void* record) const
 {
-    Ranked row{.key = key, .arrival = static_cast<uint32_t>(total_), .slot = candidate_slot};
-    candidate = record;
-    if (wanted_ == 0 || (bounded_ && (key < worst_.key || !ranks_before(row, worst_, refinement)))) {
+    if (key != worst_.key)
+        return key > worst_.key;
+    return refine_ != nullptr && call_refine_(refine_, record, at(worst_.slot)) < 0;
+}
+
+bool RowStore::offer(uint64_t key, const void* record)
+{
+    if (wanted_ == 0 || (bounded_ && !beats_the_worst(key, record))) {
         total_++;
         return true;
     }
-    if (!take_slot(row.slot))
+    uint32_t slot;
+    if (!take_slot(slot))
         return false;
-    total_++;
-    memcpy(slot_address(row.slot), record, record_size_);
-    entries_[held_++] = row;
+    memcpy(at(slot), record, record_size_);
+    entries_[held_++] = {.key = key, .arrival = static_cast<uint32_t>(total_++), .slot = slot};
     constexpr int64_t least_spare = 1024;
     if (wanted_ < INT64_MAX / 2 && static_cast<int64_t>(held_) >= wanted_ + std::max(wanted_, least_spare))
-        drop_unreachable(refinement);
+        drop_unreachable();
     return true;
 }
 
-void RowStore::rank(const Refinement& refinement)
+void RowStore::rank()
 {
     auto wanted = std::min<int64_t>(wanted_, static_cast<int64_t>(held_));
-    rank_first({entries_, held_}, static_cast<size_t>(wanted), refinement);
+    rank_first({entries_, held_}, static_cast<size_t>(wanted), refinement());
     held_ = static_cast<size_t>(wanted);
 }

@@ -24,7 +24,15 @@ template <class Record> struct SortWord {
 // The part that does not depend on the record's type.
 class RowStore {
 public:
-    explicit RowStore(size_t record_size) : record_size_(record_size) {}
+    // An order's comparison of equal keys without its type, and the caller that knows the type.
+    using AnyRefine = void (*)();
+    using CallRefine = int (*)(AnyRefine refine, const void* a, const void* b);
+
+    RowStore(size_t record_size, CallRefine call_refine, AnyRefine refine)
+        : record_size_(record_size), call_refine_(call_refine), refine_(refine)
+    {
+    }
+    RowStore(const RowStore&) = delete;
 
     // Positions [0, end) are wanted; before the first offer. Without it every row is held.
     void want_until(int64_t end) { wanted_ = end < 0 ? 0 : end; }
@@ -37,21 +45,24 @@ public:
     }
     // Counts a row with this key and copies it if it can reach the page. False when memory is exhausted; the
     // row is not counted then.
-    bool offer(uint64_t key, const void* record, const Refinement& refinement);
-    void rank(const Refinement& refinement);
+    bool offer(uint64_t key, const void* record);
+    void rank();
 
     int64_t total() const { return total_; }
     size_t held() const { return held_; }
     const void* ranked(size_t i) const { return at(entries_[i].slot); }
-    const void* at(uint32_t slot) const;
 
 private:
     static constexpr size_t block_rows = 1024;
-    void* slot_address(uint32_t slot) const;
+    void* at(uint32_t slot) const { return blocks_[slot / block_rows] + slot % block_rows * record_size_; }
+    Refinement refinement() const;
+    bool beats_the_worst(uint64_t key, const void* record) const;
     bool take_slot(uint32_t& slot);
-    void drop_unreachable(const Refinement& refinement);
+    void drop_unreachable();
 
-    size_t record_size_;
+    const size_t record_size_;
+    const CallRefine call_refine_;
+    const AnyRefine refine_; // null: none
     int64_t wanted_ = INT64_MAX;
     int64_t total_ = 0;
     Ranked* entries_ = nullptr; // [0, held) in use; behind them, after a drop, the freed slots wait for reuse
@@ -66,15 +77,19 @@ template <class Record> class Rows {
     static_assert(std::is_trivially_copyable_v<Record>);
 
 public:
-    explicit Rows(Order<Record> order = {}) : store_(sizeof(Record)), order_(order) {}
+    explicit Rows(Order<Record> order = {})
+        : store_(sizeof(Record), call_refine, reinterpret_cast<RowStore::AnyRefine>(order.refine)),
+          key_(order.key)
+    {
+    }
 
     void want_until(int64_t end) { store_.want_until(end); }
     bool reserve(size_t rows) { return store_.reserve(rows); }
 
     // Counts the record and holds a copy if it can reach the page. False only when memory is exhausted.
-    bool keep(const Record& record) { return keep(record, order_.key != nullptr ? order_.key(record) : 0); }
+    bool keep(const Record& record) { return keep(record, key_ != nullptr ? key_(record) : 0); }
     // The same with a key that the order alone cannot give.
-    bool keep(const Record& record, uint64_t key) { return store_.offer(key, &record, refinement()); }
+    bool keep(const Record& record, uint64_t key) { return store_.offer(key, &record); }
 
     // The same with a line for a lacking index (null: none) and one for a lacking block of records.
     bool keep_or_say(const Record& record, const char* no_index, const char* no_block)
@@ -88,7 +103,7 @@ public:
     }
 
     // Brings the held rows into order; after the last batch.
-    void rank() { store_.rank(refinement()); }
+    void rank() { store_.rank(); }
 
     int64_t total() const { return store_.total(); } // all records kept track of, held or not
     size_t held() const { return store_.held(); }
@@ -108,24 +123,12 @@ public:
     }
 
 private:
-    struct Context {
-        const RowStore* store;
-        int (*refine)(const Record&, const Record&);
-    };
-    Refinement refinement()
+    static int call_refine(RowStore::AnyRefine refine, const void* a, const void* b)
     {
-        if (order_.refine == nullptr)
-            return {};
-        context_ = {&store_, order_.refine};
-        return {[](const void* context, uint32_t a, uint32_t b) {
-                    const auto& c = *static_cast<const Context*>(context);
-                    return c.refine(*static_cast<const Record*>(c.store->at(a)),
-                                    *static_cast<const Record*>(c.store->at(b)));
-                },
-                &context_};
+        return reinterpret_cast<int (*)(const Record&, const Record&)>(refine)(
+            *static_cast<const Record*>(a), *static_cast<const Record*>(b));
     }
 
     RowStore store_;
-    Order<Record> order_;
-    Context context_{};
+    uint64_t (*key_)(const Record&);
 };

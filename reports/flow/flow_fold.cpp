@@ -7,6 +7,7 @@
 #include "reports/flow/flow_view.h"
 #include "reports/flow/fold.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace {
@@ -47,14 +48,13 @@ static_assert(sizeof(ApplicationBlock) == 1048576);
 // Puts the counters that are not zero into order, the largest first; returns their number.
 size_t sort_applications(ApplicationBlock& block)
 {
-    Ranking ranking(std::ssize(block.flows));
-    for (uint32_t id = 0; id < std::size(block.flows); id++)
-        if (block.flows[id] != 0)
-            ranking.offer(block.flows[id], id);
-    ranking.rank();
-    for (size_t i = 0; i < ranking.held(); i++)
-        block.sorted[i] = &block.flows[ranking[i]];
-    return ranking.held();
+    uint64_t** end = block.sorted;
+    for (uint64_t& flows : block.flows)
+        if (flows != 0)
+            *end++ = &flows;
+    std::sort(block.sorted, end,
+              [](const uint64_t* a, const uint64_t* b) { return *a != *b ? *a > *b : a < b; });
+    return static_cast<size_t>(end - block.sorted);
 }
 
 void print_applications(ApplicationBlock& block)

@@ -113,7 +113,7 @@ template <class Pool, class KeyText, class Print>
 void print_rows(const Pool& pool, const Query& query, bool largest_first, KeyText&& key_text,
                 Print&& print_entry)
 {
-    Ranking ranking(query.last);
+    Ranking ranking(pool.ranking_room(), query.last);
     bool ordered = query.key != nullptr && query.order != Query::no_order;
     for (uint32_t i = 0; i < pool.size(); i++) {
         const auto& entry = pool[i];

@@ -32,12 +32,17 @@ struct PortCounter {
 };
 constexpr uint32_t ports = 65536;
 
+struct PortBlock {
+    PortCounter counters[ports];
+    Ranked order[ports];
+};
+
 int report_ports(const Fetch& fetch, const Query& query)
 {
-    auto* counters = static_cast<PortCounter*>(calloc(ports, sizeof(PortCounter)));
+    auto* block = static_cast<PortBlock*>(calloc(1, sizeof(PortBlock))); // null: nothing is counted
     if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
-            if (counters != nullptr) {
-                PortCounter& counter = counters[r.destination_port];
+            if (block != nullptr) {
+                PortCounter& counter = block->counters[r.destination_port];
                 counter.port = r.destination_port;
                 counter.flows++;
             }
@@ -46,14 +51,14 @@ int report_ports(const Fetch& fetch, const Query& query)
         return -1;
     if (query.json == 0)
         return 0;
-    Ranking ranking(ports);
-    for (uint32_t port = 0; counters != nullptr && port < ports; port++)
-        if (counters[port].flows != 0)
-            ranking.offer(counters[port].flows, port);
+    Ranking ranking(block != nullptr ? std::span<Ranked>(block->order) : std::span<Ranked>(), ports);
+    for (uint32_t port = 0; block != nullptr && port < ports; port++)
+        if (block->counters[port].flows != 0)
+            ranking.offer(block->counters[port].flows, port);
     ranking.rank();
     print(R"({"total":%d, "data":[)", static_cast<int>(ranking.total()));
-    for (size_t i = 0; counters != nullptr && i < ranking.held(); i++) {
-        const PortCounter& counter = counters[ranking[i]];
+    for (size_t i = 0; i < ranking.held(); i++) {
+        const PortCounter& counter = block->counters[ranking[i]];
         print(R"(%s{"port":%d, "flow":%u})", i > 0 ? "," : "", counter.port, counter.flows);
     }
     print_text("]}");

@@ -111,21 +111,28 @@ void print_record(const ThroughputRecord& r, bool raw)
           r.description.empty() ? "NULL" : text_of(r.description).text);
 }
 
-// Order and limit hold within one batch.
-void print_batch(std::span<const ThroughputRecord> records, const Query& query)
+// Order and limit hold within one batch. False with "NO_MEM" printed.
+bool print_batch(std::span<const ThroughputRecord> records, const Query& query)
 {
     Paging paging{.page = 1, .limit = query.limit};
-    if (query.key == nullptr) {
+    if (query.key == nullptr || records.empty()) {
         for (size_t i = 0; i < records.size() && paging.holds(static_cast<int64_t>(i)); i++)
             print_record(records[i], query.raw != 0);
-        return;
+        return true;
     }
-    Ranking ranking(paging.end());
+    auto* room = static_cast<Ranked*>(calloc(records.size(), sizeof(Ranked)));
+    if (room == nullptr) {
+        print_line("NO_MEM");
+        return false;
+    }
+    Ranking ranking({room, records.size()}, paging.end());
     for (uint32_t i = 0; i < records.size(); i++)
         ranking.offer(query.key(records[i]), i);
     ranking.rank();
     for (size_t i = 0; i < ranking.held(); i++)
         print_record(records[ranking[i]], query.raw != 0);
+    free(room);
+    return true;
 }
 
 } // namespace
@@ -147,7 +154,6 @@ int ipobj_listipa(int argc, char** argv)
             refuse_reply();
             return Walk::failed;
         }
-        print_batch(records, query);
-        return Walk::on;
+        return print_batch(records, query) ? Walk::on : Walk::failed;
     });
 }
