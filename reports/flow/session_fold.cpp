@@ -6,6 +6,7 @@
 #include "reports/flow/fold.h"
 #include "wire/session.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace {
@@ -32,17 +33,24 @@ struct PortCounter {
 };
 constexpr uint32_t ports = 65536;
 
-struct PortBlock {
-    PortCounter counters[ports];
-    Ranked order[ports];
-};
+// Those that were seen, the most frequent first, at the front of the array that they stand in.
+std::span<const PortCounter> rank_ports(std::span<PortCounter> counters)
+{
+    auto seen =
+        std::partition(counters.begin(), counters.end(), [](const PortCounter& c) { return c.flows != 0; });
+    std::sort(counters.begin(), seen, [](const PortCounter& a, const PortCounter& b) {
+        return a.flows != b.flows ? a.flows > b.flows : a.port < b.port;
+    });
+    return {counters.begin(), seen};
+}
 
 int report_ports(const Fetch& fetch, const Query& query)
 {
-    auto* block = static_cast<PortBlock*>(calloc(1, sizeof(PortBlock))); // null: nothing is counted
+    auto* block = static_cast<PortCounter*>(calloc(ports, sizeof(PortCounter)));
+    std::span<PortCounter> counters(block, block != nullptr ? ports : 0); // without memory nothing is counted
     if (fetch_each<SessionRecord>(fetch, [&](const SessionRecord& r) {
-            if (block != nullptr) {
-                PortCounter& counter = block->counters[r.destination_port];
+            if (!counters.empty()) {
+                PortCounter& counter = counters[r.destination_port];
                 counter.port = r.destination_port;
                 counter.flows++;
             }
@@ -51,15 +59,12 @@ int report_ports(const Fetch& fetch, const Query& query)
         return -1;
     if (query.json == 0)
         return 0;
-    Ranking ranking(block != nullptr ? std::span<Ranked>(block->order) : std::span<Ranked>(), ports);
-    for (uint32_t port = 0; block != nullptr && port < ports; port++)
-        if (block->counters[port].flows != 0)
-            ranking.offer(block->counters[port].flows, port);
-    ranking.rank();
-    print(R"({"total":%d, "data":[)", static_cast<int>(ranking.total()));
-    for (size_t i = 0; i < ranking.held(); i++) {
-        const PortCounter& counter = block->counters[ranking[i]];
-        print(R"(%s{"port":%d, "flow":%u})", i > 0 ? "," : "", counter.port, counter.flows);
+    std::span<const PortCounter> ranked = rank_ports(counters);
+    print(R"({"total":%d, "data":[)", static_cast<int>(ranked.size()));
+    const char* separator = "";
+    for (const PortCounter& counter : ranked) {
+        print(R"(%s{"port":%d, "flow":%u})", separator, counter.port, counter.flows);
+        separator = ",";
     }
     print_text("]}");
     return 0;
