@@ -18,6 +18,13 @@ char* put_date(char* at, const tm& local)
 
 } // namespace
 
+int64_t steady_milliseconds()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
 tm local_time(int64_t seconds)
 {
     // localtime() would ask the kernel about the zone file on every call.

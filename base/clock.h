@@ -5,6 +5,9 @@
 
 tm local_time(int64_t seconds);
 
+// For spans of time: it never jumps.
+int64_t steady_milliseconds();
+
 // Printed forms, by value, each for one "%s"; the year is the full year.
 struct TimeText {
     char text[20];

@@ -1,5 +1,7 @@
 #include "base/stop_signals.h"
 
+#include <algorithm>
+
 static bool is_ignored(int signal)
 {
     struct sigaction action {};
@@ -57,8 +59,8 @@ bool stop_signal_waits()
     sigset_t waiting;
     if (sigpending(&waiting) != 0)
         return false;
-    for (int signal : stop_signals)
-        if (sigismember(&waiting, signal) == 1 && !is_ignored(signal)) // an ignored one waits too while held
-            return true;
-    return false;
+    auto ends_the_run = [&](int signal) { // an ignored one waits too while held
+        return sigismember(&waiting, signal) == 1 && !is_ignored(signal);
+    };
+    return std::ranges::any_of(stop_signals, ends_the_run) || ends_the_run(SIGALRM);
 }

@@ -18,5 +18,5 @@ sigset_t hold_every_signal();
 // Goes back to `before`; a stop signal that waits ends the run here.
 void restore_signals(const sigset_t& before);
 
-// True when a stop signal that is not ignored has come while held back.
+// True when a stop signal, or SIGALRM, has come while held back and is not ignored.
 bool stop_signal_waits();
