@@ -1,5 +1,6 @@
 #include "reports/capture/capture_ring.h"
 
+#include "base/clock.h"
 #include "base/output.h"
 #include "base/stop_signals.h"
 
@@ -7,9 +8,11 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -33,20 +36,47 @@ void store(uint32_t& word, uint32_t value)
     __atomic_store_n(&word, value, __ATOMIC_RELEASE);
 }
 
-void back_off() {}
+// Waiting for the lock. Its holder is done within microseconds, unless it was killed: so at first the
+// processor is only left to others, then we sleep.
+class Wait {
+public:
+    // False when a stop signal has waited long enough, held back since the slot was taken.
+    bool back_off(CaptureRing& ring)
+    {
+        constexpr int turns_without_sleep = 100;
+        constexpr int64_t silent = 2000, stopped_most = 200; // milliseconds
+        if (turns_++ < turns_without_sleep) {
+            sched_yield();
+            return true;
+        }
+        usleep(1000);
+        const int64_t now = steady_milliseconds();
+        since_ = since_ != 0 ? since_ : now;
+        stopped_since_ = stopped_since_ != 0 || !stop_signal_waits() ? stopped_since_ : now;
+        if (now - since_ >= silent && !std::exchange(ring.wait_is_said, true))
+            fputs("obspcap: another process holds the lock of the capture ring\n", stderr);
+        return stopped_since_ == 0 || now - stopped_since_ < stopped_most;
+    }
 
-// Spins until the ring is ours. The stop signals are blocked while we hold it, not while we wait for it: a
-// word left at 1 by a killed process makes this spin for ever.
-void lock(CaptureRing& ring, sigset_t& before)
+private:
+    int turns_ = 0;
+    int64_t since_ = 0, stopped_since_ = 0;
+};
+
+// Waits until the ring is ours. The stop signals are held back while we hold it, not while we wait for it: a
+// word left at 1 by a killed process makes this wait for ever. False when they were held back before and one
+// has come.
+bool lock(CaptureRing& ring, sigset_t& before)
 {
     uint32_t& word = header_of(ring).lock;
-    for (;;) {
+    for (Wait wait;;) {
         while (load(word) != 0)
-            back_off();
+            if (!wait.back_off(ring))
+                return false;
         before = hold_stop_signals();
         uint32_t free = 0;
         if (__atomic_compare_exchange_n(&word, &free, 1, false, __ATOMIC_ACQUIRE, __ATOMIC_ACQUIRE))
-            return;
+            return true;
         restore_signals(before);
     }
 }
@@ -78,7 +108,8 @@ bool take_slot(CaptureRing& ring, uint32_t index, TakenBlock& block)
     CaptureSlot& slot = slot_of(ring, index);
     if (load(slot.state) != capture_slot::full)
         return false;
-    lock(ring, block.signals);
+    if (!lock(ring, block.signals))
+        return false;
     if (load(slot.state) != capture_slot::full) {
         unlock(ring, block.signals);
         return false;
@@ -146,11 +177,16 @@ bool open_ring(const char* path, CaptureRing& ring)
 
 void recover_stale_slots(CaptureRing& ring)
 {
+    constexpr uint32_t between_looks = 4096;
     sigset_t before;
-    lock(ring, before);
-    for (uint32_t i = ring.cnt; i-- > 0;)
+    if (!lock(ring, before))
+        return;
+    for (uint32_t i = ring.cnt; i-- > 0;) {
+        if (i % between_looks == 0 && stop_signal_waits())
+            break; // unlocking ends the run
         if (load(slot_of(ring, i).state) == capture_slot::taken)
             store(slot_of(ring, i).state, capture_slot::empty);
+    }
     unlock(ring, before);
 }
 
@@ -169,10 +205,13 @@ bool take_full_block(CaptureRing& ring, TakenBlock& block)
 int release_block(CaptureRing& ring, TakenBlock& block)
 {
     bool ours = block.index < ring.cnt && load(slot_of(ring, block.index).state) == capture_slot::taken;
-    if (ours) {
+    sigset_t before;
+    if (!ours) {
+        fputs("obspcap: another process has taken over the slot of the block\n", stderr);
+    } else if (!lock(ring, before)) {
+        fputs("obspcap: another process holds the lock of the capture ring: the slot stays taken\n", stderr);
+    } else {
         CaptureSlot& slot = slot_of(ring, block.index);
-        sigset_t before;
-        lock(ring, before);
         if (load(slot.state) == capture_slot::taken) {
             store(slot.length, 0);
             store(slot.state, capture_slot::empty);

@@ -18,10 +18,11 @@ constexpr size_t capture_ring_size(uint32_t cnt, uint32_t bs)
 struct CaptureRing {
     char* base = nullptr;
     size_t size = 0;
-    uint32_t cnt = 0, bs = 0; // as they were when the ring was opened
+    uint32_t cnt = 0, bs = 0;  // as they were when the ring was opened
+    bool wait_is_said = false; // that another process holds the lock, on standard error
 };
 
-// A block in the hands of this reader. From taking it to releasing it SIGTERM and SIGINT are blocked, so that
+// A block in the hands of this reader. From taking it to releasing it the stop signals are held back, so that
 // no slot is left taken.
 struct TakenBlock {
     std::span<const char> bytes{}; // the valid ones, inside the mapping
@@ -37,7 +38,8 @@ bool open_ring(const char* path, CaptureRing& ring);
 // Takes the next full block in turn. False when there is none.
 bool take_full_block(CaptureRing& ring, TakenBlock& block);
 
-// Gives the block back as empty. 0, or -1 when the index is out of range or the slot is not taken any more.
+// Gives the block back as empty and lets the signals through. 0, or -1 when the index is out of range or the
+// slot is not taken any more: that is said on standard error, as another reader then has dropped the block.
 int release_block(CaptureRing& ring, TakenBlock& block);
 
 // Frees every taken slot, those of a reader that is at work this very moment too.

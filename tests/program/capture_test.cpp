@@ -85,7 +85,9 @@ TEST(Capture, Init)
         init("bs=9 count=2 bs=1 other=1", header(64 + 2 * 1048576, 2, 1048576)),
         init("count=0", header(32, 0, 134217728)),
         init("bs=512 file={root}" + ring_place, header(160, 8, 536870912)), // 8 blocks of 512 MiB wrap to nothing
-        init("bs=4096 count=-1", header(32, 4294967295, 0)),
+        init("bs=4096 count=-1 count=1", header(48, 1, 0)),
+        fails(init("count=-2147483648 bs=1", ""), "INV_COUNT\n", 255),
+        fails(init("count=0 bs=-1", ""), "INV_BS\n", 255),
         fails(exists, "file \"{root}" + ring_place + "\" exist!\n", 255),
         fails(init("file={root}/none/x", ""), "fail to create file \"{root}/none/x\"", 255),
         limited(0, "fwrite: File too large\n"),
@@ -95,10 +97,20 @@ TEST(Capture, Init)
     };
     run_cases(cases);
     PrivateRoot root;
-    for (const char* line : {"init", "save"}) { // what was made opens: a ring without blocks
-        Program program({"obspcap", line, "bs=512"}, environment_below(root.path()));
-        EXPECT_EQ(line == std::string("init") ? "" : "no full block found\n", program.wait().output);
-    }
+    const std::string place = root.path() + ring_place, target = root.path() + "/target";
+    auto init_there = [&] { return Program({"obspcap", "init", "bs=512"}, environment_below(root.path())).wait().output; };
+    ASSERT_EQ(0, symlink("../../link", place.c_str())); // to a link, to nothing yet
+    ASSERT_EQ(0, symlink(target.c_str(), (root.path() + "/link").c_str()));
+    std::optional<FileLimit> limit(32);
+    EXPECT_EQ("fail to write file, err=File too large(27)\n", init_there());
+    limit.reset();
+    EXPECT_NE(0, access(target.c_str(), F_OK)); // removed, while the links stay
+    EXPECT_EQ("", init_there());
+    EXPECT_EQ(header(160, 8, 536870912), read_file(target));
+    EXPECT_EQ("file \"" + place + "\" exist!\n", init_there());
+    EXPECT_EQ("no full block found\n", Program({"obspcap", "save"}, environment_below(root.path())).wait().output); // what was made opens
+    ASSERT_EQ(0, unlink(place.c_str()) + symlink("obspcap", place.c_str())); // in a circle
+    EXPECT_EQ("fail to create file \"" + place + "\"", init_there());
 }
 
 // As many saves as there are full blocks, all at once: each block goes to one of them.
@@ -119,34 +131,67 @@ TEST(Capture, SavesAtTheSameMomentShareTheBlocks)
         EXPECT_EQ(std::string(50, block.empty() ? '?' : block[0]), block);
 }
 
-// A stop signal waits while a slot is taken (the output, a FIFO, holds the save there), but not for a reader that never
-// comes, nor while another holds the lock.
-TEST(Capture, StopSignalsLeaveNoSlotTaken)
+// What ends or halts a run waits while a slot is taken or a ring is half made, but neither for a reader that never comes
+// to the output, a FIFO, nor while another process holds the lock.
+TEST(Capture, SignalsLeaveNothingHalfDone)
+{
+    PrivateRoot root;
+    const std::string fifo = root.path() + "/fifo", file = root.path() + ring_place;
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    auto start = [&](const std::string& verb, const std::string& typed) {
+        return std::make_unique<Program>(std::vector<std::string>{"obspcap", verb, typed}, environment_below(root.path()));
+    };
+    auto slot_is = [&](char state) { return wait_until([&] { return read_file(file)[32] == state; }); };
+    for (int signal : {SIGTERM, SIGHUP, SIGQUIT, SIGALRM}) {
+        root.write(ring_place, ring({{2, 50}}));
+        auto save = start("save", "of=" + fifo);
+        ASSERT_TRUE(slot_is(3));
+        kill(save->pid(), signal);
+        EXPECT_EQ(signal == SIGALRM ? -SIGALRM : 1, save->wait().status) << signal;
+        EXPECT_EQ(ring({{}}), read_file(file)) << signal;
+    }
+    root.write(ring_place, ring({{2, 50}}));
+    auto save = start("save", "of=" + fifo);
+    ASSERT_TRUE(slot_is(3));
+    kill(save->pid(), SIGTSTP);
+    const int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    EXPECT_TRUE(slot_is(0));
+    kill(save->pid(), SIGCONT);
+    EXPECT_EQ(0, save->wait().status);
+    char bytes[51];
+    EXPECT_EQ(50, read(reader, bytes, sizeof bytes));
+    close(reader);
+
+    root.write(ring_place, ring({{2, 50}}, 0, 1));
+    auto waiting = start("save", "");
+    waiting->read_errors(1);
+    kill(waiting->pid(), SIGINT);
+    EXPECT_EQ(1, waiting->wait().status);
+    EXPECT_EQ("obspcap: another process holds the lock of the capture ring\n", waiting->wait().errors);
+    EXPECT_EQ(ring({{2, 50}}, 0, 1), read_file(file));
+
+    unlink(file.c_str());
+    auto init = start("init", "count=500000000"); // eight gigabytes of slots
+    struct stat status {};
+    ASSERT_TRUE(wait_until([&] { return stat(file.c_str(), &status) == 0 && status.st_size > 32; }));
+    kill(init->pid(), SIGTERM);
+    EXPECT_EQ(1, init->wait().status);
+    EXPECT_EQ("", init->wait().output);
+    EXPECT_NE(0, access(file.c_str(), F_OK));
+}
+
+TEST(Capture, ASlotThatWasTakenOverIsSaid)
 {
     PrivateRoot root;
     const std::string fifo = root.path() + "/fifo", file = root.path() + ring_place;
     root.write(ring_place, ring({{2, 50}}));
     ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
-    Program program({"obspcap", "save", "of=" + fifo}, environment_below(root.path()));
+    Program save({"obspcap", "save", "of=" + fifo}, environment_below(root.path()));
     ASSERT_TRUE(wait_until([&] { return read_file(file)[32] == 3; }));
-    kill(program.pid(), SIGTERM);
+    EXPECT_EQ("no full block found\n", Program({"obspcap", "save"}, environment_below(root.path())).wait().output);
     EXPECT_EQ(std::string(50, 'A'), read_file(fifo));
-    EXPECT_EQ(1, program.wait().status);
-    EXPECT_EQ(ring({{}}), read_file(file));
-
-    root.write(ring_place, ring({{2, 50}}));
-    Program unread({"obspcap", "save", "of=" + fifo}, environment_below(root.path())); // nobody ever comes to read
-    ASSERT_TRUE(wait_until([&] { return read_file(file)[32] == 3; }));
-    kill(unread.pid(), SIGTERM);
-    EXPECT_EQ(1, unread.wait().status);
-    EXPECT_EQ(ring({{}}), read_file(file));
-
-    root.write(ring_place, ring({{2, 50}}, 0, 1));
-    Program spinning({"obspcap", "save"}, environment_below(root.path()));
-    ASSERT_TRUE(wait_until([&] { return read_file("/proc/" + std::to_string(spinning.pid()) + "/maps").find(file) != std::string::npos; }));
-    kill(spinning.pid(), SIGINT);
-    EXPECT_EQ(1, spinning.wait().status);
-    EXPECT_EQ(ring({{2, 50}}, 0, 1), read_file(file));
+    EXPECT_EQ(0, save.wait().status);
+    EXPECT_EQ("obspcap: another process has taken over the slot of the block\n", save.wait().errors);
 }
 
 TEST(Capture, Dump)

@@ -180,6 +180,13 @@ void Program::read_output(size_t until)
         read_some(100);
 }
 
+void Program::read_errors(size_t until)
+{
+    auto deadline = Clock::now() + std::chrono::seconds(60);
+    while (run_.errors.size() < until && errors_fd_ >= 0 && Clock::now() < deadline)
+        read_some(100);
+}
+
 RunResult& Program::wait(int seconds, bool reading)
 {
     auto deadline = Clock::now() + std::chrono::seconds(seconds);

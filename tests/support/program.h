@@ -179,6 +179,7 @@ public:
     Program(const Program&) = delete;
     pid_t pid() const { return run_.pid; }
     void read_output(size_t until); // waits until so many bytes of output are there (or the program ends)
+    void read_errors(size_t until); // the same for standard error
     const std::string& output() const { return run_.output; }
     // Collects the output and the end; kills a run that hangs, which is a failure. Not `reading`: leaves the
     // output in the pipe until the run has ended.
