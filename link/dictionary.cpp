@@ -55,6 +55,9 @@ int load(RequestRecord& reply)
     dictionary.groups = static_cast<UserDictionaryRecord*>(dlsym(dictionary.library, "_usragps"));
     if (dictionary.groups == nullptr)
         return fail_and_unload(reply, "USRAGPS_NOT_FOUND");
+    for (int slot : dictionary_slot::used)
+        if (dictionary.operations[slot] == nullptr)
+            return fail_and_unload(reply, "AXPDICT_SLOT_NOT_FOUND");
     dictionary_initialise();
     return 0;
 }

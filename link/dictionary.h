@@ -3,7 +3,8 @@
 #include "wire/request.h"
 
 // Takes the user arrays out of the front of an answer, loading the library before if needed, and moves
-// reply.answer_address past them. `area` is the segment. 0, or -1 with code and text set in the reply.
+// reply.answer_address past them. The answer begins at `base`, the segment's, and has `size` bytes. 0, or -1
+// with code and text set in the reply.
 int dictionary_take(RequestRecord& reply, const char* base, uint32_t size);
 
 bool dictionary_loaded();

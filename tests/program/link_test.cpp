@@ -349,9 +349,19 @@ TEST_F(Session, AFailedFetchSaysSo)
 
 TEST_F(Session, ALibraryWithoutASymbolIsRefused)
 {
-    for (auto [variant, text] :
-         {std::pair{"no_axpdict", "AXPDICT_NOT_FOUND"}, std::pair{"no_usraxps", "USRAXPS_NOT_FOUND"},
-          std::pair{"no_usragps", "USRAGPS_NOT_FOUND"}}) {
+    static const struct {
+        const char *variant, *text, *slot = "";
+    } cases[] = {
+        {"no_axpdict", "AXPDICT_NOT_FOUND"},      {"no_usraxps", "USRAXPS_NOT_FOUND"},
+        {"no_usragps", "USRAGPS_NOT_FOUND"},      {"full", "AXPDICT_SLOT_NOT_FOUND", "0"},
+        {"full", "AXPDICT_SLOT_NOT_FOUND", "5"},  {"full", "AXPDICT_SLOT_NOT_FOUND", "6"},
+        {"full", "AXPDICT_SLOT_NOT_FOUND", "8"},  {"full", "AXPDICT_SLOT_NOT_FOUND", "10"},
+        {"full", "AXPDICT_SLOT_NOT_FOUND", "39"}, {"full", "AXPDICT_SLOT_NOT_FOUND", "40"},
+        {"full", "AXPDICT_SLOT_NOT_FOUND", "41"},
+    };
+    for (auto [variant, text, slot] : cases) {
+        SCOPED_TRACE(std::string(variant) + slot);
+        setenv("DICT_LACKS_SLOT", *slot != '\0' ? slot : "1", 1); // nobody uses 1
         unlink((root.path() + "/usr/ramdisk/bin/dict.so").c_str());
         unlink(socket().c_str());
         root.install_dictionary(variant);

@@ -1,6 +1,6 @@
 // A stand-in for the daemons' dictionary library: few names, two kinds of user records, and a diary. When
 // DICT_DIARY names a file, each call that changes something adds a line to it, the unloading too.
-// Built several times; LACKS_... leaves a symbol out.
+// DICT_LACKS_SLOT leaves that operation out. Built several times; LACKS_... leaves a symbol out.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -94,6 +94,8 @@ struct Operations {
         slot[39] = reinterpret_cast<Operation>(user_protocol_count);
         slot[40] = reinterpret_cast<Operation>(user_group_count);
         slot[41] = reinterpret_cast<Operation>(register_user);
+        if (const char* lacking = getenv("DICT_LACKS_SLOT"))
+            slot[atoi(lacking)] = nullptr;
     }
 } operations;
 
