@@ -122,6 +122,8 @@ const char* assetsdesc_add_group(const AssetGroup& group)
 {
     if (assetsdesc == nullptr)
         return nullptr;
+    if (group.id > asset_groups_max)
+        return "INV_ID\n";
     if (group.id != 0) {
         assetsdesc->groups[group.id - 1] = group;
         totals.groups++; // when it overwrites, too
@@ -143,6 +145,8 @@ const char* assetsdesc_add(const Asset& asset)
 {
     if (assetsdesc == nullptr)
         return nullptr;
+    if (asset.id > assets_max)
+        return "INV_ID\n";
     SpinLock lock(lock_word);
     const Asset* known = asset.type == asset_text ? find_in_name_bucket(asset.value, strlen(asset.value))
                                                   : assetsdesc_find_by_addr(asset.value);

@@ -28,9 +28,9 @@ static_assert(sizeof(AssetGroup) == 68 && sizeof(Asset) == 176);
 int assetsdesc_init(); // a new, empty store: 0, or -1 with a message
 void assetsdesc_release();
 
-// Both store a copy and return null, or return the refusal. id 0 takes the lowest free slot; another id (at
-// most asset_groups_max or assets_max) overwrites what its slot holds. Nothing is stored before
-// assetsdesc_init.
+// Both store a copy and return null, or return the refusal. id 0 takes the lowest free slot; another id
+// overwrites what its slot holds; one above asset_groups_max or assets_max is refused with "INV_ID". Nothing
+// is stored before assetsdesc_init.
 const char* assetsdesc_add_group(const AssetGroup& group);
 const char* assetsdesc_add(const Asset& asset);
 

@@ -72,9 +72,12 @@ void export_record_text(ExportFile& file, unsigned& cells, const char* text)
     export_text(file, cells, gb2312);
 }
 
-void close_export(ExportFile& file)
+bool close_export(ExportFile& file)
 {
-    if (file.stream != nullptr)
-        fclose(file.stream);
+    if (file.stream == nullptr)
+        return false;
+    bool written = ferror(file.stream) == 0;
+    written = fclose(file.stream) == 0 && written;
     file.stream = nullptr;
+    return written;
 }

@@ -24,4 +24,5 @@ void export_number(ExportFile& file, unsigned& cells, uint64_t value);
 void export_header(ExportFile& file, unsigned& cells, const char* gb2312);
 void export_record_text(ExportFile& file, unsigned& cells, const char* text);
 
-void close_export(ExportFile& file);
+// True when every byte went out; false when some were lost, or when no file was open.
+bool close_export(ExportFile& file);

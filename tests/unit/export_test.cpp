@@ -62,7 +62,7 @@ TEST_F(Places, ExportRowsBeginWithALineFeed)
     export_record_text(file, cells, "a\xE0\xA4\x85z"); // a character without a code ends the cell
     export_record_text(file, cells, std::string(100, 'x').c_str());
     EXPECT_EQ(cells, 5U);
-    close_export(file);
+    EXPECT_TRUE(close_export(file));
     EXPECT_EQ(content(root / "usr/obslog" / name),
               "\n\xE4\xB8\xAD,b,c\n18446744073709551615,\xD6\xD0,\xD6\xD0,x,a," + std::string(64, 'x'));
 }
@@ -97,7 +97,18 @@ TEST_F(Places, NothingIsExportedWithoutAFile)
     export_text(file, cells, "x");
     export_number(file, cells, 1);
     EXPECT_EQ(cells, 0U);
-    close_export(file);
+    EXPECT_FALSE(close_export(file));
+}
+
+// At the close, or before it.
+TEST_F(Places, AnExportKnowsWhetherItsBytesWentOut)
+{
+    for (size_t size : {10U, 1U << 20}) {
+        ExportFile file{.stream = fopen("/dev/full", "w")};
+        unsigned cells = 0;
+        export_text(file, cells, std::string(size, 'x').c_str());
+        EXPECT_FALSE(close_export(file)) << size;
+    }
 }
 
 TEST_F(Places, EnglishOnlyIsALineOfTheSettings)
