@@ -4,6 +4,8 @@
 #include "common/config_lines.h"
 #include "common/line_reader.h"
 
+#include <cstdio>
+
 AppLevel* applevel_list;
 
 namespace {
@@ -74,7 +76,8 @@ void applevel_load()
     free(pool.entries);
     pool = {};
     applevel_list = nullptr;
-    if (!reader.open(configuration_file(file_name, path_room - sizeof file_name).text))
+    const PlacePath path = configuration_file(file_name, path_room - sizeof file_name);
+    if (!reader.open(path.text))
         return;
     pool.entries = static_cast<AppLevel*>(calloc(pool_size, sizeof(AppLevel)));
     if (pool.entries == nullptr) {
@@ -87,6 +90,8 @@ void applevel_load()
         if (strncmp(text, word, sizeof word - 1) == 0)
             read_line(text);
     }
+    if (reader.failed())
+        perror(path.text);
 }
 
 const AppLevel* applevel_find(uint32_t level)

@@ -45,11 +45,11 @@ int carry_line(char* line, RequestRecord& carrier)
     return 0;
 }
 
-int load_config_lines(const char* path, std::span<const LineHandler> handlers)
+ConfigFile load_config_lines(const char* path, std::span<const LineHandler> handlers)
 {
     LineReader reader;
     if (!reader.open(path))
-        return -1;
+        return ConfigFile::missing;
     char line[1024];
     RequestRecord carrier;
     while (reader.next(line))
@@ -59,7 +59,7 @@ int load_config_lines(const char* path, std::span<const LineHandler> handlers)
                     handler.handle(carrier);
                     break;
                 }
-    return 0;
+    return reader.failed() ? ConfigFile::cut : ConfigFile::whole;
 }
 
 bool CarriedArguments::next(std::string_view& key, char*& value)

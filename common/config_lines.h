@@ -17,9 +17,15 @@ struct LineHandler {
     RecordHandler* handle;
 };
 
+enum class ConfigFile {
+    whole,
+    cut,    // it could not be read to its end; its lines up to there count
+    missing // it could not be opened
+};
+
 // Hands every line whose word has a handler to it, in a carrier. What a handler refuses is not applied;
-// nobody is told. 0, or -1 with errno set when the file cannot be opened.
-int load_config_lines(const char* path, std::span<const LineHandler> handlers);
+// nobody is told. errno says why a file is not whole.
+ConfigFile load_config_lines(const char* path, std::span<const LineHandler> handlers);
 
 // Prepares one line for its handler, changing it in place: 0, or -1 when it holds no word with arguments.
 int carry_line(char* line, RequestRecord& carrier);

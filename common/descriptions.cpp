@@ -30,17 +30,18 @@ int load_addresses(const char* path)
 {
     if (ipmacdesc_init() < 0)
         return -1;
-    if (load_config_lines(path, address_lines) == 0)
+    const ConfigFile file = load_config_lines(path, address_lines);
+    if (file == ConfigFile::whole)
         return 0;
-    perror("fopen");
-    return -1;
+    perror(file == ConfigFile::cut ? path : "fopen");
+    return file == ConfigFile::cut ? 0 : -1;
 }
 
 int load_ranges(const char* path)
 {
     if (cusiprng_init() < 0)
         return -1;
-    load_config_lines(path, range_lines);
+    load_config_lines(path, range_lines); // the same file again: what is wrong with it has been said
     return 0;
 }
 
@@ -48,7 +49,9 @@ int load_assets()
 {
     if (assetsdesc_init() < 0)
         return -1;
-    load_config_lines(placed(place::assets_configuration).text, asset_lines);
+    const PlacePath path = placed(place::assets_configuration);
+    if (load_config_lines(path.text, asset_lines) == ConfigFile::cut) // a missing one is no fault
+        perror(path.text);
     return 0;
 }
 

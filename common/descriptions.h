@@ -4,8 +4,9 @@
 
 constexpr size_t description_room = 128; // what reports give ipdesc_get
 
-// Reads all sources from the configuration files. 0, or -1 with the reason said already; the look-ups then
-// find what was loaded before. A second call loads everything again.
+// Reads all sources from the configuration files: exact addresses and intelligence, ranges, assets. 0, or -1
+// with the reason said already; a call that fails at one of them leaves that one empty and the later ones as
+// an earlier call left them. A second call loads everything again.
 int desc_init();
 
 // The description of an address, cut to `out_size` bytes with its NUL; `out`, or null when there is none.

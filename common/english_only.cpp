@@ -1,5 +1,6 @@
 #include "common/english_only.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "common/line_reader.h"
@@ -8,11 +9,14 @@
 bool english_only()
 {
     LineReader settings;
-    if (!settings.open(placed(place::english_only).text))
+    const PlacePath path = placed(place::english_only);
+    if (!settings.open(path.text))
         return false;
     char line[1024]; // a longer line counts as several
     bool found = false;
     while (!found && settings.next(line))
         found = strncmp(line, "ENONLY=1", 8) == 0;
+    if (settings.failed())
+        perror(path.text);
     return found;
 }

@@ -23,9 +23,17 @@ bool LineReader::refill()
     do
         got = read(fd_, block_, sizeof block_);
     while (got < 0 && errno == EINTR);
+    if (got < 0)
+        error_ = errno;
     at_ = 0;
     end_ = got > 0 ? static_cast<size_t>(got) : 0;
     return got > 0;
+}
+
+bool LineReader::failed() const
+{
+    errno = error_;
+    return error_ != 0;
 }
 
 bool LineReader::next(std::span<char> line)

@@ -5,6 +5,7 @@
 #include "common/applevel.h"
 #include "common/assets_store.h"
 #include "common/custom_ranges.h"
+#include "common/english_only.h"
 #include "tests/unit/private_files.h"
 
 #include <arpa/inet.h>
@@ -115,6 +116,23 @@ TEST(Descriptions, NeedTheFirstFileAlone)
     EXPECT_EQ(assetsdesc_totals().groups, 0u) << "the assets' file does not move";
 }
 
+// Each says so once, and the others are read all the same.
+TEST(Descriptions, FilesThatCannotBeReadSaySo)
+{
+    PrivateFiles files;
+    std::string said;
+    for (const char* place :
+         {"/conf/kestrel.conf", "/conf/obs_assets.conf", "/conf/obscfg.conf", "/usr/ramdisk/KS.conf"}) {
+        std::filesystem::create_directories(files.path + place);
+        said += files.path + place + ": Is a directory\n";
+    }
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(desc_init(), 0);
+    applevel_load();
+    EXPECT_FALSE(english_only());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), said);
+}
+
 Asset text_asset(const char* value, uint32_t id = 0)
 {
     Asset asset{};
@@ -143,6 +161,7 @@ TEST(AssetsStore, FindsTextsThatBeginWithTheQuery)
     EXPECT_EQ(assetsdesc_totals().highest_slot, 4096u);
     EXPECT_EQ(assetsdesc_totals().highest_logical_id, 70u);
     EXPECT_EQ(assetsdesc_find_by_name("abc", 3)->logical_id, 1u);
+    EXPECT_STREQ(assetsdesc_add(text_asset("beyond", 4097)), "INV_ID\n");
 }
 
 TEST(AssetsStore, ClimbsToAncestors)
@@ -151,12 +170,14 @@ TEST(AssetsStore, ClimbsToAncestors)
     for (AssetGroup group : {AssetGroup{1, 0, "top"}, AssetGroup{2, 1, "middle"}, AssetGroup{0, 2, "low"},
                              AssetGroup{8, 9, "circle"}, AssetGroup{9, 8, "circle"}})
         EXPECT_EQ(assetsdesc_add_group(group), nullptr);
+    EXPECT_EQ(assetsdesc_add_group({1024, 0, "last"}), nullptr);
+    EXPECT_STREQ(assetsdesc_add_group({1025, 0, "beyond"}), "INV_ID\n");
     const struct {
         uint32_t id, target, found;
-    } cases[] = {{3, 1, 1}, {3, 3, 3}, {1, 3, 0}, {8, 1, 0}, {1024, 1024, 0}, {1025, 1025, 0}, {0, 0, 0}};
+    } cases[] = {{3, 1, 1}, {3, 3, 3}, {1, 3, 0}, {8, 1, 0}, {1023, 1023, 0}, {1025, 1025, 0}, {0, 0, 0}};
     for (const auto& c : cases) {
         const AssetGroup* group = assetsdesc_group_ancestor(c.id, c.target);
-        if (c.id == 1024)
+        if (c.id == 1023)
             EXPECT_NE(group, nullptr) << "a free slot is a slot, too";
         else
             EXPECT_EQ(group != nullptr ? group->id : 0u, c.found) << c.id << " " << c.target;
