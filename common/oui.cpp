@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr size_t pool_size = 51200;
 constexpr size_t piece = 4096;
 constexpr size_t slack = 1024;               // zero bytes behind the text
 constexpr off_t file_max = off_t{256} << 20; // more than that cannot be a vendor list
@@ -81,7 +80,7 @@ void read_prefix(std::string_view text, uint8_t (&prefix)[3])
 void read_record(std::string_view line)
 {
     size_t space = line.find(' ');
-    if (space == line.npos || space + 1 == line.size() || pool.used == pool_size)
+    if (space == line.npos || space + 1 == line.size() || pool.used == oui_entries_max)
         return;
     uint8_t prefix[3];
     read_prefix(line.substr(0, space), prefix);
@@ -167,10 +166,10 @@ int complain(const char* message)
 
 int oui_make_pool()
 {
-    pool = {static_cast<OuiEntry*>(calloc(pool_size, sizeof(OuiEntry))), 0};
+    pool = {static_cast<OuiEntry*>(calloc(oui_entries_max, sizeof(OuiEntry))), 0};
     if (pool.entries != nullptr)
         return 0;
-    print("fail to alloc oui buffer (%zd)\n", static_cast<ssize_t>(pool_size * sizeof(OuiEntry)));
+    print("fail to alloc oui buffer (%zd)\n", static_cast<ssize_t>(oui_entries_max * sizeof(OuiEntry)));
     return -1;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // Makers of network cards by the first three bytes of a MAC address, from the enciphered vendor database.
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -10,6 +11,8 @@ struct OuiEntry {
     char vendor[53];
 };
 static_assert(sizeof(OuiEntry) == 64);
+inline constexpr size_t oui_entries_max = 51200; // what comes later in the file is not read
+inline constexpr size_t oui_vendor_max = sizeof OuiEntry::vendor - 1;
 
 using OuiKey = std::array<uint8_t, 16>;
 

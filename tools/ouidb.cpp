@@ -3,14 +3,20 @@
 #include "common/oui.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <fcntl.h>
+#include <filesystem>
 #include <nettle/aes.h>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -19,15 +25,12 @@ constexpr int bad_input = 255;
 constexpr char usage[] = R"(usage: vigil-ouidb make LIST DATABASE [--key HEX]
        vigil-ouidb list DATABASE [--key HEX]
 
-make  enciphers LIST: the text that the IEEE publishes (lines "00-1A-2B   (hex)  Name"), or one prefix and
-      name a line ("00:1A:2B Name"; "-" or nothing between the bytes will do; "#" begins a comment)
+make  enciphers LIST, whose lines are those of the text that the IEEE publishes ("00-1A-2B   (hex)  Name") or
+      a prefix and a name ("00:1A:2B Name"; "-" or nothing between the bytes will do; "#" begins a comment);
+      says how many lines the appliance will not read, and why
 list  prints the prefixes and names that the appliance reads from DATABASE
 --key the AES-128 key, 32 hexadecimal digits; without it the key this program was built with
 )";
-
-struct Record {
-    std::string prefix, name;
-};
 
 [[gnu::format(printf, 1, 2)]] int fail(const char* format, ...)
 {
@@ -55,12 +58,13 @@ std::string cleaned(std::string_view text)
     return begin == clean.npos ? "" : clean.substr(begin, clean.find_last_not_of(' ') + 1 - begin);
 }
 
-// "001A2B", "00-1A-2B" or "00:1A:2B" with colons; a prefix with a bit length as it is. Empty for anything
-// else.
+// "001A2B", "00-1A-2B" or "00:1A:2B" with colons, a bit length behind it as it is. Empty for anything else.
 std::string normal_prefix(std::string_view text)
 {
-    if (text.find('/') != text.npos)
-        return std::string(text);
+    if (const size_t slash = text.find('/'); slash != text.npos) {
+        const std::string prefix = normal_prefix(text.substr(0, slash));
+        return prefix.empty() ? "" : prefix + std::string(text.substr(slash));
+    }
     std::string digits;
     size_t step = text.size() == 8 ? 3 : 2;
     for (size_t i = 0; i + 2 <= text.size(); i += step)
@@ -71,62 +75,155 @@ std::string normal_prefix(std::string_view text)
     return digits.substr(0, 2) + ":" + digits.substr(2, 2) + ":" + digits.substr(4, 2);
 }
 
-std::optional<Record> plain_record(std::string_view line)
+// What becomes of a line.
+enum Fate { text_around, read, cut, with_slash, without_prefix, without_name, seen_before, too_many, fates };
+
+struct FateText {
+    Fate fate;
+    const char* text;
+};
+constexpr FateText told[] = {
+    {with_slash,     "lines with a \"/\", which the appliance will not read"  },
+    {without_prefix, "lines without a prefix"                                 },
+    {without_name,   "lines without a name"                                   },
+    {seen_before,    "lines whose prefix was seen before"                     },
+    {too_many,       "lines beyond the 51200 records that the appliance reads"},
+    {cut,            "lines whose name the appliance cuts at 52 characters"   },
+};
+static_assert(oui_entries_max == 51200 && oui_vendor_max == 52);
+
+// The database's text, and what the appliance will make of it.
+struct Records {
+    std::string text{oui_signature, sizeof oui_signature};
+    std::unordered_set<std::string> prefixes; // in lower case
+    size_t count[fates] = {};
+};
+
+// What stands around the prefixes and names: nothing, comments, and of the text of the IEEE the addresses and
+// the second line of each prefix.
+bool is_around(std::string_view line, std::string_view second_word)
 {
-    size_t blank = std::min(line.find_first_of(" \t"), line.size());
-    Record record{normal_prefix(line.substr(0, blank)), cleaned(line.substr(blank))};
-    return record.prefix.empty() || record.name.empty() ? std::nullopt : std::optional(record);
+    return cleaned(line).empty() || cleaned(line)[0] == '#' || line.starts_with("\t\t") ||
+           second_word.starts_with("(base 16)");
 }
 
-std::optional<Record> ieee_record(std::string_view line)
+std::string lower(std::string text)
 {
-    constexpr std::string_view mark = "(hex)";
-    size_t at = line.find(mark);
-    if (at == line.npos)
-        return std::nullopt;
-    return plain_record(std::string(line.substr(0, at)) + " " + std::string(line.substr(at + mark.size())));
+    for (char& c : text)
+        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    return text;
 }
 
-// The text of the IEEE has much around its "(hex)" lines; in a plain list every line must be understood.
-int read_list(const std::string& path, std::vector<Record>& records)
+// Judges one line by itself, and appends it when it is a prefix and a name.
+Fate add_line(std::string_view line, Records& records)
 {
-    std::ifstream file(path);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);)
-        lines.push_back(line);
-    if (lines.empty())
-        return fail("no text in %s", path.c_str());
-    for (const std::string& line : lines)
-        if (auto record = ieee_record(line))
-            records.push_back(*record);
-    for (size_t i = 0, marked = records.size(); marked == 0 && i < lines.size(); i++) {
-        std::string line = cleaned(lines[i]);
-        if (line.empty() || line[0] == '#')
-            continue;
-        auto record = plain_record(line);
-        if (!record)
-            return fail("%s:%zu: not a prefix and a name: %s", path.c_str(), i + 1, line.c_str());
-        records.push_back(*record);
-    }
-    return records.empty() ? fail("no prefixes in %s", path.c_str()) : 0;
+    constexpr std::string_view ieee_mark = "(hex)";
+    const std::string clean = cleaned(line);
+    const size_t blank = std::min(clean.find_first_of(' '), clean.size());
+    const std::string prefix = normal_prefix(clean.substr(0, blank));
+    std::string name = cleaned(clean.substr(blank));
+    if (is_around(line, name))
+        return text_around;
+    if (name.starts_with(ieee_mark))
+        name = cleaned(name.substr(ieee_mark.size()));
+    const bool slash = clean.find('/') != clean.npos;
+    if (prefix.empty() || name.empty())
+        return slash ? with_slash : prefix.empty() ? without_prefix : without_name;
+    records.text += prefix + " " + name + "\n";
+    if (slash) // the appliance takes the "/" for that of a bit length
+        return with_slash;
+    if (!records.prefixes.insert(lower(prefix)).second)
+        return seen_before;
+    return records.prefixes.size() > oui_entries_max ? too_many : name.size() > oui_vendor_max ? cut : read;
 }
 
-int make(const std::string& list, const std::string& database, const OuiKey& key)
+// False with errno when the list cannot be read to its end.
+bool read_list(const char* path, Records& records)
 {
-    std::vector<Record> records;
-    if (int status = read_list(list, records); status != 0)
-        return status;
-    std::string text(oui_signature, sizeof oui_signature);
-    for (const Record& record : records)
-        text += record.prefix + " " + record.name + "\n";
+    FILE* file = fopen(path, "re");
+    if (file == nullptr)
+        return false;
+    char* line = nullptr;
+    size_t room = 0;
+    for (ssize_t length; (length = getline(&line, &room, file)) >= 0;)
+        records.count[add_line({line, static_cast<size_t>(length)}, records)]++;
+    const bool whole = feof(file) != 0;
+    const int error = errno;
+    free(line);
+    fclose(file);
+    errno = error;
+    return whole;
+}
+
+void tell(const char* list, const Records& records)
+{
+    for (const auto& [fate, text] : told)
+        if (records.count[fate] != 0)
+            fail("%s: %s: %zu", list, text, records.count[fate]);
+}
+
+void encipher(std::string& text, const OuiKey& key)
+{
     text.resize((text.size() + AES_BLOCK_SIZE - 1) / AES_BLOCK_SIZE * AES_BLOCK_SIZE);
     aes128_ctx schedule;
     aes128_set_encrypt_key(&schedule, key.data());
     auto* bytes = reinterpret_cast<uint8_t*>(text.data());
     aes128_encrypt(&schedule, text.size(), bytes, bytes);
-    std::ofstream file(database, std::ios::binary);
-    file << text << std::flush;
-    return file ? 0 : fail("cannot write %s", database.c_str());
+}
+
+bool write_file(int file, std::string_view text)
+{
+    while (!text.empty()) {
+        ssize_t n = write(file, text.data(), text.size());
+        if (n < 0 && errno != EINTR)
+            return false;
+        text.remove_prefix(n > 0 ? static_cast<size_t>(n) : 0);
+    }
+    return true;
+}
+
+// Writes the text aside and renames it, so that the old database stays whole until the new one is. What is
+// there and no file (a device, a pipe) is written as it is. False with errno.
+bool replace_file(const std::string& path, std::string_view text)
+{
+    struct stat old {};
+    const bool exists = stat(path.c_str(), &old) == 0;
+    if (exists && !S_ISREG(old.st_mode)) {
+        int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        return file >= 0 && write_file(file, text) && close(file) == 0;
+    }
+    std::error_code fresh;
+    std::string target = std::filesystem::canonical(path, fresh).string(); // behind links
+    if (fresh)
+        target = path;
+    std::string aside = target + ".XXXXXX";
+    int file = mkostemp(aside.data(), O_CLOEXEC);
+    if (file < 0)
+        return false;
+    const mode_t mask = umask(0);
+    umask(mask);
+    bool written = fchmod(file, exists ? old.st_mode & 0777 : 0666 & ~mask) == 0 && write_file(file, text);
+    written = close(file) == 0 && written;
+    if (written && rename(aside.c_str(), target.c_str()) == 0)
+        return true;
+    const int error = errno;
+    unlink(aside.c_str());
+    errno = error;
+    return false;
+}
+
+int make(const char* list, const std::string& database, const OuiKey& key)
+{
+    Records records;
+    if (!read_list(list, records))
+        return fail("cannot read %s: %s", list, strerror(errno));
+    tell(list, records);
+    if (records.prefixes.empty())
+        return fail("%s: no line that the appliance will read", list);
+    encipher(records.text, key);
+    if (!replace_file(database, records.text))
+        return fail("cannot write %s: %s", database.c_str(), strerror(errno));
+    return 0;
 }
 
 int list(const std::string& database, const OuiKey& key)
@@ -150,6 +247,7 @@ bool parse_key(const std::string& digits, OuiKey& key)
 
 int main(int argc, char** argv)
 {
+    signal(SIGXFSZ, SIG_IGN); // a limit on file sizes fails the write
     std::vector<std::string> words(argv + 1, argv + argc);
     OuiKey key = oui_build_key();
     if (auto option = std::find(words.begin(), words.end(), "--key"); option != words.end()) {
@@ -158,7 +256,7 @@ int main(int argc, char** argv)
         words.erase(option, option + 2);
     }
     if (words.size() == 3 && words[0] == "make")
-        return make(words[1], words[2], key);
+        return make(words[1].c_str(), words[2], key);
     if (words.size() == 2 && words[0] == "list")
         return list(words[1], key);
     fputs(usage, stderr);
