@@ -59,7 +59,11 @@ TEST_F(CaptureRingTest, ABlockThatAnotherTookMeanwhileIsLeft)
     EXPECT_TRUE(take_full_block(ring, block));
     EXPECT_EQ(1U, block.index);
     EXPECT_EQ(capture_slot::empty, slot[0].state);
-    others_turns = {[&] { slot[1].state = capture_slot::full; }}; // freed as stale and filled anew
+    others_turns = {[&] { lock = 1; },
+                    [&] { // freed as stale and filled anew
+                        slot[1].state = capture_slot::full;
+                        lock = 0;
+                    }};
     release_block(ring, block);
     EXPECT_EQ(capture_slot::full, slot[1].state);
     EXPECT_EQ(9U, slot[1].length);
