@@ -12,8 +12,6 @@
 #include <cstring>
 
 // clang-format off
-using namespace forwarding;
-
 // A command code of 612 or less: sent without a module name.
 static constexpr uint64_t raw(uint64_t code) { return code; }
 
@@ -24,25 +22,25 @@ static VerbEntry module_verbs[] = {
 };
 
 static VerbEntry obslog_verbs[] = {
-    {"stat",        forward<obslog_stat>,              32},
-    {"get",         forward<obslog_get>,               32},
+    {"stat",        forward<row::obslog_stat>,         32},
+    {"get",         forward<row::obslog_get>,          32},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obsquery_verbs[] = {
-    {"stat",        forward<obsquery_stat>,            32},
+    {"stat",        forward<row::obsquery_stat>,       32},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry worker_verbs[] = {
-    {"stat",        forward<worker_stat>,            2048},
-    {"list",        forward<worker_list>,            8192},
-    {"add",         forward<worker_add>,             4096},
+    {"stat",        forward<row::worker_stat>,       2048},
+    {"list",        forward<row::worker_list>,       8192},
+    {"add",         forward<row::worker_add>,        4096},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry disk_verbs[] = {
-    {"stat",        forward<disk_stat>,              2048},
+    {"stat",        forward<row::disk_stat>,         2048},
     {nullptr, raw(0), 0},
 };
 
@@ -74,7 +72,7 @@ static VerbEntry table_verbs[] = {
 };
 
 static VerbEntry obssegdelay_verbs[] = {
-    {"stat",        forward<obssegdelay_stat>,       1024},
+    {"stat",        forward<row::obssegdelay_stat>,  1024},
     {"set",         verb::set,                       1024},
     {nullptr, raw(0), 0},
 };
@@ -91,18 +89,18 @@ static VerbEntry certdata_verbs[] = {
 
 static VerbEntry condtunnel_verbs[] = {
     {"list",        not_supported,                   1024},
-    {"stat",        forward<condtunnel_stat>,           8},
+    {"stat",        forward<row::condtunnel_stat>,      8},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry applevel_verbs[] = {
-    {"list",        forward<applevel_list>,          1024},
+    {"list",        forward<row::applevel_list>,     1024},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry tunwltable_verbs[] = {
     {"list",        tunwltable_list,                 1024},
-    {"remove",      forward<tunwltable_remove>,         8},
+    {"remove",      forward<row::tunwltable_remove>,    8},
     {nullptr, raw(0), 0},
 };
 
@@ -110,32 +108,32 @@ static VerbEntry tunwltable_verbs[] = {
 // answers set, get, add, disable and debug as well. Kept so; the rows must stay adjacent.
 static VerbEntry reassembly_verbs[] = {
     {"list",        not_supported,                   1024},
-    {"remove",      forward<obsreasslog_remove>,        4},
-    {"config",      forward<obsreasslog_config>,        4},
+    {"remove",      forward<row::obsreasslog_remove>,   4},
+    {"config",      forward<row::obsreasslog_config>,   4},
     {"stat",        verb::stat,                         4},
     // obsreasspkt starts here
     {"stat",        verb::stat,                         8},
-    {"set",         forward<obsreasspkt_set>,           8},
-    {"get",         forward<obsreasspkt_get>,           8},
-    {"add",         forward<obsreasspkt_add>,           8},
-    {"remove",      forward<obsreasspkt_remove>,        8},
+    {"set",         forward<row::obsreasspkt_set>,      8},
+    {"get",         forward<row::obsreasspkt_get>,      8},
+    {"add",         forward<row::obsreasspkt_add>,      8},
+    {"remove",      forward<row::obsreasspkt_remove>,   8},
     {"list",        not_supported,                   1024},
-    {"disable",     forward<obsreasspkt_disable>,       8},
-    {"debug",       forward<obsreasspkt_debug>,         8},
+    {"disable",     forward<row::obsreasspkt_disable>,  8},
+    {"debug",       forward<row::obsreasspkt_debug>,    8},
     {nullptr, raw(0), 0},
 };
 static constexpr int obsreasspkt_start = 4;
 
 static VerbEntry netev_chart_verbs[] = {
-    {"stat",        forward<netev_chart_stat>,          8},
-    {"list",        forward<netev_chart_list>,        128},
+    {"stat",        forward<row::netev_chart_stat>,     8},
+    {"list",        forward<row::netev_chart_list>,   128},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry nevtlog_verbs[] = {
     {"list",        nevtlog_list,                     256},
-    {"config",      forward<nevtlog_config>,            8},
-    {"remove",      forward<nevtlog_remove>,            8},
+    {"config",      forward<row::nevtlog_config>,       8},
+    {"remove",      forward<row::nevtlog_remove>,       8},
     {nullptr, raw(0), 0},
 };
 
@@ -151,17 +149,17 @@ static VerbEntry nevt_verbs[] = {
 
 static VerbEntry hostinfo_verbs[] = {
     {"list",        hostinfo_list,                   2048},
-    {"stat",        forward<hostinfo_stat>,             4},
-    {"config",      forward<hostinfo_config>,           4},
+    {"stat",        forward<row::hostinfo_stat>,        4},
+    {"config",      forward<row::hostinfo_config>,      4},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obstopogrp_verbs[] = {
-    {"stat",        forward<obstopogrp_stat>,           8},
+    {"stat",        forward<row::obstopogrp_stat>,      8},
     {"list",        cli_obstopogrp_list,                8},
-    {"add",         forward<obstopogrp_add>,            8},
-    {"remove",      forward<obstopogrp_remove>,         8},
-    {"config",      forward<obstopogrp_config>,         8},
+    {"add",         forward<row::obstopogrp_add>,       8},
+    {"remove",      forward<row::obstopogrp_remove>,    8},
+    {"config",      forward<row::obstopogrp_config>,    8},
     {nullptr, raw(0), 0},
 };
 
@@ -185,13 +183,13 @@ static VerbEntry obslog_management_verbs[] = {
 
 static VerbEntry mempcap_verbs[] = {
     {"dump",        mempcap_dump,                      64},
-    {"stat",        forward<mempcap_stat>,             64},
-    {"list",        forward<mempcap_list>,             64},
-    {"add",         forward<mempcap_add>,              64},
-    {"remove",      forward<mempcap_remove>,           64},
-    {"set",         forward<mempcap_set>,              64},
-    {"config",      forward<mempcap_config>,           64},
-    {"get",         forward<mempcap_get>,              64},
+    {"stat",        forward<row::mempcap_stat>,        64},
+    {"list",        forward<row::mempcap_list>,        64},
+    {"add",         forward<row::mempcap_add>,         64},
+    {"remove",      forward<row::mempcap_remove>,      64},
+    {"set",         forward<row::mempcap_set>,         64},
+    {"config",      forward<row::mempcap_config>,      64},
+    {"get",         forward<row::mempcap_get>,         64},
     {nullptr, raw(0), 0},
 };
 
@@ -251,17 +249,17 @@ static VerbEntry malclog_verbs[] = {
 };
 
 static VerbEntry qtde_verbs[] = {
-    {"config",      forward<qtde_config>,               8},
-    {"stat",        forward<qtde_stat>,                 8},
+    {"config",      forward<row::qtde_config>,          8},
+    {"stat",        forward<row::qtde_stat>,            8},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obsiptable_verbs[] = {
     {"get",         obsiptable_get,                  2048},
-    {"addip",       forward<obsiptable_addip>,          4},
-    {"remove",      forward<obsiptable_remove>,         4},
-    {"clear",       forward<obsiptable_clear>,          4},
-    {"getcmp",      forward<obsiptable_getcmp>,      2048},
+    {"addip",       forward<row::obsiptable_addip>,     4},
+    {"remove",      forward<row::obsiptable_remove>,    4},
+    {"clear",       forward<row::obsiptable_clear>,     4},
+    {"getcmp",      forward<row::obsiptable_getcmp>, 2048},
     {"loadfile",    verb::load,                         4},
     {nullptr, raw(0), 0},
 };
@@ -291,7 +289,7 @@ static VerbEntry obsdnsgrp_verbs[] = {
 
 static VerbEntry whiteip_verbs[] = {
     {"list",        whiteip_list,                     256},
-    {"stat",        forward<whiteip_stat>,              4},
+    {"stat",        forward<row::whiteip_stat>,         4},
     {"get",         whiteip_get,                        8},
     {"config",      whiteip_config,                     8},
     {nullptr, raw(0), 0},
@@ -318,21 +316,21 @@ static VerbEntry dnsflow_verbs[] = {
 
 static VerbEntry dnstuncheck_verbs[] = {
     {"list",        not_supported,                   1024},
-    {"stat",        forward<dnstuncheck_stat>,          8},
+    {"stat",        forward<row::dnstuncheck_stat>,     8},
     {"iplist",      not_supported,                     32},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry dnstunwltable_verbs[] = {
     {"list",        dnstunwltable_list,              1024},
-    {"remove",      forward<dnstunwltable_remove>,      8},
+    {"remove",      forward<row::dnstunwltable_remove>, 8},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry mysqlrd_verbs[] = {
-    {"list",        forward<mysqlrd_list>,              8},
+    {"list",        forward<row::mysqlrd_list>,         8},
     {"listflow",    not_supported,                   2048},
-    {"stat",        forward<mysqlrd_stat>,             32},
+    {"stat",        forward<row::mysqlrd_stat>,        32},
     {"config",      verb::config,                       8},
     {nullptr, raw(0), 0},
 };
@@ -345,70 +343,70 @@ static VerbEntry kesidslog_verbs[] = {
 
 static VerbEntry idssum_verbs[] = {
     {"list",        idssum_list,                       32},
-    {"stat",        forward<idssum_stat>,               8},
-    {"remove",      forward<idssum_remove>,             8},
-    {"config",      forward<idssum_config>,             8},
+    {"stat",        forward<row::idssum_stat>,          8},
+    {"remove",      forward<row::idssum_remove>,        8},
+    {"config",      forward<row::idssum_config>,        8},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obsnetbrch_verbs[] = {
-    {"list",        forward<obsnetbrch_list>,           8},
-    {"stat",        forward<obsnetbrch_stat>,           8},
-    {"add",         forward<obsnetbrch_add>,            8},
-    {"remove",      forward<obsnetbrch_remove>,         8},
-    {"config",      forward<obsnetbrch_config>,         8},
+    {"list",        forward<row::obsnetbrch_list>,      8},
+    {"stat",        forward<row::obsnetbrch_stat>,      8},
+    {"add",         forward<row::obsnetbrch_add>,       8},
+    {"remove",      forward<row::obsnetbrch_remove>,    8},
+    {"config",      forward<row::obsnetbrch_config>,    8},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry netev_session_verbs[] = {
     {"list",        not_supported,                     32},
-    {"stat",        forward<netev_session_stat>,        4},
+    {"stat",        forward<row::netev_session_stat>,   4},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obstopo_verbs[] = {
-    {"add",         forward<obstopo_add>,               8},
-    {"list",        forward<obstopo_list>,             32},
-    {"stat",        forward<obstopo_stat>,              4},
-    {"config",      forward<obstopo_config>,            4},
-    {"remove",      forward<obstopo_remove>,            4},
+    {"add",         forward<row::obstopo_add>,          8},
+    {"list",        forward<row::obstopo_list>,        32},
+    {"stat",        forward<row::obstopo_stat>,         4},
+    {"config",      forward<row::obstopo_config>,       4},
+    {"remove",      forward<row::obstopo_remove>,       4},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obstplink_verbs[] = {
-    {"add",         forward<obstplink_add>,             8},
-    {"list",        forward<obstplink_list>,           32},
-    {"stat",        forward<obstplink_stat>,            4},
-    {"config",      forward<obstplink_config>,          4},
-    {"remove",      forward<obstplink_remove>,          4},
-    {"set",         forward<obstplink_set>,             4},
+    {"add",         forward<row::obstplink_add>,        8},
+    {"list",        forward<row::obstplink_list>,      32},
+    {"stat",        forward<row::obstplink_stat>,       4},
+    {"config",      forward<row::obstplink_config>,     4},
+    {"remove",      forward<row::obstplink_remove>,     4},
+    {"set",         forward<row::obstplink_set>,        4},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obssyslog_verbs[] = {
-    {"stat",        forward<obssyslog_stat>,            8},
-    {"config",      forward<obssyslog_config>,          8},
+    {"stat",        forward<row::obssyslog_stat>,       8},
+    {"config",      forward<row::obssyslog_config>,     8},
     {"list",        obssyslog_list,                    64},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obssshlog_verbs[] = {
-    {"stat",        forward<obssshlog_stat>,            8},
-    {"config",      forward<obssshlog_config>,          8},
+    {"stat",        forward<row::obssshlog_stat>,       8},
+    {"config",      forward<row::obssshlog_config>,     8},
     {"list",        obssshlog_list,                    64},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obstlslog_verbs[] = {
-    {"stat",        forward<obstlslog_stat>,            8},
-    {"config",      forward<obstlslog_config>,          8},
+    {"stat",        forward<row::obstlslog_stat>,       8},
+    {"config",      forward<row::obstlslog_config>,     8},
     {"list",        obstlslog_list,                    64},
     {nullptr, raw(0), 0},
 };
 
 static VerbEntry obsnetbios_verbs[] = {
-    {"stat",        forward<obsnetbios_stat>,           8},
-    {"config",      forward<obsnetbios_config>,         8},
+    {"stat",        forward<row::obsnetbios_stat>,      8},
+    {"config",      forward<row::obsnetbios_config>,    8},
     {"list",        obsnetbios_list,                   64},
     {nullptr, raw(0), 0},
 };

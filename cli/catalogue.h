@@ -1,11 +1,8 @@
 #pragma once
 // The map of the program: every module, its verbs, what they do and how large a segment they need.
 #include "common/handler.h"
-#include "link/places.h"
 
 #include <cstdint>
-#include <span>
-#include <string_view>
 
 // A handler's address, a generic verb code or a raw command code; told apart by value alone.
 union Action {

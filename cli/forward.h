@@ -11,9 +11,11 @@ struct Forward {
     const char* rewritten_key; // null: none; an argument with this key is re-emitted
     enum Show : uint8_t { nothing, text, text_if_any, line_if_any } show; // "if any": length above 0
     enum Result : uint8_t { zero, record_count } result;
-    int least = 0;               // with fewer arguments, or more than `most`, the usage is printed: -1
-    int most = 1 << 30;          //
-    const char* usage = nullptr; //
+    // With fewer arguments than `least`, or more than `most`, the usage is printed: -1.
+    static constexpr int any_number = INT32_MAX;
+    int least = 0;
+    int most = any_number;
+    const char* usage = nullptr;
 };
 
 int forward(const Forward& row, int argc, char** argv);

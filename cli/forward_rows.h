@@ -4,13 +4,13 @@
 #include "cli/forward.h"
 
 // clang-format off
-namespace forwarding {
+namespace row {
 inline constexpr auto count = ArgumentText::count_nul, leave = ArgumentText::leave_nul;
 inline constexpr auto none = Forward::none, trailing = Forward::trailing, leading = Forward::leading;
 inline constexpr auto nothing = Forward::nothing, text = Forward::text, text_if_any = Forward::text_if_any,
                       line_if_any = Forward::line_if_any;
 inline constexpr auto zero = Forward::zero, records = Forward::record_count;
-inline constexpr int any = 1 << 30;
+inline constexpr int any = Forward::any_number;
 
 //                       member                 module           code           style     NUL    rewritten    reply        result
 inline constexpr Forward
@@ -89,5 +89,5 @@ inline constexpr Forward
     obstlslog_config     {"obstlslog",     verb::config,  leading,  leave, nullptr,     nothing,     zero},
     obsnetbios_stat      {"obsnetbios",    verb::stat,    none,     leave, nullptr,     text,        zero},
     obsnetbios_config    {"obsnetbios",    verb::config,  leading,  leave, nullptr,     nothing,     zero};
-} // namespace forwarding
+} // namespace row
 // clang-format on

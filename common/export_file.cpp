@@ -1,6 +1,5 @@
 #include "common/export_file.h"
 
-#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <ctime>

@@ -2,7 +2,6 @@
 // Control socket endpoints. An address is a UNIX-domain path (no ':'), or host ":" port (IPv4), either with
 // an optional "udp:" in front. The host is "0.0.0.0", every address, or a dotted address that the C library
 // reads as base/address does. All messages go to standard output.
-#include <cstddef>
 #include <cstdint>
 
 enum AddressKind : int { address_invalid = -1, address_unix = 1, address_ipv4 = 2 };
