@@ -210,6 +210,17 @@ TEST(Signals, ARealFaultEndsTheRunAndItsSegment)
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 
+// Whichever it is: one that ends the run waits until the segment goes with the run.
+TEST(Signals, NoneComesBetweenTheSegmentAndItsMark)
+{
+    for (auto [signal, status] : {std::pair{SIGTERM, 1}, std::pair{SIGHUP, 1}, std::pair{SIGALRM, -SIGALRM},
+                                  std::pair{SIGUSR1, -SIGUSR1}, std::pair{SIGVTALRM, -SIGVTALRM}}) {
+        Case one = command("gadget stat", Daemon::analysis, {}, "", status);
+        one.fault = "raise " + std::to_string(signal);
+        run_case(one);
+    }
+}
+
 // As under nohup: the closed terminal does not end the run.
 TEST(Signals, WhatIsIgnoredAtTheStartStaysIgnored)
 {

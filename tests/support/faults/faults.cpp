@@ -2,7 +2,9 @@
 //   alloc BYTES         malloc, calloc and realloc of just so many bytes
 //   fopen PATH [OTHER]  the file OTHER is opened instead, or none
 //   shmget, shmat, send
+//   raise SIGNAL        comes when a segment has been created, or attached
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -78,7 +80,11 @@ long syscall(long number, ...) noexcept
     bool refuse = (number == SYS_shmget && fault("shmget")) || (number == SYS_shmat && fault("shmat"));
     if (refuse)
         errno = number == SYS_shmget ? ENOSPC : ENOMEM;
-    return refuse ? -1 : real(number, a, b, c);
+    long result = refuse ? -1 : real(number, a, b, c);
+    const char* signal = number == SYS_shmget || number == SYS_shmat ? fault("raise") : nullptr;
+    if (signal != nullptr)
+        raise(atoi(signal));
+    return result;
 }
 
 ssize_t send(int fd, const void* data, size_t size, int flags)
