@@ -32,7 +32,7 @@ list  prints the prefixes and names that the appliance reads from DATABASE
 --key the AES-128 key, 32 hexadecimal digits; without it the key this program was built with
 )";
 
-[[gnu::format(printf, 1, 2)]] int fail(const char* format, ...)
+[[gnu::format(printf, 1, 2)]] int complain(const char* format, ...)
 {
     va_list values;
     va_start(values, format);
@@ -159,7 +159,7 @@ void tell(const char* list, const Records& records)
 {
     for (const auto& [fate, text] : told)
         if (records.count[fate] != 0)
-            fail("%s: %s: %zu", list, text, records.count[fate]);
+            complain("%s: %s: %zu", list, text, records.count[fate]);
 }
 
 void encipher(std::string& text, const OuiKey& key)
@@ -216,13 +216,13 @@ int make(const char* list, const std::string& database, const OuiKey& key)
 {
     Records records;
     if (!read_list(list, records))
-        return fail("cannot read %s: %s", list, strerror(errno));
+        return complain("cannot read %s: %s", list, strerror(errno));
     tell(list, records);
     if (records.prefixes.empty())
-        return fail("%s: no line that the appliance will read", list);
+        return complain("%s: no line that the appliance will read", list);
     encipher(records.text, key);
     if (!replace_file(database, records.text))
-        return fail("cannot write %s: %s", database.c_str(), strerror(errno));
+        return complain("cannot write %s: %s", database.c_str(), strerror(errno));
     return 0;
 }
 
@@ -252,7 +252,7 @@ int main(int argc, char** argv)
     OuiKey key = oui_build_key();
     if (auto option = std::find(words.begin(), words.end(), "--key"); option != words.end()) {
         if (words.end() - option < 2 || !parse_key(option[1], key))
-            return fail("--key takes 32 hexadecimal digits");
+            return complain("--key takes 32 hexadecimal digits");
         words.erase(option, option + 2);
     }
     if (words.size() == 3 && words[0] == "make")
