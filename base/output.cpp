@@ -200,6 +200,12 @@ bool output_lost()
     return lost;
 }
 
+bool reader_is_gone()
+{
+    pollfd out{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    return poll(&out, 1, 0) > 0 && (out.revents & (POLLERR | POLLHUP)) != 0;
+}
+
 void end_run_in_signal_handler(int status)
 {
     stop_status = status;

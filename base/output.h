@@ -35,6 +35,9 @@ bool flush_output();
 // True when a byte is known to be lost: a long output need not go on.
 bool output_lost();
 
+// True when whoever read standard output has gone, written to or not. A system call each time.
+bool reader_is_gone();
+
 // For the handler of a stop signal (see handle_stop_signals()): writes out what is buffered and ends the run.
 // Async-signal-safe, gives up after about half a second on a reader that does not read. Returns only when the
 // signal interrupted a write: the run then ends as soon as that returns.

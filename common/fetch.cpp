@@ -56,10 +56,10 @@ int fetch_batches(const Fetch& fetch, BatchWalk walk, void* context)
         Walk walked = walk(context, answer_of(record));
         if (walked != Walk::on)
             return walked == Walk::end ? 0 : -1;
-        if (output_lost()) // nobody reads any more, and a daemon may go on for ever
-            return -1;
         if (record.last_batch != 0 || (fetch.stop_when_empty && count <= 0))
             return 0;
+        if (output_lost() || reader_is_gone()) // a daemon may have batches for ever
+            return -1;
     }
 }
 

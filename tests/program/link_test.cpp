@@ -123,8 +123,10 @@ TEST(Link, LostOutputIsNoSuccess)
         to("/dev/full", stat(text, "", 255)),
         to("-", stat(text, "", 255)), // the socket does not take its place
         to("|", stat(text, "", 255)),
-        to("|", command("malcip list", M, {{{.code = 2055, .module = "malcip", .data = trailing("")},
+        to("/dev/full", command("malcip list", M, {{{.code = 2055, .module = "malcip", .data = trailing("")},
             {.answer = std::string(65536, '\xff'), .count = 16384, .last = false}}}, "", 255)), // no second request
+        to("|", command("kesidslog listflow limit=1", M, {{{.code = 2055, .module = "idssum",
+            .data = leading(" limit=1 show_session=1")}, {.answer = std::string(24, '\0'), .count = 1, .last = false}}}, "", 255)),
         to("/dev/full", command("gadget frob", A, {}, "", 255)),
         to("/dev/full", command("sysboot", Daemon::none, {}, "", 255)),
         to("-", stat({}, "")), // nothing to say, nothing lost
