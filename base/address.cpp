@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/digits.h"
-
 namespace {
 
 constexpr uint32_t all_ones = 0xFFFFFFFF;
@@ -55,16 +53,6 @@ bool parse_ipv4_prefix(const char* text, int prefix, uint32_t& low, uint32_t& hi
     low = address & mask;
     high = low | ~mask;
     return true;
-}
-
-char* put_ipv4(char* at, uint32_t address)
-{
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        at = put_decimal(at, static_cast<uint8_t>(address >> shift));
-        *at++ = '.';
-    }
-    at[-1] = '\0';
-    return at - 1;
 }
 
 } // namespace
@@ -152,51 +140,39 @@ bool parse_mac(const char* text, uint8_t (&mac)[6])
     return true;
 }
 
-Ipv4Text ipv4_text(uint32_t address)
+char* Ipv4::put(char* at) const
 {
-    Ipv4Text out;
-    put_ipv4(out.text, address);
-    return out;
+    auto byte = [this](int shift) { return static_cast<uint8_t>(address >> shift); };
+    return put_row(at, FORMAT("{}.{}.{}.{}"), byte(24), byte(16), byte(8), byte(0));
 }
 
-Ipv6Text ipv6_text(const void* sixteen_bytes)
+char* Ipv6::put(char* at) const
 {
-    Ipv6Text out;
-    inet_ntop(AF_INET6, sixteen_bytes, out.text, sizeof out.text);
-    return out;
+    char text[INET6_ADDRSTRLEN];
+    inet_ntop(AF_INET6, sixteen_bytes, text, sizeof text);
+    return put_text(at, text);
 }
 
-RangeText range_text(uint32_t low, uint32_t high)
+char* Ipv4Range::put(char* at) const
 {
-    RangeText out;
-    if (low == 0 && high == all_ones) {
-        memcpy(out.text, "any", sizeof "any");
-        return out;
-    }
-    char* at = put_ipv4(out.text, low);
+    if (low == 0 && high == all_ones)
+        return put_text(at, "any");
     if (low == high)
-        return out;
-    uint32_t host_bits = low ^ high; // all ones at the low end when the range is one prefix
-    bool one_prefix = low < high && (host_bits & (host_bits + 1)) == 0 && (low & host_bits) == 0;
-    if (one_prefix) {
-        *at++ = '/';
-        *put_decimal(at, static_cast<uint8_t>(std::countl_zero(host_bits))) = '\0';
-    } else {
-        *at++ = '-';
-        put_ipv4(at, high);
-    }
-    return out;
+        return Ipv4{low}.put(at);
+    const uint32_t host_bits = low ^ high; // all ones at the low end when the range is one prefix
+    const bool one_prefix = low < high && (host_bits & (host_bits + 1)) == 0 && (low & host_bits) == 0;
+    return one_prefix ? put_row(at, FORMAT("{}/{}"), Ipv4{low}, std::countl_zero(host_bits))
+                      : put_row(at, FORMAT("{}-{}"), Ipv4{low}, Ipv4{high});
 }
 
-MacText mac_text(const uint8_t* six_bytes, char separator)
+char* MacAddress::put(char* at) const
 {
     static constexpr char hex[] = "0123456789abcdef";
-    MacText out;
-    for (size_t i = 0; i < 6; i++) {
-        out.text[3 * i] = hex[six_bytes[i] >> 4];
-        out.text[3 * i + 1] = hex[six_bytes[i] & 15];
-        out.text[3 * i + 2] = separator;
+    for (size_t i = 0; i < count; i++) {
+        if (i > 0)
+            *at++ = separator;
+        *at++ = hex[bytes[i] >> 4];
+        *at++ = hex[bytes[i] & 15];
     }
-    out.text[17] = '\0';
-    return out;
+    return at;
 }

@@ -3,7 +3,7 @@
 // IPv4 addresses are numbers in host order. The parsers print nothing; callers have words of their own.
 #include <cstdint>
 
-#include "base/wire_types.h"
+#include "base/format.h"
 
 // The classic forms a, a.b, a.b.c and a.b.c.d (the last part fills the bytes that are left), decimal digits
 // and dots only. An empty part counts as 0, and so does the empty text. The form without a dot keeps the low
@@ -37,22 +37,40 @@ AddressFamily parse_address(const char* text, uint8_t (&address)[16]);
 // Six hexadecimal numbers between ':', '-' or '.', the same throughout; each gives its low byte.
 bool parse_mac(const char* text, uint8_t (&mac)[6]);
 
-// Printed forms, by value, each for one "%s".
-struct Ipv4Text {
-    char text[16];
-};
-struct Ipv6Text {
-    char text[46];
-};
-struct RangeText {
-    char text[32];
-};
-struct MacText {
-    char text[18];
+// ---- Printed forms (base/format.h)
+
+struct Ipv4 { // a be32 converts by itself
+    uint32_t address;
+    char* put(char* at) const;
+    static constexpr size_t most_bytes() { return sizeof "255.255.255.255"; }
 };
 
-Ipv4Text ipv4_text(uint32_t address); // "%d.%d.%d.%d"; a be32 converts by itself
-Ipv6Text ipv6_text(const void* sixteen_bytes);
+struct Ipv6 {
+    const void* sixteen_bytes;
+    char* put(char* at) const;
+    static constexpr size_t most_bytes() { return 46; } // INET6_ADDRSTRLEN
+};
+
 // "any", one address, "a/n" for what is exactly one prefix, or "a-b".
-RangeText range_text(uint32_t low, uint32_t high);
-MacText mac_text(const uint8_t* six_bytes, char separator = '-');
+struct Ipv4Range {
+    uint32_t low, high;
+    char* put(char* at) const;
+    static constexpr size_t most_bytes() { return 2 * Ipv4::most_bytes(); }
+};
+
+// An address of a record that says which family it is of; `ipv4` counts when it is not IPv6.
+struct EitherAddress {
+    bool is_ipv6;
+    const void* sixteen_bytes;
+    uint32_t ipv4;
+    char* put(char* at) const { return is_ipv6 ? Ipv6{sixteen_bytes}.put(at) : Ipv4{ipv4}.put(at); }
+    static constexpr size_t most_bytes() { return Ipv6::most_bytes(); }
+};
+
+struct MacAddress {
+    const uint8_t* bytes;
+    char separator = '-';
+    size_t count = 6; // of the bytes that are printed
+    char* put(char* at) const;
+    static constexpr size_t most_bytes() { return sizeof "00-00-00-00-00-00"; }
+};

@@ -1,19 +1,12 @@
 #include "base/clock.h"
 
-#include "base/digits.h"
-
 namespace {
 
-// Writes the date; the years of 32-bit seconds have four digits, so the minimum width never shows.
+// The years of 32-bit seconds have four digits.
 char* put_date(char* at, const tm& local)
 {
-    int year = local.tm_year + 1900;
-    at = put_two_digits(at, year / 100);
-    at = put_two_digits(at, year);
-    *at++ = '-';
-    at = put_two_digits(at, local.tm_mon + 1);
-    *at++ = '-';
-    return put_two_digits(at, local.tm_mday);
+    return put_row(at, FORMAT("{}-{}-{}"), local.tm_year + 1900, two_digits(local.tm_mon + 1),
+                   two_digits(local.tm_mday));
 }
 
 } // namespace
@@ -39,23 +32,14 @@ tm local_time(int64_t seconds)
     return local;
 }
 
-TimeText time_text(uint32_t seconds)
+char* LocalTime::put(char* at) const
 {
-    tm local = local_time(seconds);
-    TimeText out;
-    char* at = put_date(out.text, local);
-    *at++ = '/';
-    at = put_two_digits(at, local.tm_hour);
-    *at++ = ':';
-    at = put_two_digits(at, local.tm_min);
-    *at++ = ':';
-    *put_two_digits(at, local.tm_sec) = '\0';
-    return out;
+    const tm local = local_time(seconds);
+    return put_row(put_date(at, local), FORMAT("/{}:{}:{}"), two_digits(local.tm_hour),
+                   two_digits(local.tm_min), two_digits(local.tm_sec));
 }
 
-DateText date_text(uint32_t seconds)
+char* LocalDate::put(char* at) const
 {
-    DateText out;
-    *put_date(out.text, local_time(seconds)) = '\0';
-    return out;
+    return put_date(at, local_time(seconds));
 }

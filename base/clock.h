@@ -1,6 +1,7 @@
 #pragma once
 // Times are 32-bit UNIX seconds, printed in local time. The zone is looked up once in a run.
-#include <cstdint>
+#include "base/format.h"
+
 #include <ctime>
 
 tm local_time(int64_t seconds);
@@ -8,13 +9,16 @@ tm local_time(int64_t seconds);
 // For spans of time: it never jumps.
 int64_t steady_milliseconds();
 
-// Printed forms, by value, each for one "%s"; the year is the full year.
-struct TimeText {
-    char text[20];
-};
-struct DateText {
-    char text[11];
+// ---- Printed forms (base/format.h); the year is the full year.
+
+struct LocalTime { // "2026-01-31/23:59:59"
+    uint32_t seconds;
+    char* put(char* at) const;
+    static constexpr size_t most_bytes() { return sizeof "2026-01-31/23:59:59"; }
 };
 
-TimeText time_text(uint32_t seconds); // "%2d-%02d-%02d/%02d:%02d:%02d"
-DateText date_text(uint32_t seconds); // "%2d-%02d-%02d"
+struct LocalDate { // "2026-01-31"
+    uint32_t seconds;
+    char* put(char* at) const;
+    static constexpr size_t most_bytes() { return sizeof "2026-01-31"; }
+};

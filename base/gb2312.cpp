@@ -121,7 +121,7 @@ size_t encode_utf8(std::span<const uint32_t> characters, std::span<char> output)
     size_t used = 0;
     for (uint32_t character : characters.first(std::min<size_t>(characters.size(), 1024))) {
         int number = static_cast<int>(character), length = utf8_length(character);
-        print("w=%d\nw=%d\nlen=%d\nlen=%d\n", number, number, length, length);
+        print(FORMAT("w={}\nw={}\nlen={}\nlen={}\n"), number, number, length, length);
         auto room = static_cast<size_t>(length);
         if (output.size() - used < room)
             break;

@@ -1,20 +1,35 @@
 #pragma once
-// Members of a JSON object, appended to an output context (nullptr is standard output). Every member after
-// the first is marked by a comma in front of its key: ",ip" writes ,"ip":. Texts are written as they are.
-// Each writer returns the length of what it appended, or a negative value (see append()).
-#include <cstdint>
+// A member of a JSON object as a printed form (base/format.h): the key in quotes, a colon and the value, a
+// number as it is and everything else in quotes. Every member after the first is marked by a comma in front
+// of its key: member(",ip", Ipv4{…}) prints ,"ip":"…".
+#include "base/format.h"
 
-#include "base/output.h"
-#include "base/wire_types.h"
+template <class Value> struct JsonMember {
+    std::string_view key;
+    Value value;
 
-int json_signed(Output* out, const char* key, int32_t value);
-int json_unsigned(Output* out, const char* key, uint32_t value);
-int json_unsigned64(Output* out, const char* key, uint64_t value);
-int json_string(Output* out, const char* key, const char* value); // null is the empty text
-int json_ipv4(Output* out, const char* key, uint32_t address);    // host order
-int json_ipv4(Output* out, const char* key, const be32& address);
-int json_ipv6(Output* out, const char* key, const void* sixteen_bytes);
-int json_ipv4_range(Output* out, const char* key, uint32_t low, uint32_t high);
-int json_mac(Output* out, const char* key, const uint8_t* six_bytes);
-int json_time(Output* out, const char* key, uint32_t seconds);
-int json_date(Output* out, const char* key, uint32_t seconds);
+    char* put(char* at) const
+    {
+        const bool follows = key.starts_with(',');
+        if (follows)
+            *at++ = ',';
+        at = put_row(at, FORMAT(R"("{}":)"), key.substr(follows));
+        if constexpr (PrintedNumber<Value>)
+            return put_row(at, FORMAT("{}"), value);
+        else
+            return put_row(at, FORMAT(R"("{}")"), value);
+    }
+    size_t most_bytes() const { return text_growth * key.size() + sizeof R"(,"":"")" + ::most_bytes(value); }
+};
+
+template <class Value>
+requires(!std::convertible_to<Value, const char*>) auto member(std::string_view key, const Value& value)
+{
+    return JsonMember<std::remove_cvref_t<decltype(printed(value))>>{key, printed(value)};
+}
+
+// A NUL-terminated text; null is the empty one.
+inline auto member(std::string_view key, const char* value)
+{
+    return member(key, text_of(value));
+}

@@ -1,21 +1,23 @@
 #pragma once
-// key=value lines on standard output. The key is followed by '=' unless it ends with a blank, and the value
-// by a line end unless the key begins with one: "ip" makes a line of its own, " ip " goes on with the current
-// one.
-#include <cstdint>
+// A key=value line as a printed form (base/format.h). The key is followed by '=' unless it ends with a blank,
+// and the value by a line end unless the key begins with one: "ip" makes a line of its own, " ip " goes on
+// with the current one.
+#include "base/format.h"
 
-#include "base/wire_types.h"
+template <class Value> struct KeyValue {
+    std::string_view key;
+    Value value;
 
-void print_value(const char* key, const char* value);
+    char* put(char* at) const
+    {
+        const std::string_view equals = key.ends_with(' ') ? "" : "=";
+        const std::string_view line_end = key.starts_with(' ') ? "" : "\n";
+        return put_row(at, FORMAT("{}{}{}{}"), key, equals, value, line_end);
+    }
+    size_t most_bytes() const { return text_growth * (key.size() + sizeof "=\n") + ::most_bytes(value); }
+};
 
-void print_integer(const char* key, int value);
-void print_ipv4(const char* key, uint32_t address); // host order
-void print_ipv4(const char* key, const be32& address);
-void print_ipv6(const char* key, const void* sixteen_bytes);
-void print_ipv4_range(const char* key, uint32_t low, uint32_t high);
-void print_mac(const char* key, const uint8_t* six_bytes);
-void print_time(const char* key, uint32_t seconds);
-void print_date(const char* key, uint32_t seconds);
-// With their unit and the blank behind it.
-void print_byte_size(const char* key, uint64_t value);
-void print_count(const char* key, uint64_t value);
+template <class Value> auto key_value(std::string_view key, const Value& value)
+{
+    return KeyValue<std::remove_cvref_t<decltype(printed(value))>>{key, printed(value)};
+}

@@ -2,19 +2,21 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
 #include <sys/time.h>
 #include <unistd.h>
 
+namespace output_detail {
+char buffer[buffer_size];
+volatile size_t filled = 0, flushed = 0;
+} // namespace output_detail
+
+using output_detail::buffer, output_detail::buffer_size, output_detail::filled, output_detail::flushed;
+
 namespace {
 
-constexpr size_t buffer_size = 64 * 1024;
-char buffer[buffer_size];
-// buffer[flushed, filled) is printed but not yet written. The signal handler reads both.
-volatile size_t filled = 0, flushed = 0;
 bool lost = false;
 // A stop signal that finds a write under way cannot know how much of it went out: the run then ends where
 // the write returns.
@@ -98,70 +100,47 @@ void drain()
     flushed = 0;
 }
 
-// A text longer than the free part of the buffer.
-[[gnu::format(printf, 1, 0)]] void print_long(const char* format, va_list arguments, size_t length)
-{
-    drain();
-    if (length < buffer_size) {
-        vsnprintf(buffer, buffer_size, format, arguments);
-        filled = length;
-        return;
-    }
-    char* text = static_cast<char*>(malloc(length + 1));
-    if (text == nullptr) {
-        lost = true;
-        return;
-    }
-    vsnprintf(text, length + 1, format, arguments);
-    print_text({text, length});
-    free(text);
-}
-
-[[gnu::format(printf, 1, 0)]] int print_arguments(const char* format, va_list arguments)
-{
-    va_list again;
-    va_copy(again, arguments);
-    int length = vsnprintf(buffer + filled, buffer_size - filled, format, arguments);
-    if (length < 0)
-        lost = true;
-    else if (static_cast<size_t>(length) < buffer_size - filled)
-        filled = filled + static_cast<size_t>(length);
-    else
-        print_long(format, again, static_cast<size_t>(length));
-    va_end(again);
-    return length;
-}
-
-[[gnu::format(printf, 2, 0)]] int append_to_buffer(Output& out, const char* format, va_list arguments)
+int append_to_buffer(Output& out, std::string_view text)
 {
     if (out.buffer == nullptr || out.used >= out.size)
         return -1;
-    size_t room = out.size - out.used;
-    int length = vsnprintf(out.buffer + out.used, room, format, arguments);
-    if (length > 0)
-        out.used += static_cast<size_t>(length) < room ? static_cast<size_t>(length) : room - 1;
-    return length;
+    const size_t room = out.size - out.used - 1;
+    const size_t kept = text.size() < room ? text.size() : room;
+    memcpy(out.buffer + out.used, text.data(), kept);
+    out.used += kept;
+    out.buffer[out.used] = '\0';
+    return static_cast<int>(text.size());
+}
+
+int append_to_stream(FILE* stream, std::string_view text)
+{
+    return fwrite(text.data(), 1, text.size(), stream) == text.size() ? static_cast<int>(text.size()) : -1;
 }
 
 } // namespace
 
-int append(Output* out, const char* format, ...)
+char* output_detail::make_room(size_t size)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    int length = out == nullptr           ? print_arguments(format, arguments)
-                 : out->stream != nullptr ? vfprintf(out->stream, format, arguments)
-                                          : append_to_buffer(*out, format, arguments);
-    va_end(arguments);
-    return length;
+    drain();
+    if (size <= buffer_size)
+        return buffer;
+    char* row = static_cast<char*>(malloc(size));
+    lost |= row == nullptr;
+    return row;
 }
 
-void print(const char* format, ...)
+void output_detail::print_long_row(char* row, char* end)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    print_arguments(format, arguments);
-    va_end(arguments);
+    print_text({row, static_cast<size_t>(end - row)});
+    free(row);
+}
+
+int append_text(Output* out, std::string_view text)
+{
+    if (out != nullptr)
+        return out->stream != nullptr ? append_to_stream(out->stream, text) : append_to_buffer(*out, text);
+    print_text(text);
+    return static_cast<int>(text.size());
 }
 
 void print_text(std::string_view text)
@@ -175,18 +154,6 @@ void print_text(std::string_view text)
         filled = filled + piece;
         text.remove_prefix(piece);
     }
-}
-
-void print_line(std::string_view text)
-{
-    print_text(text);
-    print_text("\n");
-}
-
-int refuse(std::string_view token)
-{
-    print_line(token);
-    return -1;
 }
 
 bool flush_output()

@@ -1,56 +1,32 @@
 #include "base/units.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "base/output.h"
-
-int write_byte_size(char* buffer, size_t size, uint64_t value)
+static Hundredths in_units(uint64_t value, uint64_t unit)
 {
-    auto units = [value](uint64_t unit) { return static_cast<double>(value) / static_cast<double>(unit); };
+    return {static_cast<double>(value) / static_cast<double>(unit)};
+}
+
+char* ByteSize::put(char* at) const
+{
     if (value < 1 << 10)
-        return snprintf(buffer, size, "%lu ", value);
+        return put_row(at, FORMAT("{} "), value);
     if (value < 1 << 20)
-        return snprintf(buffer, size, "%.2fK ", units(1 << 10));
+        return put_row(at, FORMAT("{}K "), in_units(value, 1 << 10));
     if (value < 1 << 30)
-        return snprintf(buffer, size, "%.2fM ", units(1 << 20));
-    return snprintf(buffer, size, "%.2fG ", units(1 << 30));
+        return put_row(at, FORMAT("{}M "), in_units(value, 1 << 20));
+    return put_row(at, FORMAT("{}G "), in_units(value, 1 << 30));
 }
 
-int write_count(char* buffer, size_t size, uint64_t value)
+char* Count::put(char* at) const
 {
-    auto units = [value](uint64_t unit) { return static_cast<double>(value) / static_cast<double>(unit); };
     if (value < 1000)
-        return snprintf(buffer, size, "%lu ", value);
+        return put_row(at, FORMAT("{} "), value);
     if (value < 1000000)
-        return snprintf(buffer, size, "%.2fK ", units(1000));
-    return snprintf(buffer, size, "%.2fM ", units(1000000));
-}
-
-UnitText byte_size_text(uint64_t value)
-{
-    UnitText out;
-    write_byte_size(out.text, sizeof out.text, value);
-    return out;
-}
-
-UnitText count_text(uint64_t value)
-{
-    UnitText out;
-    write_count(out.text, sizeof out.text, value);
-    return out;
-}
-
-void print_byte_size(uint64_t value)
-{
-    print_text(byte_size_text(value).text);
-}
-
-void print_count(uint64_t value)
-{
-    print_text(count_text(value).text);
+        return put_row(at, FORMAT("{}K "), in_units(value, 1000));
+    return put_row(at, FORMAT("{}M "), in_units(value, 1000000));
 }
 
 uint64_t parse_size(const char* text)

@@ -10,6 +10,12 @@
 static_assert(std::endian::native == std::endian::little,
               "the host-order fields are little-endian on the wire");
 
+// What the printed forms below are made of (base/format.h): each puts at `at` and returns the position
+// behind.
+char* put_number(char* at, uint32_t number);
+char* put_text(char* at, std::string_view text); // up to text_growth bytes for each of the text's
+inline constexpr size_t text_growth = 6;         // a byte of a text may have to be escaped
+
 // An unsigned number in network order; converts to and from host order.
 template <class T> class [[gnu::packed]] NetworkOrder {
 public:
@@ -33,6 +39,8 @@ public:
         memcpy(&value, bytes_, sizeof value);
         return value;
     }
+    char* put(char* at) const { return put_number(at, *this); }
+    static constexpr size_t most_bytes() { return sizeof "4294967295"; }
 
 private:
     uint8_t bytes_[sizeof(T)];
@@ -41,7 +49,7 @@ private:
 using be16 = NetworkOrder<uint16_t>;
 using be32 = NetworkOrder<uint32_t>;
 
-// A text field of N bytes that may lack its NUL. It cannot go to "%s"; see text_of().
+// A text field of N bytes that may lack its NUL.
 template <size_t N> class [[gnu::packed]] FixedText {
 public:
     static constexpr size_t width = N;
@@ -58,24 +66,12 @@ public:
     }
     // All N bytes, NULs included.
     std::string_view whole() const { return {bytes_, N}; }
+    char* put(char* at) const { return put_text(at, view()); }
+    static constexpr size_t most_bytes() { return text_growth * N; }
 
 private:
     char bytes_[N];
 };
-
-// A NUL-terminated copy of a wire text, for one "%s".
-template <size_t N> struct TerminatedText {
-    char text[N + 1];
-};
-
-template <size_t N> TerminatedText<N> text_of(const FixedText<N>& field)
-{
-    TerminatedText<N> out;
-    std::string_view view = field.view();
-    memcpy(out.text, view.data(), view.size());
-    out.text[view.size()] = '\0';
-    return out;
-}
 
 // The text at `offset` in a field that holds several, up to its NUL or the end of the field; empty when the
 // offset lies outside.

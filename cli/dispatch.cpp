@@ -1,6 +1,6 @@
 #include "cli/dispatch.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "cli/catalogue.h"
 #include "cli/signals.h"
 #include "common/applevel.h"
@@ -23,7 +23,7 @@ constexpr int32_t segment_min_kib = 64; // of the tables' entries, not of the fa
 int list_modules()
 {
     for (const ModuleEntry* module = analysis_table; module->name != nullptr; module++)
-        print_line(module->name);
+        print_line(text_of(module->name));
     return listing_status;
 }
 
@@ -32,7 +32,7 @@ void list_verbs(const char* word)
     for (const ModuleEntry* module = analysis_table; module->name != nullptr; module++)
         if (strstr(module->name, word) != nullptr)
             for (const VerbEntry* entry = module->verbs; entry->verb != nullptr; entry++)
-                print("%s %s\n", module->name, entry->verb);
+                print_line(FORMAT("{} {}"), text_of(module->name), text_of(entry->verb));
 }
 
 // Seconds since the epoch at which the system came up; false when /proc/uptime does not tell.
@@ -40,7 +40,7 @@ bool boot_time(uint32_t& boot)
 {
     FILE* file = fopen(place::uptime, "r");
     if (file == nullptr) {
-        print_line("fail to open /proc/uptime");
+        note("fail to open /proc/uptime");
         return false;
     }
     char line[256];
@@ -58,9 +58,9 @@ int print_boot_time()
 {
     uint32_t boot = 0;
     if (boot_time(boot))
-        print("%lu_%lu\n", uint64_t{boot}, uint64_t{0});
+        print_line(FORMAT("{}_0"), boot); // the second number is always 0
     else
-        print_line("fail to get bootup time");
+        note("fail to get bootup time");
     return 0;
 }
 
@@ -88,7 +88,7 @@ int run_entry(VerbEntry& entry, const char* daemon, const char* module, int argc
 
 int unknown_command(char** argv)
 {
-    print("invalid commands: %s %s\n", argv[1], argv[2]);
+    refuse(FORMAT("invalid commands: {} {}"), text_of(argv[1]), text_of(argv[2]));
     return unknown_status;
 }
 

@@ -1,6 +1,6 @@
 #include "cli/forward.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "common/arguments.h"
 #include "link/answer.h"
 #include "link/rpc_session.h"
@@ -27,16 +27,15 @@ static void show_answer(const Forward& row, const RequestRecord& reply)
     bool any = reply.length > 0;
     std::string_view text = text_in(answer_of(reply));
     if (row.show == Forward::text || (row.show == Forward::text_if_any && any))
-        print_text(text);
+        print_answer(text);
     else if (row.show == Forward::line_if_any && any)
-        print_line(text);
+        print_answer(text, LineEnd::yes);
 }
 
 int forward(const Forward& row, int argc, char** argv)
 {
     if (argc < row.least || argc > row.most) {
-        print_line(row.usage);
-        return -1;
+        return refuse(text_of(row.usage));
     }
     RequestRecord record;
     if (!start_request(record, row.code, row.module))

@@ -1,9 +1,8 @@
 #include "cli/not_supported.h"
 
-#include "base/output.h"
+#include "base/document.h"
 
 int not_supported(int, char**)
 {
-    print_line("NOT_SUPPORTED");
-    return -1;
+    return refuse("NOT_SUPPORTED");
 }

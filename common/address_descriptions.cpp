@@ -1,7 +1,7 @@
 #include "common/address_descriptions.h"
 
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/config_lines.h"
 #include "common/spin_lock.h"
 
@@ -110,7 +110,7 @@ int ipmacdesc_init()
     ipmacdesc = static_cast<AddressTable*>(calloc(1, sizeof *ipmacdesc));
     if (ipmacdesc != nullptr)
         return 0;
-    print_line("fail to init ipmacdesc pool");
+    note("fail to init ipmacdesc pool");
     return -1;
 }
 

@@ -23,9 +23,9 @@ void open_for(int64_t now)
     const char* directory = getenv("RAMLOG"); // taken as given
     char path[PATH_MAX];
     Output name{.buffer = path, .size = sizeof path};
-    int length = append(&name, "%s/alert_%d.%02d.%02d.log",
-                        directory != nullptr ? directory : place::alert_log_directory, local.tm_year + 1900,
-                        local.tm_mon + 1, local.tm_mday);
+    int length = append(&name, FORMAT("{}/alert_{}.{}.{}.log"),
+                        text_of(directory != nullptr ? directory : place::alert_log_directory),
+                        local.tm_year + 1900, two_digits(local.tm_mon + 1), two_digits(local.tm_mday));
     alert_log.opened = now;
     if (length > 0 && static_cast<size_t>(length) < sizeof path)
         alert_log.stream = fopen(directory != nullptr ? path : placed(path).text, "ae");
@@ -45,9 +45,9 @@ void write_alert_at(int64_t now, const char* message)
         return;
     tm local = local_time(now);
     Output line{.stream = alert_log.stream};
-    append(&line, "%d.%02d.%02d/%02d:%02d:%02d %s\n",             //
-           local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, //
-           local.tm_hour, local.tm_min, local.tm_sec, message);
+    append(&line, FORMAT("{}.{}.{}/{}:{}:{} {}\n"), local.tm_year + 1900, two_digits(local.tm_mon + 1),
+           two_digits(local.tm_mday), two_digits(local.tm_hour), two_digits(local.tm_min),
+           two_digits(local.tm_sec), text_of(message));
     fflush(alert_log.stream);
 }
 

@@ -1,6 +1,6 @@
 #include "common/applevel.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "common/config_lines.h"
 #include "common/line_reader.h"
 
@@ -81,7 +81,7 @@ void applevel_load()
         return;
     pool.entries = static_cast<AppLevel*>(calloc(pool_size, sizeof(AppLevel)));
     if (pool.entries == nullptr) {
-        print("fail to alloc applevel buffer (%zu bytes)\n", pool_size * sizeof(AppLevel));
+        note(FORMAT("fail to alloc applevel buffer ({} bytes)"), pool_size * sizeof(AppLevel));
         return;
     }
     char line[1025];

@@ -1,7 +1,7 @@
 #include "common/assets_store.h"
 
+#include "base/document.h"
 #include "base/lookup2.h"
-#include "base/output.h"
 #include "common/spin_lock.h"
 
 #include <algorithm>
@@ -106,7 +106,7 @@ int assetsdesc_init()
     assetsdesc = static_cast<AssetStore*>(calloc(1, sizeof *assetsdesc));
     if (assetsdesc != nullptr)
         return 0;
-    print("%s: fail to alloc %zu bytes\n", "assetsdesc_init", sizeof(AssetStore));
+    note(FORMAT("assetsdesc_init: fail to alloc {} bytes"), sizeof(AssetStore));
     return -1;
 }
 

@@ -1,5 +1,6 @@
 #include "common/config_lines.h"
 
+#include "base/document.h"
 #include "common/line_reader.h"
 
 #include <algorithm>
@@ -12,7 +13,7 @@ PlacePath configuration_file(const char* name, size_t directory_max)
     PlacePath path{};
     if (strlen(directory) > directory_max)
         return path;
-    snprintf(path.text, sizeof path.text, "%s%s", directory, name);
+    format_text(path.text, FORMAT("{}{}"), text_of(directory), text_of(name));
     return given != nullptr ? path : placed(path.text);
 }
 

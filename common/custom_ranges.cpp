@@ -1,7 +1,7 @@
 #include "common/custom_ranges.h"
 
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/config_lines.h"
 
 #include <algorithm>
@@ -79,7 +79,7 @@ int cusiprng_init()
     cusiprng = static_cast<RangeTable*>(calloc(1, sizeof *cusiprng));
     if (cusiprng != nullptr)
         return 0;
-    print_line("NO_MEM");
+    note("NO_MEM");
     return -1;
 }
 

@@ -18,7 +18,7 @@ int length_of(const char* text)
 }
 
 // What stands in front of the next cell.
-const char* lead_of(unsigned& cells)
+std::string_view lead_of(unsigned& cells)
 {
     return cells++ == 0 ? "\n" : ",";
 }
@@ -29,12 +29,12 @@ bool open_export(ExportFile& file, char* name, size_t name_size)
 {
     tm local = local_time(time(nullptr));
     Output out{.buffer = name, .size = name_size};
-    append(&out, "%04d%02d%02d%02d%02d%02d.csv",                  //
-           local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, //
-           local.tm_hour, local.tm_min, local.tm_sec);
+    append(&out, FORMAT("{}{}{}{}{}{}.csv"), local.tm_year + 1900, two_digits(local.tm_mon + 1),
+           two_digits(local.tm_mday), two_digits(local.tm_hour), two_digits(local.tm_min),
+           two_digits(local.tm_sec));
     char path[place::path_max];
     Output composed{.buffer = path, .size = sizeof path};
-    append(&composed, "%s/%s", place::export_directory, name);
+    append(&composed, FORMAT("{}/{}"), text_of(place::export_directory), text_of(name));
     file.stream = fopen(placed(path).text, "we");
     return file.stream != nullptr;
 }
@@ -44,7 +44,7 @@ void export_text(ExportFile& file, unsigned& cells, const char* text)
     if (file.stream == nullptr)
         return;
     Output out{.stream = file.stream};
-    append(&out, "%s%s", lead_of(cells), text);
+    append(&out, FORMAT("{}{}"), lead_of(cells), text_of(text));
 }
 
 void export_number(ExportFile& file, unsigned& cells, uint64_t value)
@@ -52,7 +52,7 @@ void export_number(ExportFile& file, unsigned& cells, uint64_t value)
     if (file.stream == nullptr)
         return;
     Output out{.stream = file.stream};
-    append(&out, "%s%lu", lead_of(cells), value);
+    append(&out, FORMAT("{}{}"), lead_of(cells), value);
 }
 
 void export_header(ExportFile& file, unsigned& cells, const char* gb2312)

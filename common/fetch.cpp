@@ -1,6 +1,6 @@
 #include "common/fetch.h"
 
-#include "base/output.h"
+#include "base/document.h"
 
 namespace {
 
@@ -81,6 +81,6 @@ int fetch_text(const Fetch& fetch)
     if (fetch_once(fetch, answer) != 0)
         return -1;
     if (answer.length > 0)
-        print_text(text_in(answer));
+        print_answer(text_in(answer));
     return 0;
 }

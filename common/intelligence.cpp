@@ -1,6 +1,6 @@
 #include "common/intelligence.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "common/config_lines.h"
 
 IntelligenceSource* itlgc_pool;
@@ -28,7 +28,7 @@ void itlgc_init()
     free(itlgc_pool);
     itlgc_pool = static_cast<IntelligenceSource*>(calloc(itlgc_slots, sizeof *itlgc_pool));
     if (itlgc_pool == nullptr)
-        print_line("itlgc_pool alloc fail");
+        note("itlgc_pool alloc fail");
 }
 
 void itlgc_line(RequestRecord& carrier)

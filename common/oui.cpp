@@ -1,6 +1,7 @@
 #include "common/oui.h"
 
-#include "base/output.h"
+#include "base/address.h"
+#include "base/document.h"
 #include "link/places.h"
 
 #include <algorithm>
@@ -158,7 +159,7 @@ const char* read_text(int file, char* text, size_t size, const OuiKey& key)
 
 int complain(const char* message)
 {
-    print_line(message);
+    note(message);
     return -1;
 }
 
@@ -169,7 +170,7 @@ int oui_make_pool()
     pool = {static_cast<OuiEntry*>(calloc(oui_entries_max, sizeof(OuiEntry))), 0};
     if (pool.entries != nullptr)
         return 0;
-    print("fail to alloc oui buffer (%zd)\n", static_cast<ssize_t>(oui_entries_max * sizeof(OuiEntry)));
+    note(FORMAT("fail to alloc oui buffer ({})"), oui_entries_max * sizeof(OuiEntry));
     return -1;
 }
 
@@ -187,9 +188,9 @@ int oui_read_file(const char* path, const OuiKey& key)
     auto* text = status.st_size <= file_max ? static_cast<char*>(calloc(1, size + slack)) : nullptr;
     const char* failure = nullptr;
     if (text == nullptr)
-        print("fail to alloc %u bytes\n", static_cast<unsigned>(size));
+        note(FORMAT("fail to alloc {} bytes"), static_cast<unsigned>(size)); // modulo 2^32
     else if ((failure = read_text(file, text, size, key)) != nullptr)
-        print_line(failure);
+        note(failure);
     free(text);
     close(file);
     return text == nullptr || failure != nullptr ? -1 : 0;
@@ -214,10 +215,9 @@ const OuiEntry* oui_find(const uint8_t* mac)
 void print_oui_mac(const uint8_t (&mac)[6], char separator, UnknownMaker unknown)
 {
     if (const OuiEntry* maker = oui_find(mac))
-        print(R"(,"oui_mac":"%s_%02x%c%02x%c%02x")", maker->vendor, mac[3], separator, mac[4], separator,
-              mac[5]);
+        print(FORMAT(R"(,"oui_mac":"{}_{}")"), text_of(maker->vendor), MacAddress{mac + 3, separator, 3});
     else if (unknown == UnknownMaker::empty)
-        print_text(R"(,"oui_mac":"")");
+        print(FORMAT(R"(,"oui_mac":"")"));
 }
 
 const OuiKey& oui_build_key()

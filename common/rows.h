@@ -2,7 +2,7 @@
 // Collected records of a report, kept so that one page of them can be printed. Only what can still reach the
 // page is held (its end is known before the first batch); what is held grows with what arrives, never from a
 // typed limit. Ties keep the order of arrival.
-#include "base/output.h"
+#include "base/document.h"
 #include "common/arguments.h"
 #include "common/order.h"
 
@@ -98,7 +98,7 @@ public:
         if (room && keep(record))
             return true;
         if (const char* line = room ? no_block : no_index)
-            print_line(line);
+            refuse(line);
         return false;
     }
 

@@ -1,6 +1,6 @@
 #include "link/answer.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "link/rpc_session.h"
 
 #include <cstring>
@@ -18,8 +18,7 @@ Answer answer_of(const RequestRecord& reply)
 
 int refuse_reply()
 {
-    print_line("INV_REPLY");
-    return -1;
+    return refuse("INV_REPLY");
 }
 
 bool records_fit(const Answer& answer, size_t size)

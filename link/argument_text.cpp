@@ -1,6 +1,6 @@
 #include "link/argument_text.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "link/rpc_session.h"
 
 #include <cstring>
@@ -44,7 +44,7 @@ bool ArgumentText::finish(RequestRecord& record, Nul nul)
 {
     none(record);
     if (too_long_) {
-        print_line("ARG_TOO_LONG");
+        refuse("ARG_TOO_LONG");
         return false;
     }
     if (rpc_segment() != nullptr)

@@ -1,7 +1,7 @@
 #include "link/control_socket.h"
 
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -76,7 +76,7 @@ int family_of(const Endpoint& end)
 
 int fail_and_close(const char* what, int fd)
 {
-    print("%s %s\n", what, strerror(errno));
+    note(FORMAT("{} {}"), text_of(what), text_of(strerror(errno)));
     close(fd);
     return -1;
 }
@@ -115,12 +115,12 @@ int socket_connect(const char* address)
         address += datagram_prefix.size();
     Endpoint end = endpoint_of(address);
     if (end.kind == address_invalid) {
-        print("%s: invalid path\n", "socket_connect");
+        note("socket_connect: invalid path");
         return -1;
     }
     int fd = socket(family_of(end), SOCK_STREAM, 0);
     if (fd < 0) {
-        print("%s: socket fail with %s\n", "socket_connect", strerror(errno));
+        note(FORMAT("socket_connect: socket fail with {}"), text_of(strerror(errno)));
         return -1;
     }
     if (connect(fd, &end.address.any, end.size) != 0) {
@@ -137,12 +137,13 @@ int socket_listen(const char* address)
         address += datagram_prefix.size();
     Endpoint end = endpoint_of(address);
     if (end.kind == address_invalid) {
-        print("%s: invalid path\n", "socket_listen");
+        note("socket_listen: invalid path");
         return -1;
     }
     int fd = socket(family_of(end), datagram ? SOCK_DGRAM : SOCK_STREAM, 0);
     if (fd < 0) {
-        print("%s: socket fail with %s, path=%s\n", "socket_listen", strerror(errno), address);
+        note(FORMAT("socket_listen: socket fail with {}, path={}"), text_of(strerror(errno)),
+             text_of(address));
         return -1;
     }
     if (end.kind == address_unix) {
@@ -163,7 +164,7 @@ int socket_accept(int listener, int timeout)
         return -1;
     int fd = accept(listener, nullptr, nullptr);
     if (fd < 0 && errno != EAGAIN)
-        print("%s: %s(%d)\n", "socket_accept", strerror(errno), errno);
+        note(FORMAT("socket_accept: {}({})"), text_of(strerror(errno)), errno);
     return fd;
 }
 
@@ -176,7 +177,7 @@ int udp_listen(uint16_t port)
     end.address.ipv4.sin_port = htons(port);
     int fd = socket(AF_INET, SOCK_DGRAM, 0);
     if (fd < 0) {
-        print("%s: socket fail with %s\n", "udp_listen", strerror(errno));
+        note(FORMAT("udp_listen: socket fail with {}"), text_of(strerror(errno)));
         return -1;
     }
     if (bind_ipv4(fd, end) != 0)

@@ -1,6 +1,7 @@
 #include "link/places.h"
 
-#include <cstdio>
+#include "base/document.h"
+
 #include <cstdlib>
 #include <cstring>
 
@@ -17,7 +18,7 @@ const char* root()
 PlacePath placed(const char* fixed)
 {
     PlacePath path;
-    snprintf(path.text, sizeof path.text, "%s%s", root(), fixed);
+    format_text(path.text, FORMAT("{}{}"), text_of(root()), text_of(fixed));
     return path;
 }
 

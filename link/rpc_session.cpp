@@ -1,6 +1,6 @@
 #include "link/rpc_session.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "base/stop_signals.h"
 #include "link/answer.h"
 #include "link/argument_text.h"
@@ -9,7 +9,6 @@
 #include "link/places.h"
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -59,30 +58,26 @@ int make_segment(size_t size)
     // leaves the segment behind, so nothing but the three calls may stand between them.
     auto id = static_cast<int>(syscall(SYS_shmget, IPC_PRIVATE, size, IPC_CREAT | 0600));
     if (id < 0) {
-        print("%s: shmget fail(%s)\n", "rpc_init", strerror(errno));
-        return -1;
+        return refuse(FORMAT("rpc_init: shmget fail({})"), text_of(strerror(errno)));
     }
     segment_id = id;
     removal_is_due = true;
     long address = syscall(SYS_shmat, id, nullptr, 0);
     if (address == -1) {
-        print("%s: shmat fail(%s)\n", "rpc_init", strerror(errno));
-        return -1;
+        return refuse(FORMAT("rpc_init: shmat fail({})"), text_of(strerror(errno)));
     }
     segment_base = reinterpret_cast<char*>(address);
     removal_is_due = syscall(SYS_shmctl, id, IPC_RMID, nullptr) != 0;
     return 0;
 }
 
-[[gnu::format(printf, 2, 3)]] void set_transport_error(RequestRecord& record, const char* format, ...)
+template <RowFormat Format, class... Values>
+void set_transport_error(RequestRecord& record, Format format, const Values&... values)
 {
-    char text[512];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
+    char text[decltype(record.text)::width];
+    format_text(text, format, values...);
     record.error = error_code::transport;
-    record.text.assign(text, decltype(record.text)::width - 1);
+    record.text.assign(text);
 }
 
 // Puts data that a record has elsewhere into the segment. False when the data, wherever it is, is longer than
@@ -102,13 +97,13 @@ bool place_data(const RequestRecord& record)
 void transfer(const char* path, RequestRecord& record)
 {
     if (!place_data(record)) {
-        set_transport_error(record, "ARG_TOO_LONG");
+        set_transport_error(record, FORMAT("ARG_TOO_LONG"));
         return;
     }
     if (socket_fd < 0)
         socket_fd = socket_connect(path);
     if (socket_fd < 0) {
-        set_transport_error(record, "can't connect %s", path);
+        set_transport_error(record, FORMAT("can't connect {}"), text_of(path));
         return;
     }
     record.error = 0;
@@ -117,19 +112,19 @@ void transfer(const char* path, RequestRecord& record)
     record.time = static_cast<uint32_t>(time(nullptr));
     errno = 0; // a peer that just closes sets none: the text must not name an older failure
     if (send_all(socket_fd, &record, sizeof record) != 0)
-        set_transport_error(record, "s_%s_%d", strerror(errno), errno);
+        set_transport_error(record, FORMAT("s_{}_{}"), text_of(strerror(errno)), errno);
     else if (receive_all(socket_fd, &record, sizeof record) != 0)
-        set_transport_error(record, "r_%s_%d", strerror(errno), errno);
+        set_transport_error(record, FORMAT("r_{}_{}"), text_of(strerror(errno)), errno);
     else
         record.answer_address = reinterpret_cast<uintptr_t>(segment_base);
 }
 
-int print_answer(RequestRecord& record)
+int show_answer(RequestRecord& record)
 {
     if (rpc_exchange(record) != 0)
         return print_error(record);
     if (record.length > 0)
-        print_text(text_in(answer_of(record)));
+        print_answer(text_in(answer_of(record)));
     return 0;
 }
 
@@ -140,7 +135,7 @@ int request(const char* module, uint32_t code, int argc, char** argv)
     text.append_all_trailing(argc, argv);
     if (!start_request(record, code, module) || !text.finish(record, ArgumentText::count_nul))
         return -1;
-    return print_answer(record);
+    return show_answer(record);
 }
 
 } // namespace
@@ -149,8 +144,7 @@ int rpc_init(const char* path, size_t size)
 {
     socket_fd = socket_connect(path);
     if (socket_fd < 0) {
-        print("can't connect to %s", path);
-        return -1;
+        return refuse<LineEnd::no>(FORMAT("can't connect to {}"), text_of(path));
     }
     if (size < segment_min)
         size = segment_min;
@@ -163,15 +157,14 @@ int rpc_init(const char* path, size_t size)
         return -1;
     }
     segment_size = static_cast<uint32_t>(size);
-    snprintf(default_path.text, sizeof default_path.text, "%s", path);
+    format_text(default_path.text, FORMAT("{}"), text_of(path));
     return 0;
 }
 
 int rpc_exchange(const char* path, RequestRecord& record)
 {
     if (segment_base == nullptr) {
-        print_line("shminit fail");
-        return -1;
+        return refuse("shminit fail");
     }
     // Asked of the request: what a daemon puts into the reply's byte does not load a library.
     bool wants_dictionary = record.wants_dictionary != 0;
@@ -217,7 +210,7 @@ void rpc_syncdesc()
     start_request(record, sync_dictionary, nullptr); // no data: neither length nor address
     record.wants_dictionary = 1;
     if (rpc_exchange(record) != 0)
-        print("%s: %s(%d)\n", "rpc_syncdesc", text_of(record.text).text, record.error);
+        note(FORMAT("rpc_syncdesc: {}({})"), record.text, record.error);
     else
         dictionary_mark_synced();
 }
@@ -243,12 +236,11 @@ bool set_module(RequestRecord& record, const char* module)
 {
     if (record.text.assign(module != nullptr ? module : "", decltype(record.text)::width - 1))
         return true;
-    print_line("ARG_TOO_LONG");
+    refuse("ARG_TOO_LONG");
     return false;
 }
 
 int print_error(const RequestRecord& reply)
 {
-    print_line(reply.text.view());
-    return -1;
+    return refuse(reply.text.view());
 }

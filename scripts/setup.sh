@@ -6,7 +6,7 @@
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
 set -eu
 
-packages="g++ cmake make libgtest-dev nettle-dev libpcap-dev ieee-data"
+packages="g++ cmake make libfmt-dev libgtest-dev nettle-dev libpcap-dev ieee-data"
 for option in "$@"; do
     case $option in
     --dev) packages="$packages clang-format clang-tidy" ;;

@@ -1,4 +1,5 @@
 // Makes the enciphered vendor database of a vendor list, and lists one as the appliance reads it.
+#include "base/address.h"
 #include "base/output.h"
 #include "common/oui.h"
 
@@ -226,11 +227,23 @@ int make(const char* list, const std::string& database, const OuiKey& key)
     return 0;
 }
 
+// As lists of vendors have it.
+struct Prefix {
+    const uint8_t* bytes;
+    char* put(char* at) const
+    {
+        char* const end = MacAddress{bytes, ':', 3}.put(at);
+        std::transform(at, end, at, [](char c) { return static_cast<char>(toupper(c)); });
+        return end;
+    }
+    static constexpr size_t most_bytes() { return sizeof "00:00:00"; }
+};
+
 int list(const std::string& database, const OuiKey& key)
 {
     int status = oui_make_pool() == 0 ? oui_read_file(database.c_str(), key) : -1;
     for (const OuiEntry& entry : oui_entries())
-        print("%02X:%02X:%02X %s\n", entry.prefix[0], entry.prefix[1], entry.prefix[2], entry.vendor);
+        print(FORMAT("{} {}\n"), Prefix{entry.prefix}, text_of(entry.vendor));
     return flush_output() && status == 0 ? 0 : bad_input;
 }
 

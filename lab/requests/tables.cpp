@@ -124,7 +124,9 @@ void say_ranges(Turn& turn, const IpTable& table)
     for (size_t i = 0, next = 0; i < members.size(); i = next) {
         for (next = i + 1; next < members.size() && members[next] == members[next - 1] + 1;)
             next++;
-        turn.say("%s\n", range_text(members[i], members[next - 1]).text);
+        const Ipv4Range range{members[i], members[next - 1]};
+        char text[Ipv4Range::most_bytes()];
+        turn.say("%.*s\n", static_cast<int>(range.put(text) - text), text);
     }
 }
 

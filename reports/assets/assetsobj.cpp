@@ -1,7 +1,7 @@
 // assetsobj list: the statistics of every configured asset, one page of them sorted by one measure.
 #include "base/address.h"
 #include "base/clock.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "common/rows.h"
 #include "reports/assets/assets.h"
@@ -31,6 +31,11 @@ uint64_t failure_rate(const AssetRecord& r) // percent
     return requests != 0 ? uint64_t{r.failed} * 100 / requests : 0;
 }
 
+Hundredths milliseconds(uint64_t microseconds)
+{
+    return {static_cast<double>(microseconds) / 1000};
+}
+
 // "in" orders by what is printed as "out" and the reverse: the web layer expects it so.
 constexpr SortWord<AssetRecord> sort_words[] = {
     {"flowcnt",  {[](const AssetRecord& r) { return uint64_t{r.flows}; }}         },
@@ -48,27 +53,28 @@ constexpr SortWord<AssetRecord> sort_words[] = {
 void print_value(const AssetRecord& r)
 {
     if (r.kind == AssetRecord::kind_ipv4) // the 1 is what the web layer expects of IPv4
-        print(R"(,"value":"%s","isipv6":1)", ipv4_text(r.value_address().ipv4_network()).text);
+        print(FORMAT(R"(,"value":"{}","isipv6":1)"), Ipv4{r.value_address().ipv4_network()});
     else if (r.kind == AssetRecord::kind_ipv6)
-        print(R"(,"value":"%s","isipv6":2)", ipv6_text(r.value_address().bytes).text);
+        print(FORMAT(R"(,"value":"{}","isipv6":2)"), Ipv6{r.value_address().bytes});
     else
-        print(R"(,"value":"%s")", text_of(r.value).text);
+        print(FORMAT(R"(,"value":"{}")"), r.value);
 }
 
 void print_asset(const AssetRecord& r, bool first)
 {
-    print(R"(%s{"pid":%d,"id":%d,"logicid":%d,"name":"%s","port":%d)", first ? "" : ",", r.pid,
-          static_cast<int>(r.id), static_cast<int>(r.logical_id), text_of(r.name).text, r.port);
+    // The web layer knows the ids as signed numbers.
+    print(FORMAT(R"({}{{"pid":{},"id":{},"logicid":{},"name":"{}","port":{})"), comma_unless(first), r.pid,
+          static_cast<int>(r.id), static_cast<int>(r.logical_id), r.name, r.port);
     print_value(r);
     // The sums of rates wrap at 32 bits, and the average delay is quoted: kept so.
     // clang-format off
-    print(R"(,"flowcnt":%u,"pps":%u,"bpsout":%u,"bpsin":%u,"bpstotal":%u)"
-          R"(,"bytesout":%lu,"bytesin":%lu,"bytestotal":%lu)"
-          R"(,"avgdelay":"%.2f","maxus":%.2f,"failrate":%u,"threats":%u,"threat_last":"%s"})",
+    print(FORMAT(R"(,"flowcnt":{},"pps":{},"bpsout":{},"bpsin":{},"bpstotal":{})"
+                 R"(,"bytesout":{},"bytesin":{},"bytestotal":{})"
+                 R"(,"avgdelay":"{}","maxus":{},"failrate":{},"threats":{},"threat_last":"{}"}})"),
           r.flows, r.pps, r.bps_out, r.bps_in, r.bps_out + r.bps_in,
           r.bytes_out, r.bytes_in, r.bytes_out + r.bytes_in,
-          static_cast<double>(average_delay(r)) / 1000, largest_delay(r) / 1000.0,
-          static_cast<uint32_t>(failure_rate(r)), r.threats(), time_text(r.last_threat()).text);
+          milliseconds(average_delay(r)), milliseconds(largest_delay(r)),
+          failure_rate(r), r.threats(), LocalTime{r.last_threat()});
     // clang-format on
 }
 
@@ -88,13 +94,13 @@ int assetsobj_list(int argc, char** argv)
     if (!request_fits(fetch))
         return -1;
 
-    print(R"({"list":[)"); // before the request: an error text follows it
+    print_opening(FORMAT(R"({{"list":[)")); // before the request: an error text follows it
     Rows<AssetRecord> rows(sort->order);
     rows.want_until(paging.end());
     if (fetch_each<AssetRecord>(fetch, [&](const AssetRecord& r) { return rows.keep(r); }) != 0)
         return -1;
     rows.rank();
     rows.print_page(paging, print_asset);
-    print(R"(], "total":%d})", static_cast<int>(rows.total()));
+    print_closing(FORMAT(R"(], "total":{}}})"), rows.total());
     return 0;
 }

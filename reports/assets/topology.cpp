@@ -1,6 +1,6 @@
 // obstopogrp list: the flat list of topology groups as the nested tree that the web layer draws.
 #include "wire/topology.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "common/rows.h"
 #include "reports/assets/assets.h"
@@ -57,18 +57,18 @@ bool count_children(Tree& tree, uint8_t parent, Bounds& left)
 // The groups that count_children() counts.
 void print_children(Tree& tree, uint8_t parent)
 {
-    const char* lead = "";
+    Separator lead{""};
     for (size_t i = tree.first_child[parent]; i < tree.first_child[parent + 1]; i++) {
         const TopologyGroupRecord& group = tree.groups[i];
         if (tree.on_path[group.id] || output_lost())
             continue;
-        print(R"(%s{"title":"%s", "id":%d, "spread":true, "children":[)", lead, text_of(group.title).text,
-              group.id);
-        lead = ",";
+        print_opening(FORMAT(R"({}{{"title":"{}", "id":{}, "spread":true, "children":[)"), lead, group.title,
+                      group.id);
+        lead = {","};
         tree.on_path[group.id] = true;
         print_children(tree, group.id);
         tree.on_path[group.id] = false;
-        print("]}");
+        print_closing(FORMAT("]}}"));
     }
 }
 
@@ -98,8 +98,8 @@ int cli_obstopogrp_list(int argc, char** argv)
     Bounds bounds;
     if (!count_children(tree, 0, bounds))
         return refuse_reply();
-    print("[");
+    print_opening(FORMAT("["));
     print_children(tree, 0);
-    print("]");
+    print_closing(FORMAT("]"));
     return 0;
 }

@@ -1,7 +1,7 @@
 #include "reports/capture/capture_ring.h"
 
 #include "base/clock.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "base/stop_signals.h"
 
 #include <algorithm>
@@ -134,7 +134,7 @@ bool map_ring(int file, CaptureRing& ring)
     }
     ring.size = static_cast<size_t>(status.st_size);
     if (ring.size < sizeof(CaptureRingHeader)) {
-        print_line("INVfile");
+        note("INVfile");
         return false;
     }
     void* base = mmap(nullptr, ring.size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
@@ -144,15 +144,14 @@ bool map_ring(int file, CaptureRing& ring)
         return false;
     }
     if (memcmp(header_of(ring).tag, capture_ring_tag, sizeof capture_ring_tag) != 0) {
-        print_line("INV_FILE_TAG");
+        note("INV_FILE_TAG");
         return false;
     }
     ring.cnt = load(header_of(ring).cnt);
     ring.bs = load(header_of(ring).bs);
     size_t wanted = capture_ring_size(ring.cnt, ring.bs);
     if (wanted != ring.size)
-        print("Corrupted, bs=%u,cnt=%u,filesz=%ld,memsz=%zu\n", ring.bs, ring.cnt,
-              static_cast<long>(ring.size), wanted);
+        note(FORMAT("Corrupted, bs={},cnt={},filesz={},memsz={}"), ring.bs, ring.cnt, ring.size, wanted);
     return wanted == ring.size;
 }
 

@@ -1,7 +1,7 @@
 // hostinfo list: one line a host, ranked by one of its activity counters.
 #include "base/address.h"
 #include "base/clock.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "common/rows.h"
 #include "reports/capture/capture.h"
@@ -44,40 +44,40 @@ bool keep_host(Rows<HostRecord>& rows, size_t& room, const HostRecord& r, int ba
     if (rows.held() == room) {
         room += more_room;
         if (!rows.reserve(room)) {
-            print("realloc fail with %zu\n", room * sizeof(Ranked));
+            refuse(FORMAT("realloc fail with {}"), room * sizeof(Ranked));
             return false;
         }
     }
     bool kept = rows.keep(r);
     if (!kept)
-        print("fail to alloc hostinfo buffer(%d)\n", batch);
+        refuse(FORMAT("fail to alloc hostinfo buffer({})"), batch);
     return kept;
 }
 
+// The ports up to the first 0, joined by ",".
 struct PortList {
-    char text[6 * sizeof "65535,"];
-};
-
-PortList port_list(const HostRecord& r)
-{
-    PortList list{};
-    Output out{.buffer = list.text, .size = sizeof list.text};
-    for (uint16_t port : r.ports) {
-        if (port == 0)
-            break;
-        append(&out, "%s%d", out.used != 0 ? "," : "", port);
+    const HostRecord& host;
+    char* put(char* at) const
+    {
+        char* const start = at;
+        for (const be16& port : host.ports) {
+            if (port == 0)
+                break;
+            if (at != start)
+                *at++ = ',';
+            at = port.put(at);
+        }
+        return at;
     }
-    return list;
-}
+    static constexpr size_t most_bytes() { return 6 * sizeof "65535"; }
+};
 
 void print_host(const HostRecord& r)
 {
-    // clang-format off
-    print("%s %s %u %u %u %u %u %u %u %u %s %s %s\n", text_of(r.name).text, time_text(r.time).text,
-          r.dns_count + r.http_count + sub_sum(r), r.dns_count, r.http_count, sub_sum(r),
-          r.sub_counts[0], r.sub_counts[1], r.sub_counts[2], r.sub_counts[3],
-          ipv4_text(r.address).text, port_list(r).text, text_of(r.note).text);
-    // clang-format on
+    print_line(FORMAT("{} {} {} {} {} {} {} {} {} {} {} {} {}"), r.name, LocalTime{r.time},
+               r.dns_count + r.http_count + sub_sum(r), r.dns_count, r.http_count, sub_sum(r), //
+               r.sub_counts[0], r.sub_counts[1], r.sub_counts[2], r.sub_counts[3],             //
+               Ipv4{r.address}, PortList{r}, r.note);
 }
 
 } // namespace
@@ -93,7 +93,7 @@ int hostinfo_list(int argc, char** argv)
     Rows<HostRecord> rows(sort->order);
     size_t room = first_room;
     if (!rows.reserve(room)) {
-        print("fail to alloc buffer for cmp(%d)\n", static_cast<int>(first_room));
+        refuse(FORMAT("fail to alloc buffer for cmp({})"), first_room);
         return 1; // not -1: scripts tell this end from the others
     }
     rows.want_until(count < 0 ? INT64_MAX : count);

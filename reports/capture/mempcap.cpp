@@ -1,5 +1,5 @@
 // mempcap dump: streams what the daemon has captured to standard output.
-#include "base/output.h"
+#include "base/document.h"
 #include "link/answer.h"
 #include "link/argument_text.h"
 #include "link/rpc_session.h"

@@ -1,5 +1,5 @@
 // obspcap init: makes a capture ring file.
-#include "base/output.h"
+#include "base/document.h"
 #include "base/stop_signals.h"
 #include "common/arguments.h"
 #include "reports/capture/capture.h"
@@ -112,8 +112,7 @@ int create_ring(const char* path, uint32_t cnt, uint32_t bs)
         follow_links(path, target) ? open(target.text, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666) : -1;
     if (file < 0) {
         restore_signals(signals);
-        print("fail to create file \"%s\"", path); // no line feed: kept so
-        return -1;
+        return refuse<LineEnd::no>(FORMAT(R"(fail to create file "{}")"), text_of(path));
     }
     bool written = write_ring(file, cnt, bs);
     int error = errno;
@@ -126,8 +125,7 @@ int create_ring(const char* path, uint32_t cnt, uint32_t bs)
     restore_signals(signals); // a stop signal ends the run here
     if (written)
         return 0;
-    print("fail to write file, err=%s(%d)\n", strerror(error), error);
-    return -1;
+    return refuse(FORMAT("fail to write file, err={}({})"), text_of(strerror(error)), error);
 }
 
 } // namespace
@@ -147,10 +145,8 @@ int obspcap_init(int argc, char** argv)
         return refuse("INV_BS");
     if (place.too_long())
         return refuse("ARG_TOO_LONG");
-    if (exists(place.path)) {
-        print("file \"%s\" exist!\n", place.path);
-        return -1;
-    }
+    if (exists(place.path))
+        return refuse(FORMAT(R"(file "{}" exist!)"), text_of(place.path));
     // 32 bits: 4096 MiB are 0.
     return create_ring(place.path, static_cast<uint32_t>(typed.count),
                        static_cast<uint32_t>(typed.mebibytes) << 20);

@@ -1,6 +1,6 @@
 // obspcap save: takes one full block out of the capture ring and writes it to a file.
 #include "base/clock.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "base/stop_signals.h"
 #include "common/arguments.h"
 #include "reports/capture/capture.h"
@@ -135,7 +135,7 @@ int obspcap_save(int argc, char** argv)
         return -1;
     TakenBlock block;
     if (!take_full_block(ring, block)) {
-        print_line("no full block found");
+        note("no full block found");
         return 0;
     }
     Patience patience;
@@ -146,6 +146,5 @@ int obspcap_save(int argc, char** argv)
     release_block(ring, block); // the block is dropped also when it went nowhere
     if (file >= 0)
         return 0;
-    print("fail to create file \"%s\"", to.path); // no line feed: kept so
-    return -1;
+    return refuse<LineEnd::no>(FORMAT(R"(fail to create file "{}")"), text_of(to.path));
 }

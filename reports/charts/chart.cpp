@@ -1,6 +1,6 @@
 // chart rowlist, chart timesum: the chart daemon's own text.
 #include "wire/chart.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "link/answer.h"
 #include "link/argument_text.h"
 #include "link/rpc_session.h"
@@ -13,7 +13,7 @@ static int exchange_text(RequestRecord& record)
     if (result != 0)
         print_error(record);
     else if (record.length > 0)
-        print_text(text_in(answer_of(record)));
+        print_answer(text_in(answer_of(record)));
     return result;
 }
 

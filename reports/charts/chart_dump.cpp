@@ -1,5 +1,5 @@
 // chart dump: the raw series, as lines for scripts or as points for the web charts.
-#include "base/output.h"
+#include "base/document.h"
 #include "common/arguments.h"
 #include "common/fetch.h"
 #include "reports/charts/charts.h"
@@ -77,24 +77,25 @@ void print_lines(const Chart& chart)
 {
     for (uint32_t k = 0; k < chart.series; k++) {
         const ChartSeries& series = chart.tables->series[k];
-        print("TAG %s %s\n", text_of(series.tag).text, text_of(series.label).text);
+        print_line(FORMAT("TAG {} {}"), series.tag, series.label);
         for (uint32_t i = 0; i < chart.points; i++)
-            print("DATA %u %lu\n", chart.tables->points[i].time, chart.value(k, i));
+            print_line(FORMAT("DATA {} {}"), chart.tables->points[i].time, chart.value(k, i));
     }
 }
 
 void print_json(const Chart& chart)
 {
-    print("[");
+    print_opening(FORMAT("["));
     for (uint32_t k = 0; k < chart.series; k++) {
-        print(R"(%s{"name":"%s","data":[)", k == 0 ? "" : ",", text_of(chart.tables->series[k].tag).text);
+        print_opening(FORMAT(R"({}{{"name":"{}","data":[)"), comma_unless(k == 0),
+                      chart.tables->series[k].tag);
         for (uint32_t i = 0; i < chart.points; i++) {
             const uint64_t milliseconds = uint64_t{chart.tables->points[i].time} * 1000;
-            print(R"(%s{"x":%lu,"y":%lu})", i == 0 ? "" : ",", milliseconds, chart.value(k, i));
+            print(FORMAT(R"({}{{"x":{},"y":{}}})"), comma_unless(i == 0), milliseconds, chart.value(k, i));
         }
-        print("]}");
+        print_closing(FORMAT("]}}"));
     }
-    print("]");
+    print_closing(FORMAT("]"));
 }
 
 } // namespace

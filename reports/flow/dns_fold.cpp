@@ -1,6 +1,6 @@
 // dnsflow caluflow: the flows folded per host name, location, source, destination and application at once.
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "reports/flow/flow.h"
 #include "reports/flow/flow_view.h"
@@ -100,77 +100,77 @@ void add_everywhere(Pools& pools, const FlowRecord& r)
 
 void print_hosts(const HostPool& pool, const Query& query)
 {
-    print(R"({"dnstotal":%d, "dns_data":[)", static_cast<int>(pool.size()));
+    print_opening(FORMAT(R"({{"dnstotal":{}, "dns_data":[)"), pool.size());
     print_page(pool, query.paging, fold_key<FlowCounters>(query.order), [&](const auto& entry, int64_t i) {
         const FlowCounters& c = entry.counters;
-        print(R"(%s{"dns":"%s", "flow":%u, "succ":%u, "fail":%u})", i > query.paging.start() ? "," : "",
-              entry.key.text, c.flows, c.answered, c.unanswered);
+        print(FORMAT(R"({}{{"dns":"{}", "flow":{}, "succ":{}, "fail":{}}})"),
+              comma_unless(i == query.paging.start()), entry.key.value(), c.flows, c.answered, c.unanswered);
     });
-    print_char(']');
+    print_closing(FORMAT("]"));
 }
 
 void print_locations(const LocationPool& pool, FoldOrder order)
 {
-    print_text(R"(,"loc_data":[)");
+    print_opening(FORMAT(R"(,"loc_data":[)"));
     print_page(pool, everything, fold_key<FlowCounters>(order), [](const auto& entry, int64_t i) {
         const FlowCounters& c = entry.counters;
-        print(R"(%s{"loc":"%s")"
-              R"(,"flow":%u)"
-              R"(,"succ":%u)"
-              R"(,"fail":%u})",
-              i > 0 ? "," : "", entry.key.text, c.flows, c.answered, c.unanswered);
+        print(FORMAT(R"({}{{"loc":"{}")"
+                     R"(,"flow":{})"
+                     R"(,"succ":{})"
+                     R"(,"fail":{}}})"),
+              comma_unless(i == 0), entry.key.value(), c.flows, c.answered, c.unanswered);
     });
-    print(R"(], "loctotal":%d)", static_cast<int>(pool.size()));
+    print_closing(FORMAT(R"(], "loctotal":{})"), pool.size());
 }
 
 void print_sources(const SourcePool& pool, FoldOrder order, const AnswerCounters& total)
 {
-    print_text(R"(,"src_data":[)");
+    print_opening(FORMAT(R"(,"src_data":[)"));
     print_page(pool, everything, fold_key<FlowCounters>(order), [](const auto& entry, int64_t i) {
         const FlowCounters& c = entry.counters;
-        print(R"(%s{"ip":"%s")"
-              R"(,"flow":%u)"
-              R"(,"succ":%u)"
-              R"(,"fail":%u)"
-              R"(,"desc":"%s"})",
-              i > 0 ? "," : "", ipv4_text(entry.key.ip).text, c.flows, c.answered, c.unanswered,
-              description_of(entry.key.ip).text);
+        print(FORMAT(R"({}{{"ip":"{}")"
+                     R"(,"flow":{})"
+                     R"(,"succ":{})"
+                     R"(,"fail":{})"
+                     R"(,"desc":"{}"}})"),
+              comma_unless(i == 0), Ipv4{entry.key.ip}, c.flows, c.answered, c.unanswered,
+              Description{entry.key.ip});
     });
-    print(R"(], "src_total":%d, "totalflow":%u, "succflow":%u)", static_cast<int>(pool.size()), total.flows,
-          total.answered);
+    print_closing(FORMAT(R"(], "src_total":{}, "totalflow":{}, "succflow":{})"), pool.size(), total.flows,
+                  total.answered);
 }
 
 void print_destinations(const DestinationPool& pool, FoldOrder order)
 {
-    print_text(R"(,"dst_data":[)");
+    print_opening(FORMAT(R"(,"dst_data":[)"));
     print_page(pool, everything, fold_key<DestinationCounters>(order), [](const auto& entry, int64_t i) {
         const DestinationCounters& c = entry.counters;
-        print(R"(%s{"ip":"%s")"
-              R"(,"flow":%u)"
-              R"(,"succ":%u)"
-              R"(,"fail":%u)"
-              R"(,"desc":"%s")"
-              R"(,"locisp":"%s"})",
-              i > 0 ? "," : "", ipv4_text(entry.key.ip).text, c.flows, c.answered, c.unanswered,
-              description_of(entry.key.ip).text, location_text(c.location).text);
+        print(FORMAT(R"({}{{"ip":"{}")"
+                     R"(,"flow":{})"
+                     R"(,"succ":{})"
+                     R"(,"fail":{})"
+                     R"(,"desc":"{}")"
+                     R"(,"locisp":"{}"}})"),
+              comma_unless(i == 0), Ipv4{entry.key.ip}, c.flows, c.answered, c.unanswered,
+              Description{entry.key.ip}, LocationText{c.location});
     });
-    print(R"(], "dst_total":%d)", static_cast<int>(pool.size()));
+    print_closing(FORMAT(R"(], "dst_total":{})"), pool.size());
 }
 
 void print_applications(const ApplicationPool& pool, FoldOrder order)
 {
-    print_text(R"(,"port_data":[)");
+    print_opening(FORMAT(R"(,"port_data":[)"));
     // Applications have no byte counters: both sort words order them by flows.
     auto key = order == FoldOrder::arrival ? nullptr : by_flows<AnswerCounters>;
     print_page(pool, everything, key, [](const auto& entry, int64_t i) {
         const AnswerCounters& c = entry.counters;
-        print(R"(%s{"port":"%d")"
-              R"(,"flow":%u)"
-              R"(,"succ":%u)"
-              R"(,"fail":%u})",
-              i > 0 ? "," : "", static_cast<int>(entry.key.id), c.flows, c.answered, c.unanswered);
+        print(FORMAT(R"({}{{"port":"{}")"
+                     R"(,"flow":{})"
+                     R"(,"succ":{})"
+                     R"(,"fail":{}}})"),
+              comma_unless(i == 0), static_cast<int>(entry.key.id), c.flows, c.answered, c.unanswered);
     });
-    print_text("]}");
+    print_closing(FORMAT("]}}"));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // outconnect caluflow: the outbound flows folded per address, location, host name or application.
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "link/dictionary.h"
 #include "reports/flow/flow.h"
@@ -60,14 +60,14 @@ size_t sort_applications(ApplicationBlock& block)
 void print_applications(ApplicationBlock& block)
 {
     size_t listed = sort_applications(block);
-    print_text(R"({"data":[)");
+    print_opening(FORMAT(R"({{"data":[)"));
     for (size_t i = 0; i < listed; i++) {
         auto id = static_cast<uint32_t>(block.sorted[i] - block.flows);
-        print(R"(%s{"apid":%d, "name":"%s", "cname":"%s", "flow":%u})", i > 0 ? "," : "",
-              static_cast<int>(id), application_name(id), application_second_name(id),
-              static_cast<uint32_t>(*block.sorted[i]));
+        print(FORMAT(R"({}{{"apid":{}, "name":"{}", "cname":"{}", "flow":{}}})"), comma_unless(i == 0), id,
+              text_of(application_name(id)), text_of(application_second_name(id)),
+              static_cast<uint32_t>(*block.sorted[i])); // 32 bits wide in the document
     }
-    print(R"(], "total":%d})", static_cast<int>(listed));
+    print_closing(FORMAT(R"(], "total":{}}})"), listed);
 }
 
 // The records go to the host names or locations first when those are asked for too, while the output is that
@@ -75,10 +75,8 @@ void print_applications(ApplicationBlock& block)
 int report_applications(const Fetch& fetch, const Query& query)
 {
     auto* block = static_cast<ApplicationBlock*>(calloc(1, sizeof(ApplicationBlock)));
-    if (block == nullptr) {
-        print("fail to alloc app pool %zd bytes\n", sizeof(ApplicationBlock));
-        return -1;
-    }
+    if (block == nullptr)
+        return refuse(FORMAT("fail to alloc app pool {} bytes"), sizeof(ApplicationBlock));
     const bool folded_elsewhere = query.dnssum != 0 || query.sumloc != 0;
     if (fetch_outbound(fetch, query, [&](const FlowRecord& r) {
             if (!folded_elsewhere)
@@ -114,20 +112,20 @@ void print_locations(const LocationPool& pool, const Query& query)
     if (query.json == 0) {
         print_page(pool, everything, key, [](const LocationPool::Entry& entry, int64_t) {
             const LocationCounters& c = entry.counters;
-            print("%s %u %u %u\n", entry.key.text, c.flows, c.up_bytes, c.down_bytes);
+            print_line(FORMAT("{} {} {} {}"), entry.key.value(), c.flows, c.up_bytes, c.down_bytes);
         });
         return;
     }
-    print_text(R"({"data":[)");
+    print_opening(FORMAT(R"({{"data":[)"));
     print_page(pool, everything, key, [](const LocationPool::Entry& entry, int64_t i) {
         const LocationCounters& c = entry.counters;
-        print(R"(%s{"loc":"%s")"
-              R"(,"flow":%u)"
-              R"(,"upbytes":%u)"
-              R"(,"downbytes":%u})",
-              i > 0 ? "," : "", entry.key.text, c.flows, c.up_bytes, c.down_bytes);
+        print(FORMAT(R"({}{{"loc":"{}")"
+                     R"(,"flow":{})"
+                     R"(,"upbytes":{})"
+                     R"(,"downbytes":{}}})"),
+              comma_unless(i == 0), entry.key.value(), c.flows, c.up_bytes, c.down_bytes);
     });
-    print(R"(], "total":%d})", static_cast<int>(pool.size()));
+    print_closing(FORMAT(R"(], "total":{}}})"), pool.size());
 }
 
 int report_locations(const Fetch& fetch, const Query& query)
@@ -168,21 +166,21 @@ void add_address(AddressPool& pool, const FlowRecord& r, bool by_source)
 void print_address_text(const AddressPool::Entry& entry)
 {
     const AddressCounters& c = entry.counters;
-    print("%s %u %u %u %s\n", ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes,
-          description_of(entry.key.ip).text);
+    print_line(FORMAT("{} {} {} {} {}"), Ipv4{entry.key.ip}, c.flows, c.up_bytes, c.down_bytes,
+               Description{entry.key.ip});
 }
 
-void print_address_json(const AddressPool::Entry& entry, const char* separator)
+void print_address_json(const AddressPool::Entry& entry, Separator separator)
 {
     const AddressCounters& c = entry.counters;
-    print(R"(%s{"ip":"%s")"
-          R"(,"flow":%u)"
-          R"(,"upbytes":%u)"
-          R"(,"downbytes":%u)"
-          R"(,"locisp":"%s")"
-          R"(,"desc":"%s"})",
-          separator, ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes,
-          location_text(c.location).text, description_of(entry.key.ip).text);
+    print(FORMAT(R"({}{{"ip":"{}")"
+                 R"(,"flow":{})"
+                 R"(,"upbytes":{})"
+                 R"(,"downbytes":{})"
+                 R"(,"locisp":"{}")"
+                 R"(,"desc":"{}"}})"),
+          separator, Ipv4{entry.key.ip}, c.flows, c.up_bytes, c.down_bytes, LocationText{c.location},
+          Description{entry.key.ip});
 }
 
 int report_addresses(const Fetch& fetch, const Query& query)
@@ -197,11 +195,11 @@ int report_addresses(const Fetch& fetch, const Query& query)
         print_page(pool, query.paging, key, [](const auto& entry, int64_t) { print_address_text(entry); });
         return 0;
     }
-    print_text(R"({"data":[)");
+    print_opening(FORMAT(R"({{"data":[)"));
     print_page(pool, query.paging, key, [&](const auto& entry, int64_t i) {
-        print_address_json(entry, i > query.paging.start() ? "," : "");
+        print_address_json(entry, comma_unless(i == query.paging.start()));
     });
-    print(R"(], "total":%d})", static_cast<int>(pool.size()));
+    print_closing(FORMAT(R"(], "total":{}}})"), pool.size());
     return 0;
 }
 

@@ -1,52 +1,38 @@
 // outconnect listflow and dnsflow listflow: a page of single flows.
-#include "base/output.h"
+#include "base/address.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "link/dictionary.h"
-#include "reports/flow/address_text.h"
 #include "reports/flow/flow.h"
 #include "reports/flow/flow_view.h"
 #include "reports/flow/fold.h"
 
 namespace {
 
-// The host name with a terminator.
-struct HostText {
-    char text[sizeof(FlowRecord::texts) + 1];
-};
-
-HostText host_text(const FlowRecord& r)
+void print_flow(const FlowRecord& r, Separator separator)
 {
-    std::string_view host = r.host();
-    HostText out;
-    memcpy(out.text, host.data(), host.size());
-    out.text[host.size()] = '\0';
-    return out;
-}
-
-void print_flow(const FlowRecord& r, const char* separator)
-{
-    const bool is_ipv6 = r.is_ipv6();
+    auto address = [&](const WireAddress& either) {
+        return EitherAddress{r.is_ipv6(), either.bytes, either.ipv4_host()};
+    };
     const uint32_t id = r.application;
-    DescriptionText description{"NULL"}; // of IPv4 sources only
-    if (!is_ipv6)
-        description = description_of(r.source.ipv4_host());
+    print(FORMAT(R"({}{{"src":"{}", "sport":{})"), separator, address(r.source), r.source_port);
+    if (r.is_ipv6())
+        print(FORMAT(R"(,"desc":"NULL")")); // only IPv4 sources are described
+    else
+        print(FORMAT(R"(,"desc":"{}")"), Description{r.source.ipv4_host()});
     // clang-format off
-    print(R"(%s{"src":"%s", "sport":%d)"
-          R"(,"desc":"%s")"
-          R"(,"dst":"%s", "dport":%d)"
-          R"(,"apid":%d, "name":"%s", "cname":"%s")"
-          R"(,"upbytes":%u, "downbytes":%u)"
-          R"(,"locisp":"%s")"
-          R"(,"proto":%d)"
-          R"(,"host":"%s"})",
-          separator, address_text(is_ipv6, r.source, r.source.ipv4_host()).text, r.source_port,
-          description.text,
-          address_text(is_ipv6, r.destination, r.destination.ipv4_host()).text, r.destination_port,
-          static_cast<int>(id), application_name(id), application_second_name(id),
+    print(FORMAT(R"(,"dst":"{}", "dport":{})"
+                 R"(,"apid":{}, "name":"{}", "cname":"{}")"
+                 R"(,"upbytes":{}, "downbytes":{})"
+                 R"(,"locisp":"{}")"
+                 R"(,"proto":{})"
+                 R"(,"host":"{}"}})"),
+          address(r.destination), r.destination_port,
+          static_cast<int>(id), text_of(application_name(id)), text_of(application_second_name(id)), // a signed id
           r.up_bytes, r.down_bytes,
-          location_text(r.location).text,
+          LocationText{r.location},
           r.protocol,
-          host_text(r).text);
+          r.host());
     // clang-format on
 }
 
@@ -63,17 +49,17 @@ int list_flows(const char* module, int ischina, int argc, char** argv)
         return -1;
     desc_init(); // without descriptions the report goes on
     int64_t counted = 0;
-    print_text(R"({"data":[)");
+    print_opening(FORMAT(R"({{"data":[)"));
     if (fetch_each<FlowRecord>(fetch, [&](const FlowRecord& r) {
             if (left_out(r, ischina))
                 return true;
             if (paging.holds(counted))
-                print_flow(r, counted > paging.start() ? "," : "");
+                print_flow(r, comma_unless(counted == paging.start()));
             counted++;
             return true;
         }) != 0)
         return -1;
-    print(R"(], "total":%d})", static_cast<int>(counted));
+    print_closing(FORMAT(R"(], "total":{}}})"), counted);
     return 0;
 }
 

@@ -7,22 +7,9 @@ bool left_out(const FlowRecord& r, int ischina)
            r.location.country.view().starts_with(reserved);
 }
 
-LocationText location_text(const FlowLocation& location)
+char* LocationText::put(char* at) const
 {
-    LocationText out;
-    size_t used = 0;
-    auto put = [&](std::string_view text) {
-        memcpy(out.text + used, text.data(), text.size());
-        used += text.size();
-    };
-    put(location.country.view());
-    put(location.region.view());
-    put(location.third.view());
-    std::string_view isp = location.isp.view();
-    if (!isp.empty()) {
-        put("|");
-        put(isp);
-    }
-    out.text[used] = '\0';
-    return out;
+    const std::string_view bar = location.isp.empty() ? "" : "|";
+    return put_row(at, FORMAT("{}{}{}{}{}"), location.country, location.region, location.third, bar,
+                   location.isp);
 }

@@ -1,5 +1,6 @@
 #pragma once
 // What the flow reports read out of a flow record.
+#include "base/format.h"
 #include "wire/flow.h"
 
 // The records that the outbound listings leave out: of another side than asked for (ischina -1: any), without
@@ -14,9 +15,10 @@ inline bool on_side(const FlowRecord& r, int ischina)
 
 // The location texts run together, then "|" and the provider when there is one.
 struct LocationText {
-    char text[15 + 18 + 17 + 1 + 16 + 1];
+    const FlowLocation& location;
+    char* put(char* at) const;
+    static constexpr size_t most_bytes() { return text_growth * sizeof(FlowLocation) + sizeof "|"; }
 };
-LocationText location_text(const FlowLocation& location);
 
 // The text that a record's location is counted under: the region at home, the country elsewhere.
 inline std::string_view location_key(const FlowRecord& r)

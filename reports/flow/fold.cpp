@@ -1,6 +1,6 @@
 #include "reports/flow/fold.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "base/wire_types.h"
 #include "common/arguments.h"
 
@@ -20,20 +20,18 @@ bool take_fold_order(const char* argument, FoldOrder& order, bool with_delay)
 
 void print_names(const NamePool& pool, const Paging& paging)
 {
-    print(R"({"total":%d, "data":[)", static_cast<int>(pool.size()));
+    print_opening(FORMAT(R"({{"total":{}, "data":[)"), pool.size());
     print_page(pool, paging, by_flows<NameCounters>, [&](const NamePool::Entry& entry, int64_t i) {
-        print(R"(%s{"dns":"%s", "flow":%u})", i > paging.start() ? "," : "", entry.key.text,
+        print(FORMAT(R"({}{{"dns":"{}", "flow":{}}})"), comma_unless(i == paging.start()), entry.key.value(),
               entry.counters.flows);
     });
-    print_text("]}");
+    print_closing(FORMAT("]}}"));
 }
 
-DescriptionText description_of(uint32_t ip)
+char* Description::put(char* at) const
 {
     be32 address;
     address = ip;
-    DescriptionText out;
-    if (ipdesc_get(&address, 4, out.text, sizeof out.text) == nullptr)
-        memcpy(out.text, "NULL", sizeof "NULL");
-    return out;
+    char text[description_room];
+    return put_text(at, text_of(ipdesc_get(&address, 4, text, sizeof text) != nullptr ? text : "NULL"));
 }

@@ -1,6 +1,7 @@
 #pragma once
 // What the folding reports share: the arguments that choose a listing, orders over counters, and the columns
 // of an address.
+#include "base/format.h"
 #include "common/descriptions.h"
 #include "common/pool.h"
 
@@ -55,7 +56,14 @@ inline void add_name(NamePool& pool, std::string_view host)
 void print_names(const NamePool& pool, const Paging& paging);
 
 // The description of an IPv4 address in host order, "NULL" when there is none.
-struct DescriptionText {
-    char text[description_room];
+struct Description {
+    uint32_t ip;
+    char* put(char* at) const;
+    static constexpr size_t most_bytes() { return text_growth * description_room; }
 };
-DescriptionText description_of(uint32_t ip);
+
+// What lines show of a text that may be empty.
+inline std::string_view or_null(std::string_view text)
+{
+    return text.empty() ? "NULL" : text;
+}

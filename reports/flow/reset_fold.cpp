@@ -1,8 +1,8 @@
 // tcpreset listip and listdns: the resets folded per address and per domain name.
-#include "base/output.h"
+#include "base/address.h"
+#include "base/document.h"
 #include "common/pool.h"
 #include "link/dictionary.h"
-#include "reports/flow/address_text.h"
 #include "reports/flow/flow.h"
 #include "reports/flow/reset_view.h"
 
@@ -74,7 +74,7 @@ bool read_rows(const char* value, Query& query)
 {
     if (sscanf(value, "%u-%u", &query.first, &query.last) == 2)
         return true;
-    print_line("INVALID_ROW");
+    refuse("INVALID_ROW");
     return false;
 }
 
@@ -109,69 +109,83 @@ bool read_arguments(int argc, char** argv, size_t words, Query& query)
 // ---- Output
 
 // The entries that match in the order asked for; `total` counts them all.
-template <class Pool, class KeyText, class Print>
-void print_rows(const Pool& pool, const Query& query, bool largest_first, KeyText&& key_text,
+template <class Pool, class Matches, class Print>
+void print_rows(const Pool& pool, const Query& query, bool largest_first, Matches&& matches,
                 Print&& print_entry)
 {
     Ranking ranking(pool.ranking_room(), query.last);
     bool ordered = query.key != nullptr && query.order != Query::no_order;
     for (uint32_t i = 0; i < pool.size(); i++) {
         const auto& entry = pool[i];
-        if (query.filter != nullptr && strstr(key_text(entry.key).text, query.filter) == nullptr)
+        if (query.filter != nullptr && !matches(entry.key, query.filter))
             continue;
         uint64_t key = ordered ? query.key(entry.counters) : 0;
         ranking.offer(largest_first ? key : ascending_key(key), i);
     }
     ranking.rank();
-    print_text(R"({"data":[)");
-    const char* separator = "";
-    for (size_t i = query.first > 1 ? query.first - 1 : 0; i < ranking.held(); i++) {
-        print_entry(pool[ranking[i]], separator);
-        separator = ",";
-    }
-    print(R"(],"total":%u})", static_cast<uint32_t>(ranking.total()));
+    print_opening(FORMAT(R"({{"data":[)"));
+    const size_t first = query.first > 1 ? query.first - 1 : 0;
+    for (size_t i = first; i < ranking.held(); i++)
+        print_entry(pool[ranking[i]], comma_unless(i == first));
+    print_closing(FORMAT(R"(],"total":{}}})"), ranking.total());
 }
 
 // The last member of an entry: its key and the occupied slots in one string.
 void print_slots(const Counters& c, bool applications)
 {
-    print(R"(,"%s":")", applications ? "app" : "port");
-    const char* separator = "";
+    if (applications)
+        print(FORMAT(R"(,"app":")"));
+    else
+        print(FORMAT(R"(,"port":")"));
+    std::string_view comma = "";
     for (const Slot& slot : c.slots) {
         if (!slot.present)
             continue;
         if (applications)
-            print("%s%s|%s", separator, application_name(slot.value), application_second_name(slot.value));
+            print(FORMAT("{}{}|{}"), comma, text_of(application_name(slot.value)),
+                  text_of(application_second_name(slot.value)));
         else
-            print("%s%u", separator, slot.value);
-        separator = ",";
+            print(FORMAT("{}{}"), comma, slot.value);
+        comma = ",";
     }
-    print_text(R"("})");
+    print(FORMAT(R"("}})"));
 }
 
-Ipv6Text text_of_key(const AddressKey& key)
+EitherAddress address_of(const AddressKey& key)
 {
     WireAddress address;
     memcpy(address.bytes, key.address.bytes, sizeof address.bytes);
-    return address_text(key.address.is_ipv6, address, address.ipv4_network());
+    return {key.address.is_ipv6, key.address.bytes, address.ipv4_network()};
 }
 
-void print_address(const AddressPool::Entry& entry, const char* separator, bool by_source)
+bool address_holds(const AddressKey& key, std::string_view part)
+{
+    char text[EitherAddress::most_bytes()];
+    const char* end = address_of(key).put(text);
+    return std::string_view(text, static_cast<size_t>(end - text)).find(part) != std::string_view::npos;
+}
+
+bool name_holds(const TextKey<42>& name, std::string_view part)
+{
+    return name.value().find(part) != std::string_view::npos;
+}
+
+// The number of HTTPS records is a text in both listings, kept so.
+void print_address(const AddressPool::Entry& entry, Separator separator, bool by_source)
 {
     const Counters& c = entry.counters;
-    // The number of HTTPS records is a text here and in the names, kept so.
-    print(R"(%s{"ip":"%s","flowcnt":%u,"http":%u,"https":"%u","maxtime":%u, "mintime":%u)", separator,
-          text_of_key(entry.key).text, c.records, c.http, c.https, c.newest, c.oldest);
+    print(FORMAT(R"({}{{"ip":"{}","flowcnt":{},"http":{},"https":"{}","maxtime":{}, "mintime":{})"),
+          separator, address_of(entry.key), c.records, c.http, c.https, c.newest, c.oldest);
     print_slots(c, by_source);
 }
 
-void print_name(const NamePool::Entry& entry, const char* separator)
+void print_name(const NamePool::Entry& entry, Separator separator)
 {
     const Counters& c = entry.counters;
-    print(R"(%s{"dns":"%s","flowcnt":%u,"http":%u,"https":"%u","maxtime":%u, "mintime":%u)"
-          R"(,"http20x":%u,"http30x":%u,"http40x":%u,"http50x":%u)",
-          separator, entry.key.text, c.records, c.http, c.https, c.newest, c.oldest, c.status[0], c.status[1],
-          c.status[2], c.status[3]);
+    print(FORMAT(R"({}{{"dns":"{}","flowcnt":{},"http":{},"https":"{}","maxtime":{}, "mintime":{})"
+                 R"(,"http20x":{},"http30x":{},"http40x":{},"http50x":{})"),
+          separator, entry.key.value(), c.records, c.http, c.https, c.newest, c.oldest, //
+          c.status[0], c.status[1], c.status[2], c.status[3]);
     print_slots(c, false);
 }
 
@@ -202,8 +216,8 @@ int tcpreset_listip(int argc, char** argv)
         }) != 0)
         return -1;
     // "asc" puts the largest first here, the smallest in listdns; kept so.
-    print_rows(pool, query, query.order == Query::ascending, text_of_key,
-               [&](const auto& entry, const char* separator) { print_address(entry, separator, by_source); });
+    print_rows(pool, query, query.order == Query::ascending, address_holds,
+               [&](const auto& entry, Separator separator) { print_address(entry, separator, by_source); });
     return 0;
 }
 
@@ -223,8 +237,6 @@ int tcpreset_listdns(int argc, char** argv)
             }
         }) != 0)
         return -1;
-    print_rows(
-        pool, query, query.order == Query::descending, [](const auto& key) -> const auto& { return key; },
-        print_name);
+    print_rows(pool, query, query.order == Query::descending, name_holds, print_name);
     return 0;
 }

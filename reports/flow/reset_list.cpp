@@ -1,66 +1,56 @@
 // tcpreset list: one line a connection that was reset.
+#include "base/address.h"
 #include "base/clock.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "link/dictionary.h"
-#include "reports/flow/address_text.h"
 #include "reports/flow/flow.h"
-#include "reports/flow/piece.h"
+#include "reports/flow/fold.h"
 #include "reports/flow/reset_view.h"
 
 namespace {
 
-// Source, port, destination; IPv4 addresses as plain numbers.
-Piece<2 * sizeof(Ipv6Text) + sizeof " 65535 "> endpoints(const ResetRecord& r, const ResetAddresses* ipv6)
-{
-    Piece<2 * sizeof(Ipv6Text) + sizeof " 65535 "> out;
-    if (ipv6 != nullptr)
-        out.put(ipv6_text(ipv6->source.bytes).text)
-            .put(" ")
-            .put(r.port)
-            .put(" ")
-            .put(ipv6_text(ipv6->destination.bytes).text);
-    else
-        out.put(r.source).put(" ").put(r.port).put(" ").put(r.destination);
-    return out;
-}
+// IPv4 addresses stand on the line as plain numbers.
+struct ResetAddress {
+    const WireAddress* ipv6; // null for an IPv4 record
+    be32 ipv4;
+    char* put(char* at) const { return ipv6 != nullptr ? Ipv6{ipv6->bytes}.put(at) : ipv4.put(at); }
+    static constexpr size_t most_bytes() { return Ipv6::most_bytes(); }
+};
 
 // A time in hundredths, "0" for none.
-Piece<sizeof "2621.43"> time_word(uint32_t hundredths)
-{
-    Piece<sizeof "2621.43"> out;
-    if (hundredths == 0)
-        out.put("0");
-    else
-        out.put_hundredths(hundredths);
-    return out;
-}
+struct Timing {
+    uint32_t hundredths;
+    char* put(char* at) const
+    {
+        return hundredths == 0 ? put_text(at, "0") : Hundredths{hundredths / 100.0}.put(at);
+    }
+    static constexpr size_t most_bytes() { return Hundredths::most_bytes(); }
+};
 
-Piece<sizeof "|1023"> http_status(uint32_t status)
-{
-    Piece<sizeof "|1023"> out;
-    if (status == 0)
-        out.put("");
-    else
-        out.put("|").put(status);
-    return out;
-}
+// Nothing for none.
+struct HttpStatus {
+    uint32_t status;
+    char* put(char* at) const { return status == 0 ? at : put_row(at, FORMAT("|{}"), status); }
+    static constexpr size_t most_bytes() { return sizeof "|1023"; }
+};
 
 void print_reset(const ResetRecord& r, const ResetAddresses* ipv6)
 {
     // The port stands on the line twice, kept so.
     // clang-format off
-    print("%u %s"
-          " %s %s"
-          " %s %d"
-          " %s %s %s"
-          " %d %d %d"
-          " %s%s\n",
-          r.time, time_text(r.time).text,
-          application_name(r.application()), application_second_name(r.application()),
-          endpoints(r, ipv6).text, r.port + 0,
-          time_word(r.timing_middle()).text, time_word(r.timing_high()).text, time_word(r.timing_low()).text,
-          r.value_24, r.value_26, r.value_32,
-          r.name.empty() ? "NULL" : text_of(r.name).text, http_status(r.http_status()).text);
+    print_line(FORMAT("{} {}"
+                      " {} {}"
+                      " {} {} {} {}"
+                      " {} {} {}"
+                      " {} {} {}"
+                      " {}{}"),
+               r.time, LocalTime{r.time},
+               text_of(application_name(r.application())), text_of(application_second_name(r.application())),
+               ResetAddress{ipv6 != nullptr ? &ipv6->source : nullptr, r.source}, r.port,
+               ResetAddress{ipv6 != nullptr ? &ipv6->destination : nullptr, r.destination}, r.port,
+               Timing{r.timing_middle()}, Timing{r.timing_high()}, Timing{r.timing_low()},
+               r.value_24, r.value_26, r.value_32,
+               or_null(r.name.view()), HttpStatus{r.http_status()});
     // clang-format on
 }
 
@@ -68,6 +58,5 @@ void print_reset(const ResetRecord& r, const ResetAddresses* ipv6)
 
 int tcpreset_list(int argc, char** argv)
 {
-    Fetch fetch = reset_request(argc, argv);
-    return fetch_resets(fetch, print_reset);
+    return fetch_resets(reset_request(argc, argv), print_reset);
 }

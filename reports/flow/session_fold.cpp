@@ -1,6 +1,6 @@
 // ipobj listflow: the sessions folded per address, location, host name or destination port.
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "reports/flow/flow.h"
 #include "reports/flow/fold.h"
@@ -60,13 +60,13 @@ int report_ports(const Fetch& fetch, const Query& query)
     if (query.json == 0)
         return 0;
     std::span<const PortCounter> ranked = rank_ports(counters);
-    print(R"({"total":%d, "data":[)", static_cast<int>(ranked.size()));
-    const char* separator = "";
+    print_opening(FORMAT(R"({{"total":{}, "data":[)"), ranked.size());
+    bool first = true;
     for (const PortCounter& counter : ranked) {
-        print(R"(%s{"port":%d, "flow":%u})", separator, counter.port, counter.flows);
-        separator = ",";
+        print(FORMAT(R"({}{{"port":{}, "flow":{}}})"), comma_unless(first), counter.port, counter.flows);
+        first = false;
     }
-    print_text("]}");
+    print_closing(FORMAT("]}}"));
     return 0;
 }
 
@@ -98,17 +98,17 @@ using LocationPool = Pool<LocationKey, LocationCounters, 32, 1024>;
 void print_locations_json(const LocationPool& pool)
 {
     // A comma before the first item only, kept so.
-    print_char('[');
+    print_opening(FORMAT("["));
     print_page(pool, everything, nullptr, [](const LocationPool::Entry& entry, int64_t i) {
         const LocationCounters& c = entry.counters;
-        print(R"(%s{"loc":"%s")"
-              R"(,"flow":%u)"
-              R"(,"upbytes":%u)"
-              R"(,"downbytes":%u)"
-              R"(,"avgdelay":%lu})",
-              i == 0 ? "," : "", entry.key.text, c.flows, c.up_bytes, c.down_bytes, c.delay.average());
+        print(FORMAT(R"({}{{"loc":"{}")"
+                     R"(,"flow":{})"
+                     R"(,"upbytes":{})"
+                     R"(,"downbytes":{})"
+                     R"(,"avgdelay":{}}})"),
+              comma_unless(i != 0), entry.key.value(), c.flows, c.up_bytes, c.down_bytes, c.delay.average());
     });
-    print_char(']');
+    print_closing(FORMAT("]"));
 }
 
 int report_locations(const Fetch& fetch, const Query& query)
@@ -132,7 +132,8 @@ int report_locations(const Fetch& fetch, const Query& query)
     }
     print_page(pool, everything, nullptr, [](const LocationPool::Entry& entry, int64_t) {
         const LocationCounters& c = entry.counters;
-        print("%s %u %u %u %lu\n", entry.key.text, c.flows, c.up_bytes, c.down_bytes, c.delay.average());
+        print_line(FORMAT("{} {} {} {} {}"), entry.key.value(), c.flows, c.up_bytes, c.down_bytes,
+                   c.delay.average());
     });
     return 0;
 }
@@ -168,31 +169,28 @@ void add_destination(AddressPool& pool, const SessionRecord& r)
     }
 }
 
-void print_address_json(const AddressPool::Entry& entry, const char* separator, bool by_source)
+void print_address_json(const AddressPool::Entry& entry, Separator separator, bool by_source)
 {
     const AddressCounters& c = entry.counters;
-    print(R"(%s{"ip":"%s")"
-          R"(,"flow":%u)"
-          R"(,"upbytes":%u)"
-          R"(,"downbytes":%u)"
-          R"(,"avgdelay":%lu)"
-          R"(%s%s%s)"
-          R"(,"desc":"%s"})",
-          separator, ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes, c.delay.average(),
-          by_source ? "" : R"(,"locisp":")", text_of(c.location).text, by_source ? "" : R"(")",
-          description_of(entry.key.ip).text);
+    print(FORMAT(R"({}{{"ip":"{}")"
+                 R"(,"flow":{})"
+                 R"(,"upbytes":{})"
+                 R"(,"downbytes":{})"
+                 R"(,"avgdelay":{})"),
+          separator, Ipv4{entry.key.ip}, c.flows, c.up_bytes, c.down_bytes, c.delay.average());
+    if (!by_source)
+        print(FORMAT(R"(,"locisp":"{}")"), c.location);
+    print(FORMAT(R"(,"desc":"{}"}})"), Description{entry.key.ip});
 }
 
 void print_address_text(const AddressPool::Entry& entry, bool by_source)
 {
     const AddressCounters& c = entry.counters;
     // "NULL" for no location follows the delay without a blank, kept so.
-    print("%s %u %u %u %lu%s%s %s\n", ipv4_text(entry.key.ip).text, c.flows, c.up_bytes, c.down_bytes,
-          c.delay.average(), c.location.empty() ? "" : " ",
-          by_source            ? ""
-          : c.location.empty() ? "NULL"
-                               : text_of(c.location).text,
-          description_of(entry.key.ip).text);
+    const std::string_view blank = c.location.empty() ? "" : " ";
+    const std::string_view location = by_source ? "" : or_null(c.location.view());
+    print_line(FORMAT("{} {} {} {} {}{}{} {}"), Ipv4{entry.key.ip}, c.flows, c.up_bytes, c.down_bytes,
+               c.delay.average(), blank, location, Description{entry.key.ip});
 }
 
 void print_addresses(const AddressPool& pool, const Query& query)
@@ -205,11 +203,12 @@ void print_addresses(const AddressPool& pool, const Query& query)
                    [&](const auto& entry, int64_t) { print_address_text(entry, by_source); });
         return;
     }
-    print(R"({"total":%d, "data":[)", static_cast<int>(pool.size()));
+    print_opening(FORMAT(R"({{"total":{}, "data":[)"), pool.size());
     // Only the first item of the whole listing has no comma: a later page opens with one, kept so.
-    print_page(pool, query.paging, key,
-               [&](const auto& entry, int64_t i) { print_address_json(entry, i > 0 ? "," : "", by_source); });
-    print_text("]}");
+    print_page(pool, query.paging, key, [&](const auto& entry, int64_t i) {
+        print_address_json(entry, comma_unless(i == 0), by_source);
+    });
+    print_closing(FORMAT("]}}"));
 }
 
 int report_addresses(const Fetch& fetch, const Query& query)

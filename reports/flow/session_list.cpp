@@ -1,6 +1,6 @@
 // ipobj listbussflow: one line a session, as the daemon has them or sorted.
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "common/rows.h"
 #include "reports/flow/flow.h"
@@ -65,7 +65,7 @@ bool take_address(const char* argument, std::string_view key, AddressFilter& fil
     WireAddress address;
     AddressFamily typed = parse_address(value, address.bytes);
     if (typed == family_none) {
-        print_line("INV_IPEFLOW");
+        note("INV_IPEFLOW");
         return true;
     }
     // The parser takes "0.0.0.0" for the all-zero IPv6 address; a session may well have it as IPv4.
@@ -146,7 +146,7 @@ bool read_sort(const char* word, Query& query)
             query.sort = &row;
             return true;
         }
-    print("Invalid sort type %s\n", word);
+    refuse(FORMAT("Invalid sort type {}"), text_of(word));
     return false;
 }
 
@@ -195,7 +195,7 @@ int list_as_they_come(const Fetch& fetch, const Query& query)
         return Walk::on;
     });
     if (result == 0)
-        print("total %d\n", static_cast<int>(matched));
+        print_line(FORMAT("total {}"), matched);
     return result;
 }
 
@@ -221,7 +221,7 @@ int list_sorted(const Fetch& fetch, const Query& query)
         return result;
     rows.rank();
     rows.print_page(query.paging, [&](const SessionRecord& r, bool) { print_session(r, query.line); });
-    print("total %d\n", static_cast<int>(rows.total()));
+    print_line(FORMAT("total {}"), rows.total());
     return 0;
 }
 

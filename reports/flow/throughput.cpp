@@ -1,11 +1,12 @@
 // ipobj listipa: the throughput of each address and application.
-#include "base/output.h"
+#include "base/address.h"
+#include "base/document.h"
 #include "base/units.h"
 #include "common/fetch.h"
 #include "common/pool.h"
 #include "link/dictionary.h"
-#include "reports/flow/address_text.h"
 #include "reports/flow/flow.h"
+#include "reports/flow/fold.h"
 #include "wire/session.h"
 
 namespace {
@@ -36,7 +37,7 @@ bool read_order(const char* word, Query& query)
             query.key = row.key;
             return true;
         }
-    print_line("invalid sort type: all, in, out");
+    refuse("invalid sort type: all, in, out");
     return false;
 }
 
@@ -44,7 +45,7 @@ bool read_order(const char* word, Query& query)
 bool read_option(const char* option, const char* value, Query& query)
 {
     if (value == nullptr) {
-        print_line(usage);
+        refuse(usage);
         return false;
     }
     if (strcmp(option, "-s") == 0)
@@ -93,22 +94,24 @@ void write_rest(ArgumentText& text, int argc, char** argv)
 }
 
 // Bits per second of a rate in bytes per second, followed by a blank.
-UnitText rate_text(uint64_t rate, bool raw)
-{
-    if (!raw)
-        return count_text(rate * 8);
-    UnitText out;
-    snprintf(out.text, sizeof out.text, "%lu ", rate * 8);
-    return out;
-}
+struct BitRate {
+    uint64_t bytes_per_second;
+    bool raw;
+    char* put(char* at) const
+    {
+        const uint64_t rate = bytes_per_second * 8;
+        return raw ? put_row(at, FORMAT("{} "), rate) : Count{rate}.put(at);
+    }
+    static constexpr size_t most_bytes() { return Count::most_bytes(); }
+};
 
 void print_record(const ThroughputRecord& r, bool raw)
 {
-    print("%s %s %s %s%s%s%s\n", address_text(r.is_ipv6 == 1, r.address, r.address.ipv4_network()).text,
-          application_name(r.application), application_second_name(r.application),
-          rate_text(r.in_rate, raw).text, rate_text(r.out_rate, raw).text,
-          rate_text(uint64_t{r.in_rate} + r.out_rate, raw).text,
-          r.description.empty() ? "NULL" : text_of(r.description).text);
+    print_line(FORMAT("{} {} {} {}{}{}{}"),
+               EitherAddress{r.is_ipv6 == 1, r.address.bytes, r.address.ipv4_network()},
+               text_of(application_name(r.application)), text_of(application_second_name(r.application)),
+               BitRate{r.in_rate, raw}, BitRate{r.out_rate, raw},
+               BitRate{uint64_t{r.in_rate} + r.out_rate, raw}, or_null(r.description.view()));
 }
 
 // Order and limit hold within one batch. False with "NO_MEM" printed.

@@ -1,5 +1,5 @@
 // The events that are defined at present, printed as they come.
-#include "base/output.h"
+#include "base/document.h"
 #include "common/arguments.h"
 #include "common/fetch.h"
 #include "reports/security/security.h"
@@ -7,19 +7,18 @@
 
 namespace {
 
-void print_json(const EventRecord& e, const char* lead)
+void print_json(const EventRecord& e, bool first)
 {
     // clang-format off
-    print(R"(%s{"id":%u,"evtype":"%s","evattr":"%s","evsn":%u,"rid":%u)"
-          R"(,"evt_birth":%u,"evdeath":%u,"robj":"%s","robj_ch":"%s")"
-          R"(,"effective":%u,"evopcode":"%s","evlimit1":"%s","evlimit2":"%s")"
-          R"(,"insname":"%s","insname_ch":"%s","excnt":%u,"lval":"%s","fval":"%s")"
-          R"(,"lreport":%u,"alarm_level":%u,"obj_threshold":%u})",
-          lead, e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evsn, e.ruleid,
-          e.evbirth, e.evdeath, text_of(e.robj).text, text_of(e.robj_ch).text,
-          e.effective, text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,
-          text_of(e.insname).text, text_of(e.insname_ch).text, e.excnt, text_of(e.lval).text,
-          text_of(e.fval).text,
+    print(FORMAT(R"({}{{"id":{},"evtype":"{}","evattr":"{}","evsn":{},"rid":{})"
+                 R"(,"evt_birth":{},"evdeath":{},"robj":"{}","robj_ch":"{}")"
+                 R"(,"effective":{},"evopcode":"{}","evlimit1":"{}","evlimit2":"{}")"
+                 R"(,"insname":"{}","insname_ch":"{}","excnt":{},"lval":"{}","fval":"{}")"
+                 R"(,"lreport":{},"alarm_level":{},"obj_threshold":{}}})"),
+          comma_unless(first), e.id, e.evtype, e.evattr, e.evsn, e.ruleid,
+          e.evbirth, e.evdeath, e.robj, e.robj_ch,
+          e.effective, e.evopcode, e.evlimit1, e.evlimit2,
+          e.insname, e.insname_ch, e.excnt, e.lval, e.fval,
           e.lreport, e.alarm_level, e.obj_threshold);
     // clang-format on
 }
@@ -33,17 +32,16 @@ constexpr char text_header[] = "id evtype evattr evattrid evsn ruleid "
 void print_row(const EventRecord& e)
 {
     // clang-format off
-    print("%u %s %s %u %u %u "
-          "%u %u %s %s "
-          "%u %s %s %s "
-          "%s %s %u %s %s "
-          "%u %u\n",
-          e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evattrid, e.evsn, e.ruleid,
-          e.evbirth, e.evdeath, text_of(e.robj).text, text_of(e.robj_ch).text,
-          e.effective, text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,
-          text_of(e.insname).text, text_of(e.insname_ch).text, e.excnt, text_of(e.lval).text,
-          text_of(e.fval).text,
-          e.lreport, e.alarm_level);
+    print_line(FORMAT("{} {} {} {} {} {} "
+                      "{} {} {} {} "
+                      "{} {} {} {} "
+                      "{} {} {} {} {} "
+                      "{} {}"),
+               e.id, e.evtype, e.evattr, e.evattrid, e.evsn, e.ruleid,
+               e.evbirth, e.evdeath, e.robj, e.robj_ch,
+               e.effective, e.evopcode, e.evlimit1, e.evlimit2,
+               e.insname, e.insname_ch, e.excnt, e.lval, e.fval,
+               e.lreport, e.alarm_level);
     // clang-format on
 }
 
@@ -64,19 +62,19 @@ int nevt_list(int argc, char** argv)
     if (!request_fits(fetch))
         return -1;
     if (json)
-        print("[");
+        print_opening(FORMAT("["));
     else if (header)
         print_line(text_header);
-    const char* lead = "";
+    bool first = true;
     int status = fetch_each<EventRecord>(fetch, [&](const EventRecord& event) {
         if (json)
-            print_json(event, lead);
+            print_json(event, first);
         else
             print_row(event);
-        lead = ",";
+        first = false;
         return true;
     });
     if (status == 0 && json)
-        print("]"); // a bare array, kept so
+        print_closing(FORMAT("]")); // a bare array, kept so
     return status;
 }

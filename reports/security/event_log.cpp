@@ -1,5 +1,5 @@
 // The log of event occurrences: a page of it, newest first, or a summary.
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "common/rows.h"
 #include "reports/security/event_summary.h"
@@ -50,17 +50,17 @@ bool wanted(const EventLogRecord& e, const Query& query)
 void print_json(const EventLogRecord& e, bool first)
 {
     // clang-format off
-    print(R"(%s{"id":%u,"evtype":"%s","evattr":"%s","evsn":%u)"
-          R"(,"evopcode":"%s","evlimit1":"%s","evlimit2":"%s")"
-          R"(,"rid":%u,"rtime":%u,"robj":"%s","robj_ch":"%s")"
-          R"(,"evt_birth":%u,"evdeath":%u,"insname":"%s","rdstat":%d,"insname_ch":"%s")"
-          R"(,"lval":"%s","fval":"%s","failure":"%s")"
-          R"(,"effective":%u,"reportm":%u,"dontnotify":%u,"alarm_level":%u, "obj_threshold":%u})",
-          first ? "" : ",", e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evsn,
-          text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,
-          e.rid, e.rtime, text_of(e.robj).text, text_of(e.robj_ch).text,
-          e.evt_birth, e.evdeath, text_of(e.insname).text, e.rdstat(), text_of(e.insname_ch).text,
-          text_of(e.lval).text, text_of(e.fval).text, text_of(e.failure).text,
+    print(FORMAT(R"({}{{"id":{},"evtype":"{}","evattr":"{}","evsn":{})"
+                 R"(,"evopcode":"{}","evlimit1":"{}","evlimit2":"{}")"
+                 R"(,"rid":{},"rtime":{},"robj":"{}","robj_ch":"{}")"
+                 R"(,"evt_birth":{},"evdeath":{},"insname":"{}","rdstat":{},"insname_ch":"{}")"
+                 R"(,"lval":"{}","fval":"{}","failure":"{}")"
+                 R"(,"effective":{},"reportm":{},"dontnotify":{},"alarm_level":{}, "obj_threshold":{}}})"),
+          comma_unless(first), e.id, e.evtype, e.evattr, e.evsn,
+          e.evopcode, e.evlimit1, e.evlimit2,
+          e.rid, e.rtime, e.robj, e.robj_ch,
+          e.evt_birth, e.evdeath, e.insname, e.rdstat(), e.insname_ch,
+          e.lval, e.fval, e.failure,
           e.effective(), e.reportm, e.dontnotify(), e.alarm_level(), e.obj_threshold);
     // clang-format on
 }
@@ -76,18 +76,18 @@ constexpr char text_header[] = "id evtype evattr evattrid evsn "
 void print_row(const EventLogRecord& e)
 {
     // clang-format off
-    print("%u %s %s %u %u "
-          "%s %s %s "
-          "%u %u %s %s "
-          "%u %u %s %s "
-          "%s %s %s "
-          "%u %u %u %u\n",
-          e.id, text_of(e.evtype).text, text_of(e.evattr).text, e.evattrid, e.evsn,
-          text_of(e.evopcode).text, text_of(e.evlimit1).text, text_of(e.evlimit2).text,
-          e.rid, e.rtime, text_of(e.robj).text, text_of(e.robj_ch).text,
-          e.evt_birth, e.evdeath, text_of(e.insname).text, text_of(e.insname_ch).text,
-          text_of(e.lval).text, text_of(e.fval).text, text_of(e.failure).text,
-          e.effective(), e.reportm, e.dontnotify(), e.alarm_level());
+    print_line(FORMAT("{} {} {} {} {} "
+                      "{} {} {} "
+                      "{} {} {} {} "
+                      "{} {} {} {} "
+                      "{} {} {} "
+                      "{} {} {} {}"),
+               e.id, e.evtype, e.evattr, e.evattrid, e.evsn,
+               e.evopcode, e.evlimit1, e.evlimit2,
+               e.rid, e.rtime, e.robj, e.robj_ch,
+               e.evt_birth, e.evdeath, e.insname, e.insname_ch,
+               e.lval, e.fval, e.failure,
+               e.effective(), e.reportm, e.dontnotify(), e.alarm_level());
     // clang-format on
 }
 
@@ -126,7 +126,7 @@ int print_events(const Fetch& fetch, const Query& query)
             print_row(event);
     });
     if (query.json)
-        print(R"(], "total":%d})", static_cast<int>(rows.total()));
+        print_closing(FORMAT(R"(], "total":{}}})"), rows.total());
     return 0;
 }
 
@@ -142,7 +142,7 @@ int nevtlog_list(int argc, char** argv)
     if (!request_fits(fetch))
         return -1;
     if (query.json)
-        print(R"({"data":[)"); // in front of a summary too, kept so
+        print_opening(FORMAT(R"({{"data":[)")); // in front of a summary too, kept so
     else if (query.header)
         print_line(text_header);
     if (query.summary != 0 || query.only_today != 0)

@@ -1,6 +1,6 @@
 #include "reports/security/event_summary.h"
 
-#include "base/output.h"
+#include "base/document.h"
 #include "common/order.h"
 #include "reports/security/fixed_pool.h"
 
@@ -16,7 +16,7 @@ static_assert(said_bytes == 7168);
 
 // Named counts, used from the front; a slot is in use when its name is not empty.
 struct NamedCount {
-    char name[16];
+    FixedText<16> name;
     uint32_t count;
 };
 struct NamedCounts {
@@ -35,16 +35,16 @@ void count_name(std::span<NamedCount> slots, std::string_view name)
     if (name.empty())
         return;
     for (NamedCount& slot : slots) {
-        if (slot.name[0] == '\0')
-            memcpy(slot.name, name.data(), name.size());
-        if (name == slot.name) {
+        if (slot.name.empty())
+            slot.name.assign(name);
+        if (slot.name.view() == name) {
             slot.count++;
             return;
         }
     }
 }
 
-// Calls print_item(item, lead) for those of `items` that are in use, the largest count first.
+// Calls print_item(item, separator) for those of `items` that are in use, the largest count first.
 template <size_t room, class Item, class CountOf, class PrintItem>
 void print_by_count(std::span<const Item> items, CountOf&& count_of, PrintItem&& print_item)
 {
@@ -53,14 +53,14 @@ void print_by_count(std::span<const Item> items, CountOf&& count_of, PrintItem&&
         order[i] = {.key = count_of(items[i]), .arrival = i, .slot = i};
     rank_first({order, items.size()}, items.size(), {});
     for (size_t i = 0; i < items.size(); i++)
-        print_item(items[order[i].slot], i == 0 ? "" : ",");
+        print_item(items[order[i].slot], comma_unless(i == 0));
 }
 
 // The slots in use.
 std::span<const NamedCount> used(std::span<const NamedCount> slots)
 {
     size_t count = 0;
-    while (count < slots.size() && slots[count].name[0] != '\0')
+    while (count < slots.size() && !slots[count].name.empty())
         count++;
     return slots.first(count);
 }
@@ -73,43 +73,40 @@ uint64_t count_of_slot(const NamedCount& slot)
 void print_types()
 {
     using Entry = decltype(types)::Entry;
-    print(R"(, "evtype":[)");
+    print_opening(FORMAT(R"(, "evtype":[)"));
     print_by_count<type_room>(
         types.entries(), [](const Entry& type) -> uint64_t { return type.counters; },
-        [](const Entry& type, const char* lead) {
-            print(R"(%s{"type":"%s", "num":%d})", lead, type.key.text, type.counters);
+        [](const Entry& type, Separator separator) {
+            print(FORMAT(R"({}{{"type":"{}", "num":{}}})"), separator, type.key.view(), type.counters);
         });
-    print("]");
+    print_closing(FORMAT("]"));
 }
 
 void print_named()
 {
-    print(R"(,"if":[)");
-    print_by_count<interface_room>(used(named->interfaces), count_of_slot,
-                                   [](const NamedCount& slot, const char* lead) {
-                                       print(R"(%s{"ifname":"%s", "num":%u})", lead, slot.name, slot.count);
-                                   });
-    print(R"(],"mal":[)");
-    print_by_count<malicious_room>(used(named->malicious), count_of_slot,
-                                   [](const NamedCount& slot, const char* lead) {
-                                       print(R"(%s{"malname":"%s", "num":%u})", lead, slot.name, slot.count);
-                                   });
-    print("]");
+    print_opening(FORMAT(R"(,"if":[)"));
+    print_by_count<interface_room>(
+        used(named->interfaces), count_of_slot, [](const NamedCount& slot, Separator separator) {
+            print(FORMAT(R"({}{{"ifname":"{}", "num":{}}})"), separator, slot.name, slot.count);
+        });
+    print_closing(FORMAT("]"));
+    print_opening(FORMAT(R"(,"mal":[)"));
+    print_by_count<malicious_room>(
+        used(named->malicious), count_of_slot, [](const NamedCount& slot, Separator separator) {
+            print(FORMAT(R"({}{{"malname":"{}", "num":{}}})"), separator, slot.name, slot.count);
+        });
+    print_closing(FORMAT("]"));
 }
 
 } // namespace
 
 int event_summary_start()
 {
-    if (!types.prepare()) {
-        print("fail to malloc evtype_pool(%ld) bytes\n", said_bytes);
-        return -1;
-    }
+    if (!types.prepare())
+        return refuse(FORMAT("fail to malloc evtype_pool({}) bytes"), said_bytes);
     named = static_cast<NamedCounts*>(calloc(1, sizeof(NamedCounts)));
-    if (named == nullptr) {
-        print("fail to alloc if pool(%ld) bytes\n", static_cast<long>(sizeof(NamedCounts)));
-        return -1;
-    }
+    if (named == nullptr)
+        return refuse(FORMAT("fail to alloc if pool({}) bytes"), sizeof(NamedCounts));
     return 0;
 }
 
@@ -132,9 +129,10 @@ void event_summary_count(const EventLogRecord& event, const Today& today)
 
 void event_summary_print()
 {
-    print(R"({"all":%d, "today_num":%d, "today_read":%d, "today_unread":%d, "level":[%d,%d,%d,%d])", all,
-          today_num, today_read, today_num - today_read, levels[0], levels[1], levels[2], levels[3]);
+    print_opening(
+        FORMAT(R"({{"all":{}, "today_num":{}, "today_read":{}, "today_unread":{}, "level":[{},{},{},{}])"),
+        all, today_num, today_read, today_num - today_read, levels[0], levels[1], levels[2], levels[3]);
     print_types();
     print_named();
-    print("}");
+    print_closing(FORMAT("}}"));
 }

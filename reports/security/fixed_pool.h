@@ -15,6 +15,7 @@ template <size_t N> struct FixedPoolText {
     static uint32_t hash(std::string_view value) { return text_hash(value.data(), value.size()); }
     bool operator==(std::string_view value) const { return value == text; }
     void set(std::string_view value) { memcpy(text, value.data(), value.size()); }
+    std::string_view view() const { return text; }
 
     char text[N];
 };

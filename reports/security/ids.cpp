@@ -1,7 +1,7 @@
 // Intrusion detection: hits per signature, the alert log, the sessions behind it.
 #include "wire/ids.h"
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "common/rows.h"
 #include "reports/security/security.h"
@@ -13,16 +13,16 @@ constexpr int64_t signatures_max = 8192; // later ones are dropped and not count
 // "catagore" is spelled so.
 void print_signature(const SignatureRecord& s, bool first)
 {
-    print(R"(%s{"sid":%u, "catagore":%d, "total":%lu, "birth":%u, "last":%u})", first ? "" : ",", s.sid,
-          static_cast<int>(s.category), s.total, s.birth, s.last);
+    print(FORMAT(R"({}{{"sid":{}, "catagore":{}, "total":{}, "birth":{}, "last":{}}})"), comma_unless(first),
+          s.sid, static_cast<int>(s.category), s.total, s.birth, s.last); // the category is signed here
 }
 
-void print_session(const IdsSessionRecord& s, const char* lead)
+void print_session(const IdsSessionRecord& s, Separator separator)
 {
-    print(R"(%s{"src":"%s","dst":"%s","sport":%d,"dport":%d,"proto":%d)"
-          R"(,"catagore":%d,"pkts0":%d,"pkts1":%d,"birth":%d})",
-          lead, ipv4_text(s.source).text, ipv4_text(s.destination).text, int{s.source_port},
-          int{s.destination_port}, s.protocol, s.category, s.pkts0, s.pkts1, static_cast<int>(s.birth));
+    print(FORMAT(R"({}{{"src":"{}","dst":"{}","sport":{},"dport":{},"proto":{})"
+                 R"(,"catagore":{},"pkts0":{},"pkts1":{},"birth":{}}})"),
+          separator, Ipv4{s.source}, Ipv4{s.destination}, s.source_port, s.destination_port, s.protocol,
+          s.category, s.pkts0, s.pkts1, static_cast<int>(s.birth)); // the web layer takes the birth as signed
 }
 
 } // namespace
@@ -41,9 +41,9 @@ int idssum_list(int argc, char** argv)
     if (status != 0)
         return status;
     rows.rank();
-    print(R"({"data":[)");
+    print_opening(FORMAT(R"({{"data":[)"));
     rows.print_page(paging, print_signature);
-    print(R"(], "total":%d})", static_cast<int>(rows.total()));
+    print_closing(FORMAT(R"(], "total":{}}})"), rows.total());
     return 0;
 }
 
@@ -67,12 +67,12 @@ int kesidslog_list(int argc, char** argv)
     if (status != 0)
         return status;
     rows.rank();
-    print(R"({"data":[)");
+    print_opening(FORMAT(R"({{"data":[)"));
     rows.print_page(paging, [](const AlertRecord& alert, bool first) {
-        print_text(first ? "" : ",");
-        print_text(alert.text.view());
+        print(FORMAT("{}"), comma_unless(first));
+        print_text(alert.text.view()); // an object that the daemon has made
     });
-    print(R"(], "total":%d})", static_cast<int>(rows.total()));
+    print_closing(FORMAT(R"(], "total":{}}})"), rows.total());
     return 0;
 }
 
@@ -90,15 +90,15 @@ int kesidslog_listflow(int argc, char** argv)
         take_paging(argument, paging);
     if (!request_fits(fetch))
         return -1;
-    print(R"({"data":[)");
+    print_opening(FORMAT(R"({{"data":[)"));
     int64_t index = 0;
     int status = fetch_each<IdsSessionRecord>(fetch, [&](const IdsSessionRecord& session) {
         if (paging.holds(index))
-            print_session(session, index == paging.start() ? "" : ",");
+            print_session(session, comma_unless(index == paging.start()));
         index++;
         return true;
     });
     if (status == 0)
-        print(R"(], "total":%d})", static_cast<int>(index));
+        print_closing(FORMAT(R"(], "total":{}}})"), index);
     return status;
 }

@@ -1,6 +1,6 @@
 // The addresses that the daemon takes for malicious, a line each.
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "reports/security/security.h"
 
@@ -8,7 +8,7 @@ int malcip_list(int argc, char** argv)
 {
     Fetch fetch{.module = "malcip", .argc = argc, .argv = argv};
     return fetch_each<be32>(fetch, [](const be32& address) {
-        print("%s\n", ipv4_text(address).text);
+        print_line(FORMAT("{}"), Ipv4{address});
         return true;
     });
 }

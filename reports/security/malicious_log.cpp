@@ -1,7 +1,7 @@
 // The malicious-activity log: a page of its records and summaries over all of them.
 #include "base/address.h"
 #include "base/clock.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/arguments.h"
 #include "common/fetch.h"
 #include "common/order.h"
@@ -40,29 +40,28 @@ void read_argument(const char* argument, Query& query)
 }
 
 // "address", "address:port", the name, or "NULL".
-TerminatedText<60> indicator_text(const MaliciousRecord& record)
-{
-    auto text = text_of(record.indicator_name);
-    uint32_t address = record.indicator;
-    uint16_t port = record.indicator_port;
-    if (address != 0 && port != 0)
-        snprintf(text.text, sizeof text.text, "%s:%d", ipv4_text(address).text, port);
-    else if (address != 0)
-        snprintf(text.text, sizeof text.text, "%s", ipv4_text(address).text);
-    else if (text.text[0] == '\0')
-        snprintf(text.text, sizeof text.text, "NULL");
-    return text;
-}
+struct Indicator {
+    const MaliciousRecord& record;
+    char* put(char* at) const
+    {
+        if (record.indicator != 0 && record.indicator_port != 0)
+            return put_row(at, FORMAT("{}:{}"), Ipv4{record.indicator}, record.indicator_port);
+        if (record.indicator != 0)
+            return Ipv4{record.indicator}.put(at);
+        return record.indicator_name.empty() ? put_text(at, "NULL") : record.indicator_name.put(at);
+    }
+    static constexpr size_t most_bytes() { return decltype(MaliciousRecord::indicator_name)::most_bytes(); }
+};
 
-void print_event(const MaliciousRecord& record)
+void print_event(const MaliciousRecord& record, bool first)
 {
-    print(R"({"time":"%s")"
-          R"(,"src":"%s", "sport":%d)"
-          R"(,"dst":"%s", "dport":%d)"
-          R"(,"risc":"%s","locisp":"%s","ioc":"%s","type":"%s"})",
-          time_text(record.time).text, ipv4_text(record.source).text, int{record.source_port},
-          ipv4_text(record.destination).text, int{record.destination_port}, level_word(record.level),
-          text_of(record.area).text, indicator_text(record).text, text_of(record.type).text);
+    print(FORMAT(R"({}{{"time":"{}")"
+                 R"(,"src":"{}", "sport":{})"
+                 R"(,"dst":"{}", "dport":{})"
+                 R"(,"risc":"{}","locisp":"{}","ioc":"{}","type":"{}"}})"),
+          comma_unless(first), LocalTime{record.time}, Ipv4{record.source}, record.source_port,
+          Ipv4{record.destination}, record.destination_port, level_word(record.level), record.area,
+          Indicator{record}, record.type);
 }
 
 // The records' order, newest first; empty when there is no memory for it.
@@ -84,21 +83,20 @@ void walk(const Query& query, std::span<const MaliciousRecord> records, std::spa
     const bool show = query.flow_log != 0;
     const int64_t today_start = show ? today().first : 0;
     int todays = 0, total = 0;
-    print_text(show ? R"({"data":[)" : "");
+    if (show)
+        print_opening(FORMAT(R"({{"data":[)"));
     for (const Ranked& row : order) {
         const MaliciousRecord record = records[row.slot]; // a copy: the daemon may still write
         if (record.time == 0)
             continue;
         summarise(query.summaries, record);
-        if (show && query.paging.holds(total)) {
-            print_text(total == query.paging.start() ? "" : ",");
-            print_event(record);
-        }
+        if (show && query.paging.holds(total))
+            print_event(record, total == query.paging.start());
         todays += record.time >= today_start;
         total++;
     }
     if (show)
-        print(R"(], "today":%d, "total":%d})", todays, total);
+        print_closing(FORMAT(R"(], "today":{}, "total":{}}})"), todays, total);
 }
 
 } // namespace

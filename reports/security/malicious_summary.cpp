@@ -1,7 +1,7 @@
 #include "reports/security/malicious_summary.h"
 
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "reports/security/fixed_pool.h"
 
 namespace {
@@ -29,7 +29,7 @@ void count_level(LevelCounts& counts, uint32_t level)
 void count_type(std::string_view type)
 {
     if (!type_pool.tried() && !type_pool.prepare())
-        print("fail to alloc malc pool %ld bytes\n", type_pool.bytes);
+        note(FORMAT("fail to alloc malc pool {} bytes"), type_pool.bytes);
     if (auto* entry = type_pool.at(type))
         entry->counters++;
 }
@@ -37,7 +37,7 @@ void count_type(std::string_view type)
 void count_address(const be32& address, uint32_t level)
 {
     if (!address_pool.tried() && !address_pool.prepare())
-        print("fail to alloc %ld bytes for ippool\n", address_pool.bytes);
+        note(FORMAT("fail to alloc {} bytes for ippool"), address_pool.bytes);
     if (auto* entry = address_pool.at(address.raw()))
         count_level(entry->counters, level);
 }
@@ -47,7 +47,7 @@ void count_domain(std::string_view name, uint32_t level)
     if (name.empty())
         return;
     if (!domain_pool.tried() && !domain_pool.prepare())
-        print("fail to alloc %ld bytes for dnspool\n", domain_pool.bytes);
+        note(FORMAT("fail to alloc {} bytes for dnspool"), domain_pool.bytes);
     if (auto* entry = domain_pool.at(name))
         count_level(entry->counters, level);
 }
@@ -57,7 +57,7 @@ void count_area(std::string_view area)
     if (area.empty())
         return;
     if (!area_pool.tried() && !area_pool.prepare())
-        print("fail to alloc %ld bytes for areapool\n", area_pool.bytes);
+        note(FORMAT("fail to alloc {} bytes for areapool"), area_pool.bytes);
     if (area.find('|') != std::string_view::npos)
         area = "\xD6\xD0\xB9\xFA"; // China
     if (auto* entry = area_pool.at(area))
@@ -66,73 +66,70 @@ void count_area(std::string_view area)
 
 template <class Pool, class PrintEntry> void print_entries(const Pool& pool, PrintEntry&& print_entry)
 {
-    const char* lead = "";
+    bool first = true;
     for (const auto& entry : pool.entries()) {
-        print_entry(lead, entry);
-        lead = ",";
+        print_entry(comma_unless(first), entry);
+        first = false;
     }
 }
 
 template <class Pool, class PrintEntry> void print_counted(const Pool& pool, PrintEntry&& print_entry)
 {
-    print(R"({"total":%d, "data":[)", static_cast<int>(pool.entries().size()));
+    print_opening(FORMAT(R"({{"total":{}, "data":[)"), pool.entries().size());
     print_entries(pool, print_entry);
-    print("]}");
+    print_closing(FORMAT("]}}"));
 }
 
 void print_areas()
 {
-    print_counted(area_pool, [](const char* lead, const auto& area) {
-        print(R"(%s{"name":"%s","cnt":%d})", lead, area.key.text, static_cast<int>(area.counters));
+    print_counted(area_pool, [](Separator separator, const auto& area) {
+        print(FORMAT(R"({}{{"name":"{}","cnt":{}}})"), separator, area.key.view(), area.counters);
     });
 }
 
 void print_domains()
 {
-    print_counted(domain_pool, [](const char* lead, const auto& domain) {
+    print_counted(domain_pool, [](Separator separator, const auto& domain) {
         const auto& risc = domain.counters.of;
-        print(R"(%s{"dns":"%s","risc":[%u,%u,%u,%u]})", lead, domain.key.text, risc[1], risc[2], risc[3],
-              risc[4]);
+        print(FORMAT(R"({}{{"dns":"{}","risc":[{},{},{},{}]}})"), separator, domain.key.view(), risc[1],
+              risc[2], risc[3], risc[4]);
     });
 }
 
 void print_addresses()
 {
-    print_counted(address_pool, [](const char* lead, const auto& address) {
+    print_counted(address_pool, [](Separator separator, const auto& address) {
         const auto& risc = address.counters.of;
-        print(R"(%s{"ip":"%s","risc":[%u,%u,%u,%u]})", lead,
-              ipv4_text(__builtin_bswap32(address.key.raw)).text, risc[1], risc[2], risc[3], risc[4]);
+        print(FORMAT(R"({}{{"ip":"{}","risc":[{},{},{},{}]}})"), separator,
+              Ipv4{__builtin_bswap32(address.key.raw)}, risc[1], risc[2], risc[3], risc[4]);
     });
 }
 
 void print_levels()
 {
-    static constexpr const char* names[] = {"critical", "high", "mid", "low"};
-    const char* lead = "";
-    print("[");
-    for (uint32_t level = 1; level < levels; level++) {
-        print(R"(%s{"name":"%s", "cname":"%s", "cnt":%d})", lead, names[level - 1], level_word(level),
-              static_cast<int>(level_totals.of[level]));
-        lead = ",";
-    }
-    print("]");
+    static constexpr std::string_view names[levels] = {"", "critical", "high", "mid", "low"};
+    print_opening(FORMAT("["));
+    for (uint32_t level = 1; level < levels; level++)
+        print(FORMAT(R"({}{{"name":"{}", "cname":"{}", "cnt":{}}})"), comma_unless(level == 1), names[level],
+              level_word(level), level_totals.of[level]);
+    print_closing(FORMAT("]"));
 }
 
 void print_types()
 {
-    print("[");
-    print_entries(type_pool, [](const char* lead, const auto& type) {
-        print(R"(%s{"name":"%s", "cnt":%d})", lead, type.key.text, static_cast<int>(type.counters));
+    print_opening(FORMAT("["));
+    print_entries(type_pool, [](Separator separator, const auto& type) {
+        print(FORMAT(R"({}{{"name":"{}", "cnt":{}}})"), separator, type.key.view(), type.counters);
     });
-    print("]");
+    print_closing(FORMAT("]"));
 }
 
 } // namespace
 
-const char* level_word(uint32_t level)
+std::string_view level_word(uint32_t level)
 {
     static constexpr const char* words[] = {nullptr, "\xD1\xCF\xD6\xD8", "\xB8\xDF", "\xD6\xD0", "\xB5\xCD"};
-    return name_at(words, level, "\xCE\xB4\xD6\xAA");
+    return text_of(name_at(words, level, "\xCE\xB4\xD6\xAA"));
 }
 
 void summarise(const SummaryChoice& choice, const MaliciousRecord& record)

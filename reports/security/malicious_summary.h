@@ -8,7 +8,7 @@ struct SummaryChoice {
 };
 
 // The GBK word of a risk level.
-const char* level_word(uint32_t level);
+std::string_view level_word(uint32_t level);
 
 // Counts one record; the order of the calls is the order in which keys are listed later.
 void summarise(const SummaryChoice& choice, const MaliciousRecord& record);

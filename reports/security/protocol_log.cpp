@@ -2,7 +2,7 @@
 #include "wire/protocol_log.h"
 #include "base/address.h"
 #include "base/clock.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "common/oui.h"
 #include "common/rows.h"
@@ -13,49 +13,40 @@ namespace {
 
 template <class Record> struct LogDesign {
     const char* module;
-    const char* protocol;
+    std::string_view protocol;
     void (*print_last)(const Record& record); // the members behind "username"
 };
-
-Ipv6Text address_text(const WireAddress& address, bool is_ipv6)
-{
-    if (is_ipv6)
-        return ipv6_text(address.bytes);
-    Ipv4Text ipv4 = ipv4_text(address.ipv4_network());
-    Ipv6Text out;
-    memcpy(out.text, ipv4.text, sizeof ipv4.text);
-    return out;
-}
 
 void print_mac(const uint8_t (&mac)[6])
 {
     static constexpr uint8_t none[6] = {};
     if (memcmp(mac, none, sizeof none) == 0) {
-        print(R"(,"mac":"")");
+        print(FORMAT(R"(,"mac":"")"));
         return;
     }
-    print(R"(,"mac":"%s")", mac_text(mac).text);
+    print(FORMAT(R"(,"mac":"{}")"), MacAddress{mac});
     print_oui_mac(mac, '-', UnknownMaker::left_out);
 }
 
-void print_head(const ProtocolLogHead& head, const char* protocol)
+void print_head(const ProtocolLogHead& head, std::string_view protocol, bool first)
 {
-    print(R"({"req_time":"%s","time":%u)"
-          R"(,"src_ip":"%s","dst_ip":"%s","src_port":%d,"dst_port":%d,"proto":"%s")",
-          time_text(head.time).text, head.time, address_text(head.source, head.is_ipv6 != 0).text,
-          address_text(head.destination, head.is_ipv6 != 0).text, int{head.source_port},
-          int{head.destination_port}, protocol);
+    auto address = [&](const WireAddress& either) {
+        return EitherAddress{head.is_ipv6 != 0, either.bytes, either.ipv4_network()};
+    };
+    print(FORMAT(R"({}{{"req_time":"{}","time":{})"
+                 R"(,"src_ip":"{}","dst_ip":"{}","src_port":{},"dst_port":{},"proto":"{}")"),
+          comma_unless(first), LocalTime{head.time}, head.time, //
+          address(head.source), address(head.destination), head.source_port, head.destination_port, protocol);
     print_mac(head.mac);
 }
 
-template <class Record> void print_log(const LogDesign<Record>& design, const Record& record)
+template <class Record> void print_log(const LogDesign<Record>& design, const Record& record, bool first)
 {
-    print_head(record.head, design.protocol);
-    bool both = !record.user_a.empty();
-    print(R"(,"username":"%s%s%s")", both ? text_of(record.user_a).text : "", both ? "/" : "",
-          text_of(record.user_b).text);
+    print_head(record.head, design.protocol, first);
+    const std::string_view slash = record.user_a.empty() ? "" : "/";
+    print(FORMAT(R"(,"username":"{}{}{}")"), record.user_a, slash, record.user_b);
     design.print_last(record);
-    print("}");
+    print(FORMAT("}}"));
 }
 
 // `wanted(record)` says which records are kept and counted.
@@ -77,12 +68,9 @@ int list_logs(const LogDesign<Record>& design, int argc, char** argv, Wanted&& w
         return -1;
     oui_load(); // what it has to say stands before the envelope
     rows.rank();
-    print(R"({"data":[)");
-    rows.print_page(paging, [&](const Record& r, bool first) {
-        print_text(first ? "" : ",");
-        print_log(design, r);
-    });
-    print(R"(], "total":%d})", static_cast<int>(rows.total()));
+    print_opening(FORMAT(R"({{"data":[)"));
+    rows.print_page(paging, [&](const Record& r, bool first) { print_log(design, r, first); });
+    print_closing(FORMAT(R"(], "total":{}}})"), rows.total());
     return 0;
 }
 
@@ -93,17 +81,17 @@ template <class Record> int list_all_logs(const LogDesign<Record>& design, int a
 
 void print_message(const SyslogRecord& record)
 {
-    auto message = text_of(record.message);
-    for (char& c : message.text)
-        if (c == '\\' || c == '\n' || c == '\r' || c == '"')
-            c = '-';
-    print(R"(,"syslog":"%s")", message.text);
+    char message[decltype(record.message)::width];
+    size_t length = 0;
+    for (char c : record.message.view())
+        message[length++] = c == '\\' || c == '\n' || c == '\r' || c == '"' ? '-' : c;
+    print(FORMAT(R"(,"syslog":"{}")"), std::string_view{message, length});
 }
 
 // As stored: a banner with a double quote breaks the document, kept so.
 void print_banner(const SshLogRecord& record)
 {
-    print(R"(,"verinfo":"%s")", text_of(record.banner).text);
+    print(FORMAT(R"(,"verinfo":"{}")"), record.banner);
 }
 
 void print_tls_version(const TlsLogRecord& record)
@@ -112,7 +100,7 @@ void print_tls_version(const TlsLogRecord& record)
     static constexpr const char* versions[] = {"TLS1.0", "TLS1.1", "TLS1.2", "TLS1.3"};
     const char* version = name_at(versions, record.version - first_version, nullptr);
     if (version != nullptr)
-        print(R"(,"verinfo":"%s")", version);
+        print(FORMAT(R"(,"verinfo":"{}")"), text_of(version));
 }
 
 void print_name(const NetbiosLogRecord& record)
@@ -122,8 +110,8 @@ void print_name(const NetbiosLogRecord& record)
     int code = record.head.operation;
     const char* operation = name_at(operations, static_cast<size_t>(code), nullptr);
     if (operation != nullptr)
-        print(R"(,"code_id":%d,"code_name":"%s")", code, operation);
-    print(R"(,"name":"%s")", netbios_name(record.name).text);
+        print(FORMAT(R"(,"code_id":{},"code_name":"{}")"), code, text_of(operation));
+    print(FORMAT(R"(,"name":"{}")"), text_of(netbios_name(record.name).text));
 }
 
 constexpr LogDesign<SyslogRecord> syslog_design{"obssyslog", "UDP", print_message};
@@ -153,10 +141,8 @@ int obsnetbios_list(int argc, char** argv)
     NetbiosKey key;
     for (const char* argument : arguments(argc, argv)) {
         const char* typed = value_of(argument, "key=");
-        if (typed != nullptr && !key.encode(typed)) {
-            print("invalid key"); // without a line feed, kept so
-            return -1;
-        }
+        if (typed != nullptr && !key.encode(typed))
+            return refuse<LineEnd::no>(FORMAT("invalid key"));
     }
     return list_logs(netbios_design, argc, argv,
                      [&](const NetbiosLogRecord& r) { return key.occurs_in(r.name); });

@@ -1,6 +1,6 @@
 // table, obsiptable: the members of the engine's IP tables, and the verbs of `table` that build their text.
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "reports/tables/tables.h"
 #include "wire/white_list.h"
@@ -11,7 +11,7 @@ namespace {
 Walk print_members(const Answer& answer)
 {
     if (answer.length >= 1) {
-        print_text(text_in(answer));
+        print_answer(text_in(answer));
         return Walk::on;
     }
     std::span<const TableMemberRecord> members;
@@ -20,7 +20,7 @@ Walk print_members(const Answer& answer)
         return Walk::failed;
     }
     for (const TableMemberRecord& member : members)
-        print("%s\n", ipv4_text(member.address).text);
+        print_line(FORMAT("{}"), Ipv4{member.address});
     return Walk::on;
 }
 
@@ -112,6 +112,6 @@ int table_matchtest(int argc, char** argv)
     if (!parse_ipv4(argv[1], address))
         return refuse("invalid ip");
     char number[sizeof "4294967295"];
-    snprintf(number, sizeof number, "%u", address);
+    format_text(number, FORMAT("{}"), address);
     return fetch_text({.code = table_code::match_test, .module = argv[0], .extra = number});
 }

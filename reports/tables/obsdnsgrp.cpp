@@ -1,5 +1,5 @@
 // obsdnsgrp dumpgrp: the domain names of one group.
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "reports/tables/tables.h"
 

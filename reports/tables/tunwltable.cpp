@@ -1,6 +1,6 @@
 // tunwltable, dnstunwltable: the addresses and domain names that are exempt from tunnel detection.
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/arguments.h"
 #include "common/fetch.h"
 #include "reports/tables/tables.h"
@@ -26,19 +26,19 @@ struct Listing {
     bool wants(const Kind& kind) const { return type == nullptr || kind.word == type; }
 };
 
-void print_entry(const TunnelWhiteRecord& r, const char* lead)
+void print_entry(const TunnelWhiteRecord& r, Separator separator)
 {
     if (r.is_name())
-        print(R"(%s"%s")", lead, text_of(r.name).text);
+        print(FORMAT(R"({}"{}")"), separator, r.name);
     else
-        print(R"(%s"%s")", lead, ipv4_text(r.address()).text);
+        print(FORMAT(R"({}"{}")"), separator, Ipv4{r.address()});
 }
 
 int list_kind(Listing& listing, const Fetch& fetch)
 {
     return fetch_each<TunnelWhiteRecord>(fetch, [&](const TunnelWhiteRecord& r) {
         if (listing.paging.holds(listing.index))
-            print_entry(r, listing.index == listing.paging.start() ? "" : ",");
+            print_entry(r, comma_unless(listing.index == listing.paging.start()));
         listing.index++;
         return true;
     });
@@ -56,11 +56,11 @@ int list_tunnels(const char* module, int argc, char** argv)
     for (const Kind& kind : kinds)
         if (listing.wants(kind) && !request_fits(request(kind)))
             return -1;
-    print(R"({"data":[)");
+    print_opening(FORMAT(R"({{"data":[)"));
     for (const Kind& kind : kinds)
         if (listing.wants(kind) && list_kind(listing, request(kind)) != 0)
             return -1;
-    print(R"(], "count":%d})", static_cast<int>(listing.index));
+    print_closing(FORMAT(R"(], "count":{}}})"), listing.index);
     return 0;
 }
 

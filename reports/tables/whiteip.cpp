@@ -1,6 +1,6 @@
 // whiteip: the white list of trusted endpoints, as flows and as addresses.
 #include "base/address.h"
-#include "base/output.h"
+#include "base/document.h"
 #include "common/fetch.h"
 #include "common/rows.h"
 #include "reports/tables/tables.h"
@@ -23,7 +23,7 @@ bool read_query(int argc, char** argv, Query& query)
         if (take_text(argument, "ip=", ip)) {
             query.by_address = true;
             if (!parse_ipv4(ip, query.address)) {
-                print_line("invalid ip");
+                refuse("invalid ip");
                 return false;
             }
         }
@@ -35,23 +35,23 @@ bool read_query(int argc, char** argv, Query& query)
 void print_flow(const WhiteFlowRecord& r, bool json, bool first)
 {
     if (json)
-        print(R"(%s{"src":"%s", "sport":%d, "srcmac":"%s", "dst":"%s", "dport":%d, "birth":%u, "proto":%d})",
-              first ? "" : ",", ipv4_text(r.source).text, r.source_port, mac_text(r.source_mac, ':').text,
-              ipv4_text(r.destination).text, r.destination_port, r.birth, r.protocol);
+        print(FORMAT(R"({}{{"src":"{}", "sport":{}, "srcmac":"{}")"
+                     R"(, "dst":"{}", "dport":{}, "birth":{}, "proto":{}}})"),
+              comma_unless(first), Ipv4{r.source}, r.source_port, MacAddress{r.source_mac, ':'}, //
+              Ipv4{r.destination}, r.destination_port, r.birth, r.protocol);
     else
-        print("%s %d %s %s %d %u %d\n", ipv4_text(r.source).text, r.source_port,
-              mac_text(r.source_mac, ':').text, ipv4_text(r.destination).text, r.destination_port, r.birth,
-              r.protocol);
+        print_line(FORMAT("{} {} {} {} {} {} {}"), Ipv4{r.source}, r.source_port,
+                   MacAddress{r.source_mac, ':'}, Ipv4{r.destination}, r.destination_port, r.birth,
+                   r.protocol);
 }
 
 void print_address(const WhiteAddressRecord& r, bool json, bool first)
 {
     if (json)
-        print(R"(%s{"ip":"%s","birth":%u,"lasttime":%u,"flows":%u,"desc":"%s"})", first ? "" : ",",
-              ipv4_text(r.address).text, r.birth, r.last_time, r.flows, text_of(r.description).text);
+        print(FORMAT(R"({}{{"ip":"{}","birth":{},"lasttime":{},"flows":{},"desc":"{}"}})"),
+              comma_unless(first), Ipv4{r.address}, r.birth, r.last_time, r.flows, r.description);
     else
-        print("%s %u %u %u %s\n", ipv4_text(r.address).text, r.birth, r.last_time, r.flows,
-              text_of(r.description).text);
+        print_line(FORMAT("{} {} {} {} {}"), Ipv4{r.address}, r.birth, r.last_time, r.flows, r.description);
 }
 
 uint64_t by_flows(const WhiteAddressRecord& r)
@@ -71,7 +71,7 @@ int whiteip_list(int argc, char** argv)
     if (!request_fits(fetch))
         return -1;
     if (query.json != 0)
-        print(R"({"list":[)");
+        print_opening(FORMAT(R"({{"list":[)"));
     int64_t index = 0;
     auto show = [&](const WhiteFlowRecord& r) {
         if (query.paging.holds(index))
@@ -82,7 +82,7 @@ int whiteip_list(int argc, char** argv)
     if (fetch_each<WhiteFlowRecord>(fetch, show) != 0)
         return -1;
     if (query.json != 0)
-        print(R"(], "total":%d})", static_cast<int>(index));
+        print_closing(FORMAT(R"(], "total":{}}})"), index);
     return 0;
 }
 
@@ -102,11 +102,11 @@ int whiteip_get(int argc, char** argv)
     rows.rank();
     bool json = query.json != 0;
     if (json)
-        print(R"({"list":[)");
+        print_opening(FORMAT(R"({{"list":[)"));
     rows.print_page(query.paging,
                     [&](const WhiteAddressRecord& r, bool first) { print_address(r, json, first); });
     if (json)
-        print(R"(], "total":%d})", static_cast<int>(rows.total()));
+        print_closing(FORMAT(R"(], "total":{}}})"), rows.total());
     return 0;
 }
 

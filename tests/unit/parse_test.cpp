@@ -4,6 +4,7 @@
 #include "base/units.h"
 #include "tests/support/cases.h"
 #include "tests/support/garbage.h"
+#include "tests/support/printed_as.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,7 +15,7 @@ namespace {
 std::string ipv4_result(const std::string& text)
 {
     uint32_t address;
-    return parse_ipv4(text.c_str(), address) ? ipv4_text(address).text : "fails";
+    return parse_ipv4(text.c_str(), address) ? printed_as(Ipv4{address}) : "fails";
 }
 
 TEST(Parse, DottedAddresses)
@@ -37,7 +38,8 @@ TEST(Parse, Ranges)
         uint32_t low = 7, high = 9;
         bool parsed = parse_ipv4_range(text.data(), low, high);
         return (parsed ? "" : "fails ") +
-               (low == 7 && high == 9 ? "" : std::string(ipv4_text(low).text) + " " + ipv4_text(high).text);
+               (low == 7 && high == 9 ? ""
+                                      : std::string(printed_as(Ipv4{low})) + " " + printed_as(Ipv4{high}));
     };
     expect_cases("any => fails 0.0.0.0 255.255.255.255 | 10.0.0.0/8 => 10.0.0.0 10.255.255.255 | "
                  "10.9.8.7/8 => 10.0.0.0 10.255.255.255 | 10.0.0.5/32 => 10.0.0.5 10.0.0.5 | "
@@ -54,8 +56,8 @@ TEST(Parse, AddressesOfBothFamilies)
         if (!parse_address_prefix(text.data(), parsed))
             return "fails";
         if (parsed.family == family_ipv4)
-            return std::string("4 ") + ipv4_text(parsed.low).text + " " + ipv4_text(parsed.high).text;
-        return std::string("6 ") + ipv6_text(parsed.ipv6).text + "/" + std::to_string(parsed.prefix);
+            return std::string("4 ") + printed_as(Ipv4{parsed.low}) + " " + printed_as(Ipv4{parsed.high});
+        return std::string("6 ") + printed_as(Ipv6{parsed.ipv6}) + "/" + std::to_string(parsed.prefix);
     };
     expect_cases(
         "10.0.0.0/24 => 4 10.0.0.0 10.0.0.255 | 0255.1 => 4 255.0.0.1 255.0.0.1 | 00255.1 => fails | "
@@ -68,7 +70,7 @@ TEST(Parse, AddressesOfBothFamilies)
         AddressFamily family = parse_address(text.c_str(), address);
         return family == family_none
                    ? "fails"
-                   : (family == family_ipv6 ? "6 " : "4 ") + std::string(ipv6_text(address).text);
+                   : (family == family_ipv6 ? "6 " : "4 ") + std::string(printed_as(Ipv6{address}));
     };
     expect_cases(
         "1.2.3.4 => 4 102:304:: | 10.1 => fails | fe80::1 => 6 fe80::1 | 0 => 6 :: | 0.0.0.0 => 6 :: | "
@@ -80,7 +82,7 @@ TEST(Parse, Macs)
 {
     auto result = [](const std::string& text) -> std::string {
         uint8_t mac[6];
-        return parse_mac(text.c_str(), mac) ? mac_text(mac).text : "fails";
+        return parse_mac(text.c_str(), mac) ? printed_as(MacAddress{mac}) : "fails";
     };
     expect_cases(
         "0:1:2:3:4:5 => 00-01-02-03-04-05 | 00-11-22-33-44-55 => 00-11-22-33-44-55 | "
