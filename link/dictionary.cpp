@@ -55,7 +55,7 @@ int load(RequestRecord& reply)
     dictionary.groups = static_cast<UserDictionaryRecord*>(dlsym(dictionary.library, "_usragps"));
     if (dictionary.groups == nullptr)
         return fail_and_unload(reply, "USRAGPS_NOT_FOUND");
-    for (int slot : dictionary_slot::used)
+    for (int slot : dictionary_slot::needed)
         if (dictionary.operations[slot] == nullptr)
             return fail_and_unload(reply, "AXPDICT_SLOT_NOT_FOUND");
     dictionary_initialise();
@@ -108,7 +108,8 @@ const char* entry_text(uint32_t id, size_t offset)
 {
     if (!sync_on_demand())
         return nullptr;
-    const char* entry = operation<const char*(uint32_t)>(dictionary_slot::entry_by_id)(id);
+    auto* entry_of = operation<const char*(uint32_t)>(dictionary_slot::entry_by_id);
+    const char* entry = entry_of != nullptr ? entry_of(id) : nullptr;
     return entry != nullptr ? entry + offset : nullptr;
 }
 
@@ -169,7 +170,8 @@ int application_id_of(const char* name)
 {
     if (name == nullptr || *name == '\0' || !sync_on_demand())
         return -1;
-    const void* entry = operation<const void*(const char*)>(dictionary_slot::entry_by_name)(name);
+    auto* entry_of = operation<const void*(const char*)>(dictionary_slot::entry_by_name);
+    const void* entry = entry_of != nullptr ? entry_of(name) : nullptr;
     if (entry == nullptr)
         return -1;
     uint16_t id;

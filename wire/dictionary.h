@@ -15,6 +15,6 @@ static_assert(offsetof(UserDictionaryRecord, library_link) == 48);
 namespace dictionary_slot {
 constexpr int initialise = 0, name = 5, second_name = 6, entry_by_name = 8, entry_by_id = 10,
               user_protocols = 39, user_groups = 40, register_user = 41;
-constexpr int used[] = {initialise,  name,           second_name, entry_by_name,
-                        entry_by_id, user_protocols, user_groups, register_user};
+// What every run that loads the library calls; a library may do without the entries.
+constexpr int needed[] = {initialise, name, second_name, user_protocols, user_groups, register_user};
 } // namespace dictionary_slot

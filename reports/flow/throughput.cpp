@@ -125,7 +125,7 @@ bool print_batch(std::span<const ThroughputRecord> records, const Query& query)
     }
     auto* room = static_cast<Ranked*>(calloc(records.size(), sizeof(Ranked)));
     if (room == nullptr) {
-        print_line("NO_MEM");
+        refuse("NO_MEM");
         return false;
     }
     Ranking ranking({room, records.size()}, paging.end());

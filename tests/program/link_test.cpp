@@ -357,7 +357,6 @@ TEST_F(Session, ALibraryWithoutASymbolIsRefused)
         {"no_axpdict", "AXPDICT_NOT_FOUND"},      {"no_usraxps", "USRAXPS_NOT_FOUND"},
         {"no_usragps", "USRAGPS_NOT_FOUND"},      {"full", "AXPDICT_SLOT_NOT_FOUND", "0"},
         {"full", "AXPDICT_SLOT_NOT_FOUND", "5"},  {"full", "AXPDICT_SLOT_NOT_FOUND", "6"},
-        {"full", "AXPDICT_SLOT_NOT_FOUND", "8"},  {"full", "AXPDICT_SLOT_NOT_FOUND", "10"},
         {"full", "AXPDICT_SLOT_NOT_FOUND", "39"}, {"full", "AXPDICT_SLOT_NOT_FOUND", "40"},
         {"full", "AXPDICT_SLOT_NOT_FOUND", "41"},
     };
