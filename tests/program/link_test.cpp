@@ -166,27 +166,14 @@ TEST(Link, RootOfTheLongestLength)
     EXPECT_EQ("here", program.wait().output);
 }
 
-Case without_dictionary(const std::string& variant, const std::string& output)
-{
-    return {
-        .name = "dictionary: " + (variant.empty() ? "none" : variant),
-        .arguments = {"ipobj", "listbussflow"},
-        .daemon = M,
-        .exchanges =
-            {{{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true}, {}}},
-        .output = output,
-        .status = 255,
-        .dictionary = variant};
-}
-
 TEST(Link, ARunWithoutTheDictionaryItNeedsFails)
 {
-    run_case(without_dictionary("no_axpdict", "AXPDICT_NOT_FOUND\n"));
-    run_case(without_dictionary("no_usraxps", "USRAXPS_NOT_FOUND\n"));
-    run_case(without_dictionary("no_usragps", "USRAGPS_NOT_FOUND\n"));
-    run_case(without_dictionary(
-        "", "{root}/usr/ramdisk/bin/dict.so: cannot open shared object file: No such file or "
-            "directory\n"));
+    const Request wanted{
+        .code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true};
+    run_case(command("ipobj listbussflow", M, {{wanted, {}}},
+                     "{root}/usr/ramdisk/bin/dict.so: cannot open shared object file: "
+                     "No such file or directory\n",
+                     255));
 }
 
 // ---- In this process: what no verb shows alone ----
@@ -376,18 +363,6 @@ TEST_F(Session, ALibraryWithoutASymbolIsRefused)
         EXPECT_STREQ("undname", application_name(3));
         rpc_close(true);
     }
-}
-
-TEST_F(Session, AMissingLibraryGivesTheLoadersWords)
-{
-    std::string path = socket();
-    ScriptedDaemon daemon(path, {{{.code = 2055, .wants_dictionary = true, .address = 0}, {}}});
-    RequestRecord record;
-    EXPECT_EQ(-1, take_dictionary(path, record));
-    EXPECT_EQ(12, record.error);
-    std::string words =
-        root.path() + "/usr/ramdisk/bin/dict.so: cannot open shared object file: No such file or directory";
-    EXPECT_EQ(words.substr(0, 115), record.text.view());
 }
 
 TEST_F(Session, ArraysThatDoNotFitTheSegmentAreNotTaken)

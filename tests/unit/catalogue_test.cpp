@@ -13,14 +13,6 @@
 
 namespace {
 
-std::vector<std::string> names_of(const ModuleEntry* table)
-{
-    std::vector<std::string> names;
-    for (; table->name != nullptr; table++)
-        names.emplace_back(table->name);
-    return names;
-}
-
 // Calls each(module, entry) for every row of the three tables.
 template <class Each> void for_each_row(Each each)
 {
@@ -30,24 +22,6 @@ template <class Each> void for_each_row(Each each)
                 each(std::string(module->name), *entry);
     for (VerbEntry* entry = chart_table; entry->verb != nullptr; entry++)
         each(std::string("chart"), *entry);
-}
-
-TEST(Catalogue, HoldsTheModulesInTheirOrder)
-{
-    EXPECT_EQ((std::vector<std::string>{"module", "obslog", "obsquery", "worker", "disk", "assetsgroup2",
-                                        "assetsobj2", "table", "obssegdelay", "tundata", "certdata",
-                                        "condtunnel", "applevel", "tunwltable"}),
-              names_of(analysis_table));
-    EXPECT_EQ(
-        (std::vector<std::string>{
-            "obsreasslog", "obsreasspkt", "netev_chart", "nevtlog",       "malcip",        "nevt",
-            "hostinfo",    "obstopogrp",  "obspcap",     "obslog",        "mempcap",       "assetsgroup",
-            "assetsobj",   "assetsflow",  "tcpreset",    "emaillog",      "ftplog",        "telnetlog",
-            "malclog",     "qtde",        "obsiptable",  "obstable",      "obsdnsgrp",     "whiteip",
-            "ipobj",       "outconnect",  "dnsflow",     "dnstuncheck",   "dnstunwltable", "mysqlrd",
-            "kesidslog",   "idssum",      "obsnetbrch",  "netev_session", "obstopo",       "obstplink",
-            "obssyslog",   "obssshlog",   "obstlslog",   "obsnetbios"}),
-        names_of(management_table));
 }
 
 // Every row leads somewhere, and apart from the run-on no module has a verb twice.
@@ -82,18 +56,6 @@ TEST(Catalogue, KeepsTheRunOn)
     EXPECT_EQ(find_entry(management_table, "obsreasslog", "set"),
               find_entry(management_table, "obsreasspkt", "set"));
     EXPECT_EQ(management_table[0].verbs + 3, find_entry(management_table, "obsreasslog", "stat"));
-}
-
-TEST(Catalogue, TakesTheFirstMatch)
-{
-    EXPECT_EQ(nullptr, find_entry(analysis_table, "obslog", "list"));
-    EXPECT_NE(nullptr, find_entry(management_table, "obslog", "list"));
-    EXPECT_EQ(nullptr, find_entry(analysis_table, "obslo", "stat"));
-    EXPECT_EQ(nullptr, find_entry(analysis_table, "obslog", "sta"));
-    EXPECT_EQ(nullptr, find_entry(analysis_table, "", ""));
-    EXPECT_EQ(nullptr, find_verb(chart_table, "stat"));
-    EXPECT_EQ(nullptr, find_fallback("disable"));
-    EXPECT_EQ(verb::debug, find_fallback("debug")->code);
 }
 
 // The demo runs every verb that is built; its loops stand for several modules.
