@@ -27,7 +27,7 @@ finish() {
         kill "$lab" 2>/dev/null || true
         wait "$lab" 2>/dev/null || true
     fi
-    rm -rf "$root"
+    rm -rf "$root" "$root.log"
 }
 trap finish EXIT
 trap 'exit 130' INT
@@ -40,7 +40,7 @@ export VIGIL_ROOT TZ PATH
 
 start_lab() {
     # shellcheck disable=SC2086 # words
-    build/lab/vigil-lab ${LAB_ARGUMENTS:---capture tests/data/sample.pcap} >"$root/lab.log" 2>&1 &
+    build/lab/vigil-lab ${LAB_ARGUMENTS:---capture tests/data/sample.pcap} >"$root.log" 2>&1 &
     lab=$!
     waited=0
     until [ -S "$root/var/tmp/obslog.d" ] && [ -S "$root/usr/ramdisk/var/mgmt.d" ] &&
@@ -48,7 +48,7 @@ start_lab() {
         waited=$((waited + 1))
         if ! kill -0 "$lab" 2>/dev/null || [ "$waited" -gt 600 ]; then
             echo "the lab appliance does not serve:" >&2
-            cat "$root/lab.log" >&2
+            cat "$root.log" >&2
             exit 1
         fi
         sleep 0.1

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <spawn.h>
@@ -123,7 +124,8 @@ bool run(const fs::path& program, std::vector<std::string> arguments)
     int status = 0;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", 1, 0); // what it has to say goes nowhere
+    for (int fd : {1, 2}) // what it has to say of the list goes nowhere
+        posix_spawn_file_actions_addopen(&actions, fd, "/dev/null", O_WRONLY, 0);
     bool started = posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), environ) == 0;
     posix_spawn_file_actions_destroy(&actions);
     return started && waitpid(child, &status, 0) == child && status == 0;
@@ -135,7 +137,33 @@ void install_vendors(const std::string& list)
         fprintf(stderr, "vigil-lab: no vendor names: cannot make a database of %s\n", list.c_str());
 }
 
+// Whether nothing but folders lies below one.
+bool holds_no_file(const fs::path& folder)
+{
+    std::error_code error;
+    for (fs::recursive_directory_iterator i(folder, error), end; !error && i != end; i.increment(error))
+        if (i->is_symlink(error) || !i->is_directory(error))
+            return false;
+    return !error;
+}
+
 } // namespace
+
+const char* claim_root(const std::string& root)
+{
+    fs::path mark = fs::path(root) / ".vigil-lab";
+    std::error_code error;
+    fs::create_directories(root, error);
+    if (error)
+        return "cannot be made";
+    if (fs::is_regular_file(mark, error))
+        return nullptr;
+    if (!holds_no_file(root))
+        return "is not empty, and not the lab's own";
+    std::ofstream file(mark);
+    file << "The lab appliance made this folder and may write everything below it.\n";
+    return file.flush() ? nullptr : "cannot be written";
+}
 
 bool install_appliance(const World& world, const std::string& vendor_list)
 {

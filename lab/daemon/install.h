@@ -5,6 +5,10 @@
 
 #include <string>
 
+// Takes a root for the lab: it becomes, or is, a folder that the lab made, which a file in it says. Null, or
+// why not: what holds files of others is never touched.
+const char* claim_root(const std::string& root);
+
 // False with a message on standard error when something that the daemons cannot do without is missing.
 // `vendor_list`: the IEEE's list of prefixes; a missing one only costs the vendor names.
 bool install_appliance(const World& world, const std::string& vendor_list);

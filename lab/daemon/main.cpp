@@ -22,8 +22,9 @@ constexpr char usage[] =
 
 Serves vigil's three control sockets below DIR until SIGTERM or SIGINT. Prints "ready DIR" once it serves.
 
---root DIR      where everything goes; the default is VIGIL_ROOT. At most 79 bytes: sockets lie below it.
---capture FILE  the world is the traffic of this capture file
+--root DIR      where everything goes: a folder without files, or one of an earlier run; the default is VIGIL_ROOT.
+                At most 79 bytes: sockets lie below it.
+--capture FILE  the world is the traffic of this capture file; "-" is standard input
 --sessions N    the world is made up: so many sessions (default 1000) ...
 --seed S        ... the same for the same seed (default 1)
 --now T         the time at which a made-up world ends, seconds since the epoch (default: now)
@@ -36,9 +37,14 @@ struct Options {
     bool help = false;
 };
 
-int fail(const std::string& text)
+void tell(const std::string& text)
 {
     fprintf(stderr, "vigil-lab: %s\n", text.c_str());
+}
+
+int fail(const std::string& text)
+{
+    tell(text);
     return 2;
 }
 
@@ -93,6 +99,8 @@ int use_root(const Options& options)
         return fail("no root: give --root DIR or set VIGIL_ROOT; the system's own paths are never touched");
     if (const char* fault = root_fault())
         return fail(fault);
+    if (const char* refusal = claim_root(root))
+        return fail(std::string{root} + ' ' + refusal);
     return 0;
 }
 
@@ -104,8 +112,13 @@ int make_world(const Options& options, World& world)
         if (generator.now == 0)
             generator.now = static_cast<uint32_t>(time(nullptr));
         generate(generator, world);
-    } else if (!read_capture(options.capture, world, error)) {
-        return fail(options.capture + ": " + error);
+    } else {
+        if (!read_capture(options.capture, world, error))
+            return fail(options.capture + ": " + error);
+        if (!error.empty())
+            tell(options.capture + ": " + error + "; what came before it counts");
+        tell(options.capture + ": sessions=" + std::to_string(world.sessions.size()) + ' ' +
+             counts_text(world.capture));
     }
     log_events(world);
     return 0;

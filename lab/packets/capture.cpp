@@ -5,75 +5,81 @@
 #include "lab/world/furnish.h"
 
 #include <algorithm>
-#include <memory>
-#include <pcap/pcap.h>
 
 namespace {
 
-struct PcapCloser {
-    void operator()(pcap_t* file) const { pcap_close(file); }
-};
-using PcapFile = std::unique_ptr<pcap_t, PcapCloser>;
+// Where the frames that become no packet of a session are counted.
+uint64_t& counter_of(Decoded decoded, CaptureCounts& counts)
+{
+    switch (decoded) {
+    case Decoded::packet:
+        break;
+    case Decoded::fragment:
+        return counts.fragments;
+    case Decoded::not_ip:
+        return counts.not_ip;
+    case Decoded::other_protocol:
+        return counts.other_protocol;
+    case Decoded::truncated:
+        return counts.truncated;
+    case Decoded::malformed:
+        return counts.malformed;
+    case Decoded::unknown_link:
+        return counts.unknown_link;
+    }
+    return counts.followed;
+}
 
-void add_frame(int link_type, const pcap_pkthdr& header, const u_char* data, Fragments& fragments,
-               FlowTable& flows, CaptureCounts& counts)
+void add_frame(const Frame& frame, Fragments& fragments, FlowTable& flows, CaptureCounts& counts)
 {
     Packet packet;
     Fragment fragment;
-    packet.time =
-        static_cast<uint64_t>(header.ts.tv_sec) * 1000000 + static_cast<uint64_t>(header.ts.tv_usec);
-    Decoded decoded = decode_frame(link_type, {data, header.caplen}, header.len, packet, fragment);
+    packet.time = frame.time;
+    Decoded decoded = decode_frame(frame.link_type, frame.bytes, frame.length, packet, fragment);
     if (decoded == Decoded::fragment)
         decoded = fragments.add(fragment, packet);
+    if (decoded == Decoded::packet)
+        flows.add(packet);
+    counter_of(decoded, counts)++;
     counts.packets++;
-    switch (decoded) {
-    case Decoded::packet:
-        return flows.add(packet);
-    case Decoded::fragment:
-        counts.fragments++;
-        return;
-    case Decoded::not_ip:
-        counts.not_ip++;
-        return;
-    case Decoded::other_protocol:
-        counts.other_protocol++;
-        return;
-    case Decoded::truncated:
-        counts.truncated++;
-        return;
-    case Decoded::malformed:
-        counts.malformed++;
-        return;
-    }
 }
 
 } // namespace
 
 bool read_capture(const std::string& path, World& world, std::string& error)
 {
-    char reason[PCAP_ERRBUF_SIZE] = "";
-    PcapFile file{pcap_open_offline(path.c_str(), reason)};
-    if (!file) {
-        error = reason;
+    std::unique_ptr<FrameSource> source = open_capture_file(path, error);
+    if (!source)
         return false;
-    }
-    int link_type = pcap_datalink(file.get());
-    if (!is_known_link(link_type)) {
-        error = "link type " + std::to_string(link_type) + " is not read";
-        return false;
-    }
     Fragments fragments;
     FlowTable flows{world};
-    pcap_pkthdr* header = nullptr;
-    const u_char* data = nullptr;
-    int read = 0;
-    while ((read = pcap_next_ex(file.get(), &header, &data)) == 1) {
-        add_frame(link_type, *header, data, fragments, flows, world.capture);
-        world.now = std::max(world.now, static_cast<uint32_t>(header->ts.tv_sec));
+    Frame frame;
+    FrameRead read;
+    CaptureCounts& counts = world.capture;
+    while ((read = source->next(frame)) == FrameRead::frame) {
+        add_frame(frame, fragments, flows, counts);
+        world.now = std::max(world.now, static_cast<uint32_t>(frame.time / 1'000'000));
     }
-    if (read == PCAP_ERROR) // the file ends within a packet: what came before it counts
-        world.capture.truncated++;
+    if (read == FrameRead::failed)
+        error = "packet " + std::to_string(counts.packets + 1) + ": " + source->reason();
+    else if (counts.unknown_link != 0 && counts.unknown_link == counts.packets)
+        error = "link type " + std::to_string(frame.link_type) + " is not read";
     flows.finish();
     furnish(world);
-    return true;
+    return counts.packets != counts.unknown_link || error.empty();
+}
+
+std::string counts_text(const CaptureCounts& counts)
+{
+    std::string text = "packets=" + std::to_string(counts.packets);
+    for (auto [reason, count] : {
+             std::pair{"truncated",    counts.truncated     },
+             {"malformed",    counts.malformed     },
+             {"not_ip",       counts.not_ip        },
+             {"other",        counts.other_protocol},
+             {"fragments",    counts.fragments     },
+             {"unknown_link", counts.unknown_link  }
+    })
+        text += std::string{" "} + reason + '=' + std::to_string(count);
+    return text;
 }

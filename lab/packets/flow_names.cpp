@@ -2,6 +2,7 @@
 #include "lab/packets/flow_table.h"
 
 #include "lab/packets/names.h"
+#include "lab/world/applications.h"
 #include "lab/world/words.h"
 
 #include <algorithm>
@@ -43,11 +44,13 @@ void FlowTable::examine_stream(const Packet& packet, Session& session, Flow& flo
     head.bytes.append(reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size());
     head.next += packet.payload_length;
     bool cut = packet.payload.size() < packet.payload_length || head.bytes.size() > head_max;
-    if (is_dns(packet) && head.bytes.size() > 2)
-        learn_from_dns(bytes_of(head.bytes).subspan(2), session); // behind the message's length
+    Bytes message;
+    Found dns = find_dns_message(bytes_of(head.bytes), is_dns(packet), message);
+    if (dns == Found::yes || is_dns(packet)) // there, a piece of one tells something too
+        learn_from_dns(message, session);
     bool told = up ? examine_client_head(bytes_of(head.bytes), session)
                    : examine_server_head(packet, bytes_of(head.bytes), session);
-    if (told || cut) {
+    if ((told && dns != Found::need_more) || cut) {
         head.done = true;
         std::string{}.swap(head.bytes);
     }
@@ -65,7 +68,7 @@ bool FlowTable::examine_client_head(Bytes head, Session& session)
         session.request = traffic_.texts.intern(http.method);
         session.agent = traffic_.texts.intern(http.agent);
         session.host = traffic_.texts.intern(http.host);
-        learn_name(session.server, http.host);
+        learn_name(session.server, std::string{name_of_host(http.host)});
     } else if (found[1] == Found::yes) {
         session.encrypted = true;
         session.request = traffic_.texts.intern(tls_version_word(tls.version));
@@ -100,13 +103,14 @@ bool FlowTable::examine_server_head(const Packet& packet, Bytes head, Session& s
 
 void FlowTable::examine_datagram(const Packet& packet, Session& session)
 {
+    bool is_syslog = packet.destination_port == 514;
+    bool is_netbios = packet.destination_port == 137 || packet.destination_port == 138;
     NetbiosPacket netbios;
-    if (is_dns(packet))
+    if (is_dns(packet) || (!is_syslog && !is_netbios && is_dns_message(packet.payload)))
         learn_from_dns(packet.payload, session);
-    else if (packet.destination_port == 514)
+    else if (is_syslog)
         log_event(traffic_.syslog_events, packet, session, {.text = read_syslog(packet.payload)});
-    else if ((packet.destination_port == 137 || packet.destination_port == 138) &&
-             read_netbios(packet.payload, packet.destination_port, netbios))
+    else if (is_netbios && read_netbios(packet.payload, packet.destination_port, netbios))
         log_event(traffic_.netbios_events, packet, session,
                   {.operation = netbios.operation, .text = netbios.name});
 }
@@ -117,6 +121,8 @@ void FlowTable::learn_from_dns(Bytes payload, Session& session)
     DnsMessage message;
     if (!read_dns(payload, message))
         return;
+    if (session.application == lab_application_other)
+        session.application = application_named("dns");
     if (session.host == 0 && !message.question.empty()) {
         session.host = traffic_.texts.intern(message.question);
         session.request = traffic_.texts.intern(dns_type_word(message.question_type));

@@ -12,7 +12,7 @@ bool is_whole(const std::map<uint32_t, uint32_t>& pieces, uint32_t whole)
     uint32_t reached = 0;
     for (auto [offset, length] : pieces) {
         if (offset > reached)
-            return false;
+            break;
         reached = std::max(reached, offset + length);
     }
     return whole != 0 && reached >= whole;
@@ -24,12 +24,14 @@ Decoded Fragments::add(const Fragment& piece, Packet& packet)
 {
     if (piece.length > datagram_max || piece.offset > datagram_max - piece.length)
         return Decoded::malformed;
-    if (piece.bytes.size() < piece.length)
-        return Decoded::truncated;
+    if (piece.bytes.size() < piece.length) { // its datagram can never be whole
+        bool shows_ports = piece.offset == 0 && !packet.source.ipv6;
+        return shows_ports ? decode_transport(piece.bytes, piece.length, packet) : Decoded::truncated;
+    }
     if (open_.size() >= open_max)
         open_.clear();
-    Key key{packet.source.bytes, packet.destination.bytes, packet.protocol, packet.vlan,
-            piece.identification};
+    uint16_t vlan = packet.source.ipv6 ? uint16_t{0} : packet.vlan;
+    Key key{packet.source.bytes, packet.destination.bytes, packet.protocol, vlan, piece.identification};
     Datagram& datagram = open_[key];
     uint32_t end = piece.offset + piece.length;
     if (datagram.bytes.size() < end)

@@ -1,5 +1,7 @@
 #pragma once
-// Puts IP datagrams together. As standard analysers count, the frame that completes a datagram stands for it.
+// Puts IP datagrams together, as standard analysers do: the frame that completes a datagram stands for it; of
+// an IPv4 datagram whose first piece was cut when it was captured, that piece; only IPv4 pieces are kept
+// apart by virtual network.
 #include "lab/packets/packet.h"
 
 #include <map>

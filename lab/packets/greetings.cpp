@@ -106,10 +106,7 @@ Found read_http_request(Bytes head, HttpRequest& request)
     std::string_view text;
     if (!take_head(head, text))
         return not_yet(head);
-    std::string_view host = header_value(text, "Host");
-    if (!host.starts_with('[')) // an IPv6 address keeps its brackets and port
-        host = host.substr(0, host.find(':'));
-    request.host = clean_word(host, 63);
+    request.host = clean_word(header_value(text, "Host"), 63);
     request.agent = clean_word(first_word(header_value(text, "User-Agent")), 20);
     return Found::yes;
 }

@@ -1,6 +1,8 @@
 // Name service messages: DNS and NetBIOS.
 #include "lab/packets/names.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr size_t header_size = 12;
@@ -18,6 +20,8 @@ bool read_name(Bytes message, size_t& at, std::string& name)
         uint8_t length = message[here];
         if (length == 0) {
             at = after != 0 ? after : here + 1;
+            if (name.empty())
+                name = '.'; // the root
             return true;
         }
         if (length >= 0xc0) {
@@ -59,7 +63,61 @@ bool read_answer(Bytes message, size_t& at, DnsAnswer& answer)
     return true;
 }
 
+bool skip_record(Bytes message, size_t& at)
+{
+    std::string name;
+    if (!read_name(message, at, name) || message.size() - at < 10)
+        return false;
+    size_t length = read16(message, at + 8);
+    at += 10;
+    if (message.size() - at < length)
+        return false;
+    at += length;
+    return true;
+}
+
+// Whether the flags and counts are those of a standard query for one name, or of a response to one.
+bool is_dns_header(Bytes header)
+{
+    bool response = (header[2] & 0x80) != 0;
+    uint16_t records = read16(header, 6) | read16(header, 8);
+    bool flags = (header[2] & 0x78) == 0 && (header[3] & 0x40) == 0 && (response || (header[3] & 0x8f) == 0);
+    return flags && read16(header, 4) == 1 && (response || records == 0) && read16(header, 10) <= 64;
+}
+
 } // namespace
+
+bool is_dns_message(Bytes payload)
+{
+    size_t at = header_size;
+    std::string name;
+    if (payload.size() < header_size || !is_dns_header(payload) || !read_name(payload, at, name) ||
+        payload.size() - at < 4)
+        return false;
+    bool printable = std::ranges::all_of(name, [](char c) { return c > ' ' && c <= '~'; });
+    uint16_t type = read16(payload, at), klass = read16(payload, at + 2);
+    at += 4;
+    int records = read16(payload, 6) + read16(payload, 8) + read16(payload, 10);
+    for (int i = 0; i < records; i++)
+        if (!skip_record(payload, at))
+            return false;
+    return printable && type != 0 && klass == 1 && at == payload.size();
+}
+
+Found find_dns_message(Bytes head, bool known, Bytes& message)
+{
+    constexpr size_t prefix = 2;
+    if (head.size() < prefix + header_size)
+        return Found::need_more;
+    size_t length = read16(head, 0);
+    head = head.subspan(prefix);
+    message = head.first(std::min(head.size(), length));
+    if (!known && (length < header_size || !is_dns_header(head)))
+        return Found::no;
+    if (head.size() < length)
+        return Found::need_more;
+    return known || is_dns_message(message) ? Found::yes : Found::no;
+}
 
 bool read_dns(Bytes payload, DnsMessage& message)
 {

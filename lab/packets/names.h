@@ -22,11 +22,16 @@ struct DnsAnswer {
 };
 struct DnsMessage {
     bool is_response = false;
-    std::string question;
+    std::string question; // "." is the root; empty: there is none
     uint16_t question_type = 0;
     std::vector<DnsAnswer> answers;
 };
 bool read_dns(Bytes payload, DnsMessage& message);
+// Whether a payload at any port is one DNS message and nothing else: a question of the internet class in
+// printable letters, flags as queries and responses have them, and records to the last byte.
+bool is_dns_message(Bytes payload);
+// The message at the head of a stream, whose length precedes it. `known`: the port says that it is DNS.
+Found find_dns_message(Bytes head, bool known, Bytes& message);
 
 struct NetbiosPacket {
     uint8_t operation = 0; // of the name service; 1 for a datagram
@@ -42,7 +47,8 @@ Found read_tls_client_hello(Bytes head, TlsHello& hello);
 Found read_tls_server_hello(Bytes head, TlsHello& hello);
 
 struct HttpRequest {
-    std::string method, host, agent;
+    std::string method, agent;
+    std::string host; // as it came: with its port, if it has one
 };
 struct HttpResponse {
     uint16_t status = 0;

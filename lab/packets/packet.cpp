@@ -98,6 +98,13 @@ bool read_link(int link_type, Bytes frame, Packet& packet, Network& network)
     }
 }
 
+bool is_known_link(int link_type)
+{
+    constexpr int known[] = {DLT_EN10MB, DLT_LINUX_SLL, DLT_LINUX_SLL2, DLT_RAW,
+                             DLT_IPV4,   DLT_IPV6,      DLT_NULL,       DLT_LOOP};
+    return std::find(std::begin(known), std::end(known), link_type) != std::end(known);
+}
+
 // The rest of an IP datagram of `length` bytes, of which `bytes` were captured: a piece or a whole.
 Decoded decode_rest(Bytes bytes, uint32_t length, bool is_piece, Packet& packet, Fragment& fragment)
 {
@@ -109,17 +116,24 @@ Decoded decode_rest(Bytes bytes, uint32_t length, bool is_piece, Packet& packet,
     return Decoded::fragment;
 }
 
-Decoded decode_ipv4(Bytes bytes, Decoded too_short, Packet& packet, Fragment& fragment)
+// What a frame is that ends within its headers.
+Decoded too_short(uint32_t missing)
+{
+    return missing != 0 ? Decoded::truncated : Decoded::malformed;
+}
+
+// `missing`: bytes of the frame that were on the wire and not captured.
+Decoded decode_ipv4(Bytes bytes, uint32_t missing, Packet& packet, Fragment& fragment)
 {
     if (bytes.size() < 20)
-        return too_short;
+        return too_short(missing);
     uint32_t header = 4u * (bytes[0] & 15), total = read16(bytes, 2);
     if (total == 0) // left to the network card
-        total = static_cast<uint32_t>(bytes.size());
+        total = static_cast<uint32_t>(bytes.size()) + missing;
     if (bytes[0] >> 4 != 4 || header < 20 || total < header)
         return Decoded::malformed;
     if (bytes.size() < header)
-        return too_short;
+        return too_short(missing);
     packet.hops = bytes[8];
     packet.protocol = bytes[9];
     packet.source = address_from(&bytes[12], false);
@@ -137,10 +151,10 @@ bool is_extension(uint8_t protocol)
     return protocol == 0 || protocol == 43 || protocol == 44 || protocol == 51 || protocol == 60;
 }
 
-Decoded decode_ipv6(Bytes bytes, Decoded too_short, Packet& packet, Fragment& fragment)
+Decoded decode_ipv6(Bytes bytes, uint32_t missing, Packet& packet, Fragment& fragment)
 {
     if (bytes.size() < 40)
-        return too_short;
+        return too_short(missing);
     if (bytes[0] >> 4 != 6)
         return Decoded::malformed;
     uint32_t length = read16(bytes, 4);
@@ -150,13 +164,13 @@ Decoded decode_ipv6(Bytes bytes, Decoded too_short, Packet& packet, Fragment& fr
     packet.destination = address_from(&bytes[24], true);
     bytes = bytes.subspan(40);
     if (length == 0) // left to the network card
-        length = static_cast<uint32_t>(bytes.size());
+        length = static_cast<uint32_t>(bytes.size()) + missing;
     bool is_piece = false; // then what follows is put together first
     for (int i = 0; !is_piece && is_extension(packet.protocol); i++) {
         if (i == extensions_max || length < 8)
             return Decoded::malformed;
         if (bytes.size() < 8)
-            return too_short;
+            return too_short(missing);
         uint32_t size = packet.protocol == 44   ? 8
                         : packet.protocol == 51 ? 4u * (bytes[1] + 2u)
                                                 : 8u * (bytes[1] + 1u);
@@ -168,7 +182,7 @@ Decoded decode_ipv6(Bytes bytes, Decoded too_short, Packet& packet, Fragment& fr
         if (length < size)
             return Decoded::malformed;
         if (bytes.size() < size)
-            return too_short;
+            return too_short(missing);
         bytes = bytes.subspan(size);
         length -= size;
     }
@@ -233,13 +247,6 @@ Decoded decode_icmp(Bytes bytes, uint32_t length, Packet& packet)
 
 } // namespace
 
-bool is_known_link(int link_type)
-{
-    constexpr int known[] = {DLT_EN10MB, DLT_LINUX_SLL, DLT_LINUX_SLL2, DLT_RAW,
-                             DLT_IPV4,   DLT_IPV6,      DLT_NULL,       DLT_LOOP};
-    return std::find(std::begin(known), std::end(known), link_type) != std::end(known);
-}
-
 Decoded decode_transport(Bytes bytes, uint32_t length, Packet& packet)
 {
     switch (packet.protocol) {
@@ -257,16 +264,18 @@ Decoded decode_transport(Bytes bytes, uint32_t length, Packet& packet)
 
 Decoded decode_frame(int link_type, Bytes frame, uint32_t frame_length, Packet& packet, Fragment& fragment)
 {
+    if (!is_known_link(link_type))
+        return Decoded::unknown_link;
     packet.frame_length = frame_length;
-    Decoded too_short = frame.size() < frame_length ? Decoded::truncated : Decoded::malformed;
+    uint32_t missing = frame_length - static_cast<uint32_t>(std::min<size_t>(frame.size(), frame_length));
     Network network;
     if (!read_link(link_type, frame, packet, network) || !skip_tags(network, packet))
-        return too_short;
+        return too_short(missing);
     switch (network.ethertype) {
     case ethertype_ipv4:
-        return decode_ipv4(network.bytes, too_short, packet, fragment);
+        return decode_ipv4(network.bytes, missing, packet, fragment);
     case ethertype_ipv6:
-        return decode_ipv6(network.bytes, too_short, packet, fragment);
+        return decode_ipv6(network.bytes, missing, packet, fragment);
     default:
         return Decoded::not_ip;
     }

@@ -49,10 +49,7 @@ struct Fragment {
     Bytes bytes;
 };
 
-enum class Decoded { packet, fragment, not_ip, other_protocol, truncated, malformed };
-
-// Whether decode_frame() reads frames of this pcap link type.
-bool is_known_link(int link_type);
+enum class Decoded { packet, fragment, not_ip, other_protocol, truncated, malformed, unknown_link };
 
 // Reads one frame. `packet` is complete for Decoded::packet; for Decoded::fragment it lacks the transport,
 // and `fragment` is filled. `frame_length` is the length on the wire.

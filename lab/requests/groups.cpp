@@ -3,6 +3,7 @@
 #include "lab/requests/ip_tables.h"
 #include "lab/requests/list_file.h"
 #include "lab/requests/listing.h"
+#include "lab/world/words.h"
 
 namespace {
 
@@ -105,7 +106,7 @@ uint64_t sessions_of(const World& world, const DnsGroup& group)
     std::vector<bool> matches(world.texts.size());
     for (TextId id = 1; id < world.texts.size(); id++)
         for (std::string_view name : group.names) {
-            std::string_view host = world.text(id);
+            std::string_view host = name_of_host(world.text(id));
             if (host == name || (host.size() > name.size() && host.ends_with(name) &&
                                  host[host.size() - name.size() - 1] == '.'))
                 matches[id] = true;

@@ -1,5 +1,6 @@
 // The daemons about themselves: modules, keys, workers, disk, and the reports that are one line of counters.
 #include "lab/dictionary/applications.h"
+#include "lab/packets/capture.h"
 #include "lab/requests/appliance.h"
 #include "lab/requests/listing.h"
 #include "lab/requests/settings.h"
@@ -102,9 +103,7 @@ void log_stat(Appliance& appliance, Turn& turn)
 
 void log_get(Appliance& appliance, Turn& turn)
 {
-    const CaptureCounts& capture = appliance.world.capture;
-    turn.say("packets=%lu truncated=%lu malformed=%lu not_ip=%lu other=%lu fragments=%lu\n", capture.packets,
-             capture.truncated, capture.malformed, capture.not_ip, capture.other_protocol, capture.fragments);
+    turn.say("%s\n", counts_text(appliance.world.capture).c_str());
 }
 
 void query_stat(Appliance& appliance, Turn& turn)

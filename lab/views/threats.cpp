@@ -8,7 +8,7 @@ namespace {
 // Which sessions touch an indicator: by the server's address, or by the name the client asked for.
 class IndicatorIndex {
 public:
-    explicit IndicatorIndex(const World& world)
+    explicit IndicatorIndex(const World& world) : traffic_(world)
     {
         for (const Indicator& indicator : world.indicators) {
             TextId name = 0;
@@ -23,7 +23,7 @@ public:
     }
     const Indicator* find(const Session& session) const
     {
-        auto named = by_name_.find(session.host);
+        auto named = by_name_.find(by_name_.empty() ? session.host : traffic_.name_of_host(session.host));
         if (named != by_name_.end())
             return named->second;
         auto placed = by_endpoint_.find(session.server);
@@ -33,6 +33,7 @@ public:
     }
 
 private:
+    const Traffic& traffic_;
     std::unordered_map<uint32_t, const Indicator*> by_endpoint_;
     std::unordered_map<TextId, const Indicator*> by_name_;
 };
@@ -63,9 +64,9 @@ public:
         for (auto i = asking.first; i != asking.second; ++i)
             if (world_.assets[i->second].port == 0 && session.client != session.server)
                 visit(i->second, false);
-        if (session.host == 0)
+        if (session.host == 0 || by_name_.empty())
             return;
-        auto named = by_name_.equal_range(session.host);
+        auto named = by_name_.equal_range(world_.name_of_host(session.host));
         for (auto i = named.first; i != named.second; ++i)
             visit(i->second, true);
     }

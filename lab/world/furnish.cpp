@@ -2,6 +2,7 @@
 
 #include "lab/dictionary/gbk.h"
 #include "lab/world/geography.h"
+#include "lab/world/words.h"
 
 #include <algorithm>
 
@@ -92,7 +93,7 @@ void furnish_assets(World& world)
     }
     size_t named = 0; // services known by their name
     for (const Session& session : world.sessions) {
-        std::string name{world.text(session.host)};
+        std::string name{name_of_host(world.text(session.host))};
         bool known = std::any_of(world.assets.begin(), world.assets.end(), [&](const AssetObject& asset) {
             return asset.name == name || asset.text == name;
         });

@@ -68,10 +68,10 @@ struct ProtocolEvent {
     std::string text{}; // syslog message, SSH banner, or NetBIOS name in first-level encoding; empty for TLS
 };
 
-// Packets that could not become part of a session, by reason (capture files only).
+// The packets of a capture: those of sessions, and by reason those that could not become part of one.
 struct CaptureCounts {
-    uint64_t packets = 0; // all of the file
-    uint64_t truncated = 0, malformed = 0, not_ip = 0, other_protocol = 0, fragments = 0;
+    uint64_t packets = 0, followed = 0; // all, and those of sessions
+    uint64_t unknown_link = 0, truncated = 0, malformed = 0, not_ip = 0, other_protocol = 0, fragments = 0;
 };
 
 struct Traffic {
@@ -88,6 +88,8 @@ struct Traffic {
     const Address& address(uint32_t endpoint) const { return endpoints[endpoint].address; }
     const Location& location(uint32_t endpoint) const { return locations[endpoints[endpoint].location]; }
     std::string_view text(TextId id) const { return texts.at(id); }
+    // The name that a session's host is known by elsewhere: the host without its port. 0: known nowhere.
+    TextId name_of_host(TextId host) const;
     uint32_t endpoint_of(const Address& address); // finds or adds
     // The endpoint's name, or its address as text where no name was learnt.
     std::string name_of(uint32_t endpoint) const;

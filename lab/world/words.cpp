@@ -29,3 +29,10 @@ const char* tls_version_word(uint16_t version)
     static constexpr const char* words[] = {"TLS1.0", "TLS1.1", "TLS1.2", "TLS1.3"};
     return version >= 0x0301 && version <= 0x0304 ? words[version - 0x0301] : "";
 }
+
+std::string_view name_of_host(std::string_view host)
+{
+    if (host.starts_with('['))
+        return host.substr(1, host.find(']') - 1);
+    return host.substr(0, host.find(':'));
+}

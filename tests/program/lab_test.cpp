@@ -239,6 +239,23 @@ TEST(Lab, CapturesAreCaptureFiles)
     EXPECT_GT(packets_in(read_file(file)), 1);
 }
 
+// A root that holds what the lab did not make stays as it is.
+TEST(Lab, TheFilesOfOthersAreLeftAlone)
+{
+    PrivateRoot others;
+    others.write("/conf/kestrel.conf", "theirs");
+    for (const std::string& root : {others.path(), std::string("/")}) {
+        FILE* out = popen(("'" VIGIL_BINARY_DIR "/lab/vigil-lab' --root '" + root + "' 2>&1").c_str(), "re");
+        ASSERT_NE(out, nullptr);
+        char said[256] = "";
+        EXPECT_NE(fgets(said, sizeof said, out), nullptr);
+        EXPECT_EQ(said, "vigil-lab: " + root + " is not empty, and not the lab's own\n");
+        EXPECT_EQ(WEXITSTATUS(pclose(out)), 2);
+    }
+    EXPECT_EQ(read_file(others.path() + "/conf/kestrel.conf"), "theirs");
+    EXPECT_FALSE(std::filesystem::exists(others.path() + "/usr/ramdisk/bin/dict.so"));
+}
+
 TEST(Lab, BadClientsCostOnlyThemselves)
 {
     Lab lab("200");

@@ -2,6 +2,7 @@
 #include "lab/packets/capture.h"
 #include "lab/packets/flow_table.h"
 #include "lab/packets/fragments.h"
+#include "tests/unit/private_files.h"
 
 #include <gtest/gtest.h>
 #include <pcap/pcap.h>
@@ -19,6 +20,13 @@ std::string conversation(const World& world, const Session& s)
            std::to_string(s.server_port) + ' ' + std::to_string(s.up_packets) + ' ' +
            std::to_string(s.up_bytes) + ' ' + std::to_string(s.down_packets) + ' ' +
            std::to_string(s.down_bytes);
+}
+
+bool read_content(const std::string& content, World& world, std::string& error)
+{
+    static PrivateFiles files;
+    files.write("/capture", content);
+    return read_capture(files.path + "/capture", world, error);
 }
 
 World sample_world()
@@ -124,6 +132,130 @@ TEST(LabCapture, SessionsCarryWhatTheProgramsSaid)
     EXPECT_EQ(world.netbios_events[0].text, "EGEJEMEFFDEFFCFGEFFCDBCACACACA"); // FILESERVER1 and blanks
     ASSERT_EQ(world.syslog_events.size(), 1u);
     EXPECT_NE(world.syslog_events[0].text.find("disk usage \"91%\" on C:\\data"), std::string::npos);
+}
+
+// --- pcapng
+
+// Writes blocks in the byte order of their section.
+struct Blocks {
+    bool big;
+    std::string bytes;
+
+    std::string number(uint64_t value, size_t size) const
+    {
+        std::string out(size, '\0');
+        for (size_t i = 0; i < size; i++)
+            out[big ? size - 1 - i : i] = static_cast<char>(value >> 8 * i);
+        return out;
+    }
+    void add(uint32_t type, std::string body)
+    {
+        body.resize((body.size() + 3) / 4 * 4);
+        std::string length = number(body.size() + 12, 4);
+        bytes += number(type, 4) + length + body + length;
+    }
+    void section()
+    {
+        add(0x0a0d0d0a, number(0x1a2b3c4d, 4) + number(1, 2) + number(0, 2) + number(~0ULL, 8));
+    }
+    void interface(uint16_t link, uint32_t snapshot, const std::string& options)
+    {
+        add(1, number(link, 2) + number(0, 2) + number(snapshot, 4) + options);
+    }
+    std::string option(uint16_t code, const std::string& value) const
+    {
+        std::string padded = value;
+        padded.resize((value.size() + 3) / 4 * 4);
+        return number(code, 2) + number(value.size(), 2) + padded;
+    }
+    void packet(uint32_t interface, uint64_t clock, const std::string& kept, uint32_t length)
+    {
+        add(6, number(interface, 4) + number(clock >> 32, 4) + number(clock & UINT32_MAX, 4) +
+                   number(kept.size(), 4) + number(length, 4) + kept);
+    }
+};
+
+// From 10.0.0.1 to 10.0.0.2, three bytes behind the header.
+std::string datagram(uint16_t from)
+{
+    std::string out("\x45\0\0\x1f\0\1\0\0\x40\x11\0\0\x0a\0\0\1\x0a\0\0\2\0\0\x27\x0f\0\x0b\0\0abc", 31);
+    out[20] = static_cast<char>(from >> 8);
+    out[21] = static_cast<char>(from);
+    return out;
+}
+
+// Sections of either byte order; interfaces with links, snapshot lengths and clocks of their own.
+std::string blocks_of_two_sections()
+{
+    const std::string ethernet("\2\0\0\0\0\2\2\0\0\0\0\1\x08\0", 14);
+    Blocks little{false, ""}, big{true, ""};
+    little.section();
+    little.interface(101, 0, "");                                                 // microseconds
+    little.interface(1, 44, little.option(2, "eth0") + little.option(9, "\x09")); // nanoseconds
+    little.interface(147, 0, "");                                                 // a link that is not read
+    little.packet(0, 1700000001'000000ULL, datagram(1001), 31);
+    little.packet(1, 1700000002'000000000ULL, (ethernet + datagram(1002)).substr(0, 44), 45);
+    little.packet(2, 1700000003'000000ULL, "?", 1);
+    little.add(0x4000badd, "passed over");
+    little.add(3, little.number(31, 4) + datagram(1003)); // without a time: that of the packet before
+    big.section();
+    big.interface(101, 65535,
+                  big.option(9, "\x8a") + big.option(14, big.number(1600000000, 8)) + big.option(0, ""));
+    big.packet(0, 1024ULL * 100'000'004, datagram(1004), 31); // 1024 a second, from an offset
+    big.add(2, big.number(0, 2) + big.number(7, 2) + big.number(0, 4) + big.number(1024 * 5, 4) +
+                   big.number(31, 4) + big.number(31, 4) + datagram(1005)); // the old kind
+    return little.bytes + big.bytes;
+}
+
+TEST(LabPcapng, InterfacesHaveLinksLengthsAndClocksOfTheirOwn)
+{
+    World world;
+    std::string error;
+    ASSERT_TRUE(read_content(blocks_of_two_sections(), world, error)) << error;
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(world.capture.packets, 6u);
+    EXPECT_EQ(world.capture.unknown_link, 1u);
+    std::vector<std::pair<uint16_t, uint32_t>> found;
+    for (const Session& session : world.sessions)
+        found.emplace_back(session.client_port, session.birth);
+    EXPECT_EQ(found, (std::vector<std::pair<uint16_t, uint32_t>>{{1005, 1600000005},
+                                                                 {1001, 1700000001},
+                                                                 {1002, 1700000002},
+                                                                 {1003, 1700000003},
+                                                                 {1004, 1700000004}}));
+    EXPECT_EQ(session_from(world, 1002).up_bytes, 45u);
+}
+
+// Cut and damaged files: what comes before the damage counts, and the reason names the packet.
+TEST(LabPcapng, DamageIsNamedAndNeverFatal)
+{
+    const std::string whole = blocks_of_two_sections();
+    std::mt19937 random(7);
+    size_t stopped = 0;
+    for (size_t i = 0; i < whole.size() + 200; i++) {
+        std::string part = i < whole.size() ? whole.substr(0, i) : whole;
+        for (size_t hits = i < whole.size() ? 0 : 1 + random() % 4; hits > 0; hits--)
+            part[4 + random() % (part.size() - 4)] = static_cast<char>(random());
+        World world;
+        std::string error;
+        read_content(part, world, error);
+        ASSERT_LE(world.capture.packets, 6u);
+        stopped += error.starts_with("packet " + std::to_string(world.capture.packets + 1) + ": ") ? 1 : 0;
+    }
+    EXPECT_GT(stopped, whole.size() * 9 / 10);
+}
+
+TEST(LabCapture, AFileThatEndsEarlyCountsUpToThere)
+{
+    std::ifstream file(sample, std::ios::binary);
+    std::string content(20000, '\0');
+    file.read(content.data(), static_cast<std::streamsize>(content.size()));
+    World world;
+    std::string error;
+    ASSERT_TRUE(read_content(content, world, error));
+    EXPECT_FALSE(world.sessions.empty());
+    EXPECT_EQ(error.substr(0, error.find(':')), "packet " + std::to_string(world.capture.packets + 1));
+    EXPECT_NE(error.find("truncated dump file"), std::string::npos) << error;
 }
 
 TEST(LabCapture, UnreadableFilesAreRefusedWithAReason)
@@ -360,6 +492,48 @@ TEST(LabPacket, EveryLinkLeadsToTheSamePacket)
             Packet part;
             EXPECT_NE(decode_frame(c.link, Bytes{frame}.first(cut), 77, part, piece), Decoded::packet) << cut;
         }
+    }
+}
+
+// Lengths that contradict each other, and pieces that were cut when they were captured.
+TEST(LabPacket, WhatWasNotCapturedIsKnownFromTheHeaders)
+{
+    const std::string udp = datagram(1000);
+    auto with = [](std::string bytes, std::initializer_list<std::pair<size_t, char>> changes) {
+        for (auto [at, value] : changes)
+            bytes[at] = value;
+        return bytes;
+    };
+    // Next header 44, then the piece: more to come.
+    const std::string ipv6 = std::string("\x60\0\0\0\0\x13\x2c\x40", 8) + std::string(15, '\0') + '\1' +
+                             std::string(15, '\0') + '\2' + std::string("\x11\0\0\1\0\0\0\1", 8) +
+                             udp.substr(20);
+    const struct {
+        const char* what;
+        std::string frame;
+        uint32_t cut; // bytes that were not captured
+        Decoded decoded;
+        uint32_t payload_length;
+    } cases[] = {
+        {"UDP longer than its frame", with(udp, {{24, 2}}), 0, Decoded::packet, 3},
+        {"UDP shorter than its frame", with(udp, {{25, 9}}), 0, Decoded::packet, 1},
+        {"no IPv4 length", with(udp, {{3, 0}}), 3, Decoded::packet, 3},
+        {"IPv4 longer than its frame", with(udp, {{2, 1}}), 0, Decoded::packet, 3},
+        {"first piece", with(udp, {{6, 0x20}}), 0, Decoded::fragment, 0},
+        {"first piece, cut", with(udp, {{6, 0x20}}), 2, Decoded::packet, 3},
+        {"later piece, cut", with(udp, {{6, 0x20}, {7, 9}}), 2, Decoded::truncated, 0},
+        {"first piece of IPv6, cut", ipv6, 2, Decoded::truncated, 0},
+    };
+    for (auto& c : cases) {
+        std::vector<uint8_t> frame(c.frame.begin(), c.frame.end() - c.cut);
+        Packet packet;
+        Fragment piece;
+        Fragments fragments;
+        Decoded decoded = decode_frame(DLT_RAW, frame, static_cast<uint32_t>(c.frame.size()), packet, piece);
+        if (decoded == Decoded::fragment)
+            decoded = fragments.add(piece, packet);
+        EXPECT_EQ(decoded, c.decoded) << c.what;
+        EXPECT_EQ(packet.payload_length, c.payload_length) << c.what;
     }
 }
 

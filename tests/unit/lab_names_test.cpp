@@ -58,6 +58,42 @@ TEST(LabNames, DnsPointersThatLeadAstrayAreRefused)
     }
 }
 
+// At ports that say nothing only what is DNS to its last byte is taken for it.
+TEST(LabNames, DnsIsKnownByItsContent)
+{
+    const std::string root = text("\0\1\1\0\0\1\0\0\0\0\0\0\0\0\2\0\1");
+    DnsMessage message;
+    ASSERT_TRUE(read_dns(bytes_of(root), message));
+    EXPECT_EQ(message.question, ".");
+    EXPECT_STREQ(dns_type_word(message.question_type), "NS");
+    std::string other_class = root, update = root, answered = root, unprintable = dns_response;
+    other_class[16] = 3;
+    update[2] = 0x29;
+    answered[7] = 1;
+    unprintable[13] = 7;
+    const struct {
+        std::string payload;
+        bool is_dns;
+    } cases[] = {
+        {root, true},
+        {dns_response, true},
+        {dns_response + "x", false},
+        {dns_response.substr(0, dns_response.size() - 1), false},
+        {std::string(40, '\0'), false},
+        {other_class, false},
+        {update, false},
+        {answered, false}, // a query with a record
+        {unprintable, false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(is_dns_message(bytes_of(c.payload)), c.is_dns) << testing::PrintToString(c.payload);
+        std::string stream = std::string{'\0', static_cast<char>(c.payload.size())} + c.payload;
+        Bytes found;
+        EXPECT_EQ(find_dns_message(bytes_of(stream), false, found), c.is_dns ? Found::yes : Found::no);
+        EXPECT_EQ(find_dns_message(bytes_of(stream).first(5), false, found), Found::need_more);
+    }
+}
+
 TEST(LabNames, ForeignTextIsMadePrintable)
 {
     EXPECT_EQ(clean_word("a b\"c\\d\n\xff", 20), "a_b_c_d__");
@@ -114,7 +150,7 @@ TEST(LabNames, HttpAndSshHeads)
                                 request),
               Found::yes);
     EXPECT_EQ(request.method, "POST");
-    EXPECT_EQ(request.host, "shop.example");
+    EXPECT_EQ(request.host, "shop.example:8080");
     EXPECT_EQ(request.agent, "tool/1");
     HttpResponse response;
     ASSERT_EQ(read_http_response(bytes_of("HTTP/1.0 404 Not Found\r\nServer: webd/2\r\n\r\n"), response),
@@ -125,6 +161,12 @@ TEST(LabNames, HttpAndSshHeads)
     EXPECT_EQ(read_ssh_banner(bytes_of("SSH-2.0-a_1"), banner), Found::need_more);
     ASSERT_EQ(read_ssh_banner(bytes_of("SSH-2.0-a_1 \"x\"\r\n"), banner), Found::yes);
     EXPECT_EQ(banner, "SSH-2.0-a_1__x_");
+    for (auto [host, name] : {std::pair{"shop.example:8080", "shop.example"},
+                              {"shop.example", "shop.example"},
+                              {"[fd00::1]:80", "fd00::1"},
+                              {"[fd00::1", "fd00::1"},
+                              {"", ""}})
+        EXPECT_EQ(name_of_host(host), name);
 }
 
 TEST(LabNames, GarbageIsReadWithoutHarm)
@@ -145,6 +187,9 @@ TEST(LabNames, GarbageIsReadWithoutHarm)
         HttpResponse response;
         std::string banner;
         read_dns(exact, dns);
+        is_dns_message(exact);
+        Bytes message;
+        find_dns_message(exact, i % 2 == 0, message);
         read_netbios(exact, 137, netbios);
         read_netbios(exact, 138, netbios);
         read_tls_client_hello(exact, tls);
