@@ -3,7 +3,8 @@
 #   scripts/demo.sh         a short tour: each command line with its output
 #   scripts/demo.sh shell   a shell in which vigil works against the appliance; leaving it ends the appliance
 #   scripts/demo.sh all     every verb that is built; fails on an empty answer where there is something to show
-# LAB_ARGUMENTS replaces what the appliance is started with, for example "--sessions 100000 --seed 7".
+# LAB_ARGUMENTS replaces what the appliance is started with, for example "--sessions 100000 --seed 7" or
+# "--capture FILE"; what that traffic has nothing of is then no failure. The root is made below TMPDIR, or /tmp.
 set -eu
 cd "$(dirname "$0")/.."
 mode=${1:-tour}
@@ -15,44 +16,88 @@ tour | shell | all) ;;
     ;;
 esac
 
-scripts/setup.sh
-cmake --preset release >/dev/null
-cmake --build --preset release -j "$(nproc)" --target vigil vigil-lab >/dev/null
-
-root=$(mktemp -d /tmp/vigil.XXXXXX)
+give_up() {
+    echo "demo.sh: $*" >&2
+    exit 1
+}
+work=
 lab=
 finish() {
-    trap - EXIT INT TERM
+    trap - EXIT HUP INT PIPE TERM
     if [ -n "$lab" ]; then
         kill "$lab" 2>/dev/null || true
         wait "$lab" 2>/dev/null || true
     fi
-    rm -rf "$root" "$root.log"
+    [ -z "$work" ] || rm -rf "$work"
 }
 trap finish EXIT
+trap 'exit 129' HUP
 trap 'exit 130' INT
+trap 'exit 141' PIPE
 trap 'exit 143' TERM
 
-VIGIL_ROOT=$root
-TZ=${TZ:-UTC0}
-PATH=$PWD/build:$PATH
-export VIGIL_ROOT TZ PATH
+# A folder for everything that is made: sockets, files, and a library that vigil loads. Looked at before the long build.
+temporary=${TMPDIR:-/tmp}
+make_work_folder() {
+    work=$(mktemp -d "$temporary/vigil.XXXXXX" 2>/dev/null) ||
+        give_up "cannot make a folder in $temporary: set TMPDIR to a folder that can be written and is not full"
+    work=$(cd "$work" && pwd)
+    case $work in
+    *[:\ ]*) give_up "$work has a ':' or a blank in it: set TMPDIR to a folder without" ;;
+    esac
+    [ "${#work}" -le 74 ] || give_up "the name $work is too long for sockets below it: set TMPDIR to a shorter one"
+    dd if=/dev/zero of="$work/space" bs=1024 count=16384 2>/dev/null ||
+        give_up "$temporary is full: the demo needs 16 MiB there; set TMPDIR to another folder"
+    rm "$work/space"
+    echo '#!/bin/sh' >"$work/program"
+    chmod +x "$work/program"
+    "$work/program" 2>/dev/null ||
+        give_up "$temporary cannot hold a library (it is mounted noexec): set TMPDIR to another folder"
+}
+
+# One line that changes on a terminal, otherwise a line for every tenth part. What fails is shown whole.
+build() {
+    on_terminal=
+    [ ! -t 1 ] || on_terminal=1
+    echo "Building vigil and the lab appliance (minutes the first time, seconds later)"
+    cmake --preset release >"$work/build" 2>&1 || {
+        cat "$work/build" >&2
+        give_up "cmake failed"
+    }
+    {
+        cmake --build --preset release -j "$(nproc)" --target vigil vigil-lab 2>&1 || echo failed >"$work/failed"
+    } | tee "$work/build" | awk -v on_terminal="$on_terminal" '
+        !/^\[ *[0-9]+%\]/ { next }
+        on_terminal { printf "\r%-78.78s", $0 }
+        !on_terminal && int(substr($0, 2, 3) / 10) > last { last = int(substr($0, 2, 3) / 10); print last * 10 "%" }
+        { system("") } # what is printed is seen at once
+        END { if (on_terminal) printf "\r%-78s\r", "" }'
+    [ ! -e "$work/failed" ] || {
+        grep -v '^\[' "$work/build" >&2
+        give_up "the build failed"
+    }
+}
 
 start_lab() {
+    echo "Starting the lab appliance: ${LAB_ARGUMENTS:-the traffic of tests/data/sample.pcap}"
+    mkdir "$work/root"
+    VIGIL_ROOT=$work/root
+    TZ=${TZ:-UTC0}
+    PATH=$PWD/build:$PATH
+    export VIGIL_ROOT TZ PATH
     # shellcheck disable=SC2086 # words
-    build/lab/vigil-lab ${LAB_ARGUMENTS:---capture tests/data/sample.pcap} >"$root.log" 2>&1 &
+    build/lab/vigil-lab ${LAB_ARGUMENTS:---capture tests/data/sample.pcap} >"$work/lab" 2>"$work/lab.errors" &
     lab=$!
     waited=0
-    until [ -S "$root/var/tmp/obslog.d" ] && [ -S "$root/usr/ramdisk/var/mgmt.d" ] &&
-        [ -S "$root/usr/ramdisk/var/obschartd.d" ]; do
+    until [ -s "$work/lab" ]; do
         waited=$((waited + 1))
-        if ! kill -0 "$lab" 2>/dev/null || [ "$waited" -gt 600 ]; then
-            echo "the lab appliance does not serve:" >&2
-            cat "$root.log" >&2
-            exit 1
+        if ! kill -0 "$lab" 2>/dev/null || [ "$waited" -gt 6000 ]; then
+            cat "$work/lab.errors" >&2
+            give_up "the lab appliance does not serve"
         fi
         sleep 0.1
     done
+    [ -z "${LAB_ARGUMENTS:-}" ] || grep -v '^vigil-ouidb' "$work/lab.errors" >&2 || true
 }
 
 # Shows a command line and what it prints, cut to what fits a screen; the daemons' texts are GBK.
@@ -66,9 +111,9 @@ show() {
     done
     printf '\n'
     status=0
-    vigil "$@" >"$root/shown" || status=$?
-    cut -c 1-600 "$root/shown" | head -n 24 | iconv -c -f GBK -t UTF-8
-    [ -z "$(tail -c 1 "$root/shown")" ] || echo
+    vigil "$@" >"$work/shown" || status=$?
+    cut -c 1-600 "$work/shown" | head -n 24 | iconv -c -f GBK -t UTF-8
+    [ -z "$(tail -c 1 "$work/shown")" ] || echo
     [ "$status" -eq 0 ] || {
         echo "(status $status)"
         return 1
@@ -95,13 +140,24 @@ tour() {
     show obsiptable getcmp tid=1
     echo && echo "The sessions, largest first:"
     show ipobj listbussflow sort=bytes limit=20 lang=en
+    cat <<'END'
+
+What to try next:
+    scripts/demo.sh shell                                     a shell with this appliance, for commands of your own
+    scripts/demo.sh all                                       every verb
+    LAB_ARGUMENTS="--capture FILE" scripts/demo.sh shell      the same with your own traffic
+END
 }
 
+make_work_folder
+scripts/setup.sh
+build
 start_lab
 case $mode in
 tour) tour ;;
 shell)
-    echo "vigil works here (VIGIL_ROOT=$root); try: vigil ipobj listbussflow sort=bytes limit=10"
+    echo "vigil works here (VIGIL_ROOT=$VIGIL_ROOT). Texts of the appliance are GBK. Try:"
+    echo "    vigil ipobj listbussflow sort=bytes limit=10 lang=en | iconv -c -f GBK"
     "${SHELL:-/bin/sh}" || true
     ;;
 all) . scripts/demo_verbs.sh ;;

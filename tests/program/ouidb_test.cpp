@@ -14,7 +14,7 @@ std::string ouidb(const PrivateRoot& root, std::string arguments)
         arguments.replace(at, 1, root.path());
     std::string output = root.path() + "/output";
     int status =
-        system((VIGIL_BINARY_DIR "/tools/vigil-ouidb " + arguments + " >" + output + " 2>&1").c_str());
+        system(("'" VIGIL_BINARY_DIR "/tools/vigil-ouidb' " + arguments + " >" + output + " 2>&1").c_str());
     return std::to_string(WEXITSTATUS(status)) + " " + read_file(output);
 }
 

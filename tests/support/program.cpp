@@ -275,7 +275,9 @@ void run_case(const Case& one)
         environment[name] = with_root(value, root.path());
     if (!one.fault.empty()) {
         environment["FAULT"] = with_root(one.fault, root.path());
-        environment["LD_PRELOAD"] = VIGIL_BINARY_DIR "/tests/faults.so";
+        const std::string library = root.path() + "/faults.so"; // a name without a blank
+        std::filesystem::create_symlink(VIGIL_BINARY_DIR "/tests/faults.so", library);
+        environment["LD_PRELOAD"] = library;
         environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
     }
     std::vector<std::string> arguments;
