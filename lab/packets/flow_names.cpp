@@ -9,8 +9,9 @@
 
 namespace {
 
-constexpr size_t head_max = 16384;   // bytes kept of a direction before giving up on it
-constexpr size_t events_max = 65536; // a log of the appliance holds no more
+constexpr size_t head_max = 16384;     // bytes kept of a direction before giving up on it
+constexpr size_t heads_max = 64 << 20; // of all directions: beyond, a head tells what it can at once or never
+constexpr size_t events_max = 65536;   // a log of the appliance holds no more
 
 bool either_port(const Packet& packet, uint16_t port)
 {
@@ -43,7 +44,9 @@ void FlowTable::examine_stream(const Packet& packet, Session& session, Flow& flo
         return;
     head.bytes.append(reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size());
     head.next += packet.payload_length;
-    bool cut = packet.payload.size() < packet.payload_length || head.bytes.size() > head_max;
+    heads_held_ += packet.payload.size();
+    bool cut = packet.payload.size() < packet.payload_length || head.bytes.size() > head_max ||
+               heads_held_ > heads_max;
     Bytes message;
     Found dns = find_dns_message(bytes_of(head.bytes), is_dns(packet), message);
     if (dns == Found::yes || is_dns(packet)) // there, a piece of one tells something too
@@ -52,6 +55,7 @@ void FlowTable::examine_stream(const Packet& packet, Session& session, Flow& flo
                    : examine_server_head(packet, bytes_of(head.bytes), session);
     if ((told && dns != Found::need_more) || cut) {
         head.done = true;
+        heads_held_ -= head.bytes.size();
         std::string{}.swap(head.bytes);
     }
 }

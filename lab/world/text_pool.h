@@ -10,6 +10,10 @@ using TextId = uint32_t;
 
 class TextPool {
 public:
+    TextPool() = default;
+    TextPool(TextPool&&) = default; // a copy would look texts up in the pool that it came from
+    TextPool& operator=(TextPool&&) = default;
+
     TextId intern(std::string_view text);
     bool find(std::string_view text, TextId& id) const; // false: no such text
     std::string_view at(TextId id) const { return texts_[id]; }

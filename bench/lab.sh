@@ -1,0 +1,37 @@
+#!/bin/sh
+# What the lab appliance costs: packets read per second of one core's time, and the memory of a million sessions, from
+# made-up captures through a pipe. Reports are asked afterwards, so that what they count is in the peak too.
+. "$(dirname "$0")/common.sh"
+cmake --build "$build" -j2 --target vigil-lab >"$work/make.log" 2>&1 || { cat "$work/make.log"; exit 1; }
+gcc -O2 -o "$work/gen_capture" "$here/gen_capture.c"
+ticks=$(getconf CLK_TCK)
+export VIGIL_ROOT="$work/lab"
+
+# cost NAME SESSIONS PACKETS_EACH HOSTS
+cost() {
+  : >"$work/lab.out"
+  "$work/gen_capture" "$2" "$3" "$4" |
+    taskset -c 0 "$build/lab/vigil-lab" --capture - >"$work/lab.out" 2>"$work/lab.errors" &
+  daemon=$!
+  until grep -q ^ready "$work/lab.out"; do
+    kill -0 "$daemon" 2>/dev/null || { cat "$work/lab.errors" >&2; exit 1; }
+    sleep 0.1
+  done
+  # Fields behind the program's name: 12 and 13 are the time in the program and in the kernel.
+  spent=$(sed 's/.*) //' "/proc/$daemon/stat" | awk -v ticks="$ticks" '{ print ($12 + $13) / ticks }')
+  for report in "ipobj listflow sort=byte" "ipobj listipa" "outconnect caluflow" "dnsflow caluflow" "hostinfo list" \
+    "assetsobj list" "malclog list" "mempcap dump"; do
+    # shellcheck disable=SC2086 # words
+    "$vigil" $report >"$work/report" || true
+  done
+  peak=$(awk '/^VmHWM/ { print int($2 / 1024) }' "/proc/$daemon/status")
+  packets=$(sed -n 's/.* packets=\([0-9]*\).*/\1/p' "$work/lab.errors")
+  echo "$1 $packets $spent $peak" |
+    awk '{ printf "%-28s %9d packets, %5.2f s: %8.0f packets a second; peak %4d MiB\n", $1, $2, $3, $2 / $3, $4 }'
+  stop_daemon
+}
+
+echo "asked: 200000 packets a second on one core; a million sessions below 1024 MiB"
+cost long-sessions 100000 50 65536
+cost a-million-sessions 1000000 8 65536
+cost a-million-of-strangers 1000000 8 4000000
