@@ -1,0 +1,77 @@
+#include "lab/daemon/options.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string_view>
+#include <variant>
+
+const char usage[] =
+    R"(usage: vigil-lab [--root DIR] [--capture FILE | --sessions N --seed S] [--now T] [--vendors FILE]
+
+Serves vigil's three control sockets below DIR until SIGTERM or SIGINT. Prints "ready DIR" once it serves.
+
+--root DIR      where everything goes: a folder without files, or one of an earlier run; the default is VIGIL_ROOT.
+                At most 79 bytes: sockets lie below it.
+--capture FILE  the world is the traffic of this capture file; "-" is standard input
+--sessions N    the world is made up: so many sessions (default 1000) ...
+--seed S        ... the same for the same seed (default 1)
+--now T         the time at which a made-up world ends, seconds since the epoch (default: now)
+--vendors FILE  list of vendor prefixes (default /usr/share/ieee-data/oui.txt)
+)";
+
+namespace {
+
+using Field = std::variant<std::string*, uint32_t*, uint64_t*>;
+
+struct OptionRow {
+    std::string_view key;
+    uint64_t most; // of a number
+    Field (*field)(Options& options);
+};
+
+constexpr OptionRow rows[] = {
+    {"--root",     0,           [](Options& o) { return Field{&o.root}; }              },
+    {"--capture",  0,           [](Options& o) { return Field{&o.capture}; }           },
+    {"--sessions", 100'000'000, [](Options& o) { return Field{&o.generator.sessions}; }},
+    {"--seed",     UINT64_MAX,  [](Options& o) { return Field{&o.generator.seed}; }    },
+    {"--now",      UINT32_MAX,  [](Options& o) { return Field{&o.generator.now}; }     },
+    {"--vendors",  0,           [](Options& o) { return Field{&o.vendors}; }           },
+};
+
+// False when the field takes a number and the text is none.
+bool take(const char* text, uint64_t most, Field field)
+{
+    if (std::string** place = std::get_if<std::string*>(&field)) {
+        **place = text;
+        return true;
+    }
+    char* end = nullptr;
+    uint64_t number = strtoull(text, &end, 10);
+    if (*text < '0' || *text > '9' || *end != '\0' || number > most)
+        return false;
+    if (uint32_t** place = std::get_if<uint32_t*>(&field))
+        **place = static_cast<uint32_t>(number);
+    else
+        *std::get<uint64_t*>(field) = number;
+    return true;
+}
+
+} // namespace
+
+std::string read_options(int argc, char** argv, Options& options)
+{
+    for (int i = 1; i < argc; i += 2) {
+        std::string key = argv[i];
+        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
+        if (key == "--help" || key == "-h")
+            return options.help = true, "";
+        const auto* row = std::ranges::find(rows, key, &OptionRow::key);
+        if (row == std::end(rows))
+            return "unknown option " + key + "; try --help";
+        if (value == nullptr)
+            return key + " needs a value";
+        if (!take(value, row->most, row->field(options)))
+            return key + " needs a number, not " + value;
+    }
+    return "";
+}

@@ -1,0 +1,16 @@
+#pragma once
+// What vigil-lab is told when it starts.
+#include "lab/world/generator.h"
+
+#include <string>
+
+struct Options {
+    std::string root, capture, vendors = "/usr/share/ieee-data/oui.txt";
+    GeneratorOptions generator;
+    bool help = false;
+};
+
+extern const char usage[];
+
+// Empty, or what is wrong with the command line.
+std::string read_options(int argc, char** argv, Options& options);
