@@ -32,7 +32,7 @@ TEST(Ouidb, MakesWhatItLists)
     root.write(
         "/list",
         "# A/B\n\n00:1a:2b  Vendor\tname (hex)\r\n00-1A-2C   (hex)\t\tother\n00-1A-2C (base 16)\tother\n"
-        "\t\t\t\tStreet 1/2\n001A2D third\n00:1A:2E/28 bits\n00:1A:2F A/S\n00:1A-2B two signs\n"
+        "\t\t\t\tStreet 1/2\n001A2D thirdthirdthirdthirdthirdthirdthirdthirdthirdthirdth\n00:1A:2E/28 bits\n00:1A:2F A/S\n00:1A-2B two signs\n"
         "00:1A:30 \n00:1A:2B again\n00:1A:31 " +
             std::string(53, 'v') + "\n00:1A:32 last");
     EXPECT_EQ(
@@ -40,8 +40,9 @@ TEST(Ouidb, MakesWhatItLists)
         "0 " + said({"lines with a \"/\", which the appliance will not read: 2", "lines without a prefix: 1",
                      "lines without a name: 1", "lines whose prefix was seen before: 1",
                      "lines whose name the appliance cuts at 52 characters: 1"}));
-    const std::string listed = "0 00:1A:2B Vendor name (hex)\n00:1A:2C other\n00:1A:2D third\n00:1A:31 " +
-                               std::string(52, 'v') + "\n00:1A:32 last\n";
+    const std::string listed =
+        "0 00:1A:2B Vendor name (hex)\n00:1A:2C other\n00:1A:2D thirdthirdthirdthirdthirdthirdthirdthirdthirdthirdth\n00:1A:31 " +
+        std::string(52, 'v') + "\n00:1A:32 last\n";
     EXPECT_EQ(std::filesystem::file_size(root.path() + "/db") % 16, 0u);
     EXPECT_EQ(ouidb(root, "list @/db" + key), listed);
     EXPECT_EQ(ouidb(root, "list @/db"), "255 invalid file\n");
