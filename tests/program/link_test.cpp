@@ -1,8 +1,8 @@
 // The session between a run and a daemon, above all where it goes wrong.
-#include "base/output.h"
 #include "link/answer.h"
 #include "link/dictionary.h"
 #include "link/rpc_session.h"
+#include "tests/support/captured_output.h"
 #include "tests/support/program.h"
 
 #include <algorithm>
@@ -187,14 +187,6 @@ protected:
         EXPECT_EQ(0, segments_of(getpid()));
     }
     std::string socket(Daemon daemon = Daemon::analysis) const { return root.path() + socket_of(daemon); }
-    // What `act` prints.
-    template <class Act> static std::string printed(Act act)
-    {
-        testing::internal::CaptureStdout();
-        act();
-        flush_output();
-        return testing::internal::GetCapturedStdout();
-    }
     // A record that nobody has given data.
     static RequestRecord request(uint32_t code = 2055)
     {
@@ -223,7 +215,7 @@ protected:
 TEST_F(Session, WithoutASegmentNothingIsSent)
 {
     RequestRecord record = request();
-    EXPECT_EQ("shminit fail\n", printed([&] { EXPECT_EQ(-1, rpc_exchange("/nowhere", record)); }));
+    EXPECT_EQ("shminit fail\n", captured_output([&] { EXPECT_EQ(-1, rpc_exchange("/nowhere", record)); }));
     EXPECT_EQ(nullptr, rpc_segment());
 }
 
@@ -243,7 +235,7 @@ TEST_F(Session, APathThatNoAddressHoldsIsInvalid)
 {
     std::string path(108, 'p');
     EXPECT_EQ("socket_connect: invalid path\ncan't connect to " + path,
-              printed([&] { EXPECT_EQ(-1, rpc_init(path.c_str(), 4096)); }));
+              captured_output([&] { EXPECT_EQ(-1, rpc_init(path.c_str(), 4096)); }));
 }
 
 TEST_F(Session, LaterExchangesConnectToThePathTheyName)
@@ -331,9 +323,10 @@ TEST_F(Session, AFailedFetchSaysSo)
         path, {{{.code = 511, .wants_dictionary = true, .address = 0}, {.error = 9, .error_text = "LOCKED"}},
                {{.code = 511, .wants_dictionary = true, .address = 0}, {.close_without_reply = true}}});
     ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
-    EXPECT_EQ("rpc_syncdesc: LOCKED(9)\n", printed([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
+    EXPECT_EQ("rpc_syncdesc: LOCKED(9)\n",
+              captured_output([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
     EXPECT_EQ("rpc_syncdesc: r_Success_0(5)\n",
-              printed([&] { EXPECT_EQ(nullptr, application_entry_name(2)); }));
+              captured_output([&] { EXPECT_EQ(nullptr, application_entry_name(2)); }));
 }
 
 TEST_F(Session, ALibraryWithoutASymbolIsRefused)

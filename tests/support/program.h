@@ -2,25 +2,10 @@
 // Whole-program tests: the built vigil runs below a private root against a scripted daemon. One table entry a
 // behaviour: the arguments, the requests that must arrive with their replies, the complete output and status.
 //
-//   static const Case cases[] = {
-//       {.name = "counts the batches",
-//        .arguments = {"gadget", "list", "sort=hits"},
-//        .daemon = Daemon::management,
-//        .exchanges = {{{.code = 2055, .module = "gadget", .data = trailing("sort=hits ")},
-//                       {.answer = Bytes(48).u64(16, 7).text(24, "a", 8), .count = 1, .last = false, .cursor
-//                       = 9}},
-//                      {{.code = 2055, .module = "gadget", .data = trailing("sort=hits "), .cursor = 9},
-//                      {}}},
-//        .output = R"({"data":[{"hits":7,"name":"a"}], "total":1})",
-//        .dictionary = "full",                          // installs tests/support/dict
-//        .files = {{"/conf/obscfg.conf", "appcolor ..."}}},
-//       {.name = "prints the daemon's refusal",
-//        .arguments = {"gadget", "list"},
-//        .exchanges = {{{.code = 2055, .module = "gadget", .data = trailing("")},
-//                       {.error = 3, .error_text = "BUSY"}}},
-//        .output = "BUSY\n", .status = 255},
-//   };
-//   TEST(Gadget, List) { run_cases(cases); }
+//   command("gadget list sort=hits", Daemon::management,
+//           {{{.code = 2055, .module = "gadget", .data = trailing("sort=hits ")},
+//             {.answer = Bytes(48).u64(16, 7).text(24, "a", 8), .count = 1}}},
+//           R"({"data":[{"hits":7,"name":"a"}], "total":1})"),
 //
 // Every run also checks: nothing on standard error, no request beyond the script and none missing, a current
 // request time, a segment of mode 0600 and of the size that the record names, and no segment left behind.

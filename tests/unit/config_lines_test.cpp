@@ -6,10 +6,10 @@
 #include "common/command_registry.h"
 #include "common/custom_ranges.h"
 #include "common/intelligence.h"
+#include "tests/support/garbage.h"
 #include "tests/unit/private_files.h"
 
 #include <gtest/gtest.h>
-#include <random>
 
 namespace {
 
@@ -129,11 +129,13 @@ TEST(ConfigLines, HandlersRefuse)
                  {assetsdesc_line, "pid=3 name=b value=0", ""},
                  {assetsdesc_line, "pid=3 name=c value=", ""},
                  {assetsdesc_line, "pid=3 name=d value=", "EXISTS\n"},
-                 {assetsdesc_line, "id=4096 pid=3 name=e", ""}};
+                 {assetsdesc_line, "id=4096 pid=3 name=e", ""},
+                 {assetsdesc_line, "logicid=70 pid=3 name=f", ""}};
     for (const auto& c : cases)
         EXPECT_EQ(refusal(c.handler, c.text), c.refusal) << c.text;
-    EXPECT_EQ(assetsdesc_totals().assets, 4u);
+    EXPECT_EQ(assetsdesc_totals().assets, 5u);
     EXPECT_EQ(assetsdesc_totals().highest_slot, 4096u);
+    EXPECT_EQ(assetsdesc_totals().highest_logical_id, 70u);
     EXPECT_EQ(assetsdesc_totals().groups, 2u);
 }
 
@@ -180,31 +182,17 @@ TEST(ConfigLines, IntelligenceSourcesNeedBothNames)
 TEST(ConfigLines, GarbageStaysWithinItsFields)
 {
     fresh_tables();
-    static const char* const pieces[] = {"mac",         "ip=",
-                                         "m=",          "d=",
-                                         "pid=",        "iprng=",
-                                         "info=",       "id=",
-                                         "value=",      "name=",
-                                         "1.2.3.4",     "::1",
-                                         "0:1:2:3:4:5", "/",
-                                         "-",           "\"",
-                                         " ",           "  ",
-                                         "\t",          "\r",
-                                         "=",           "99999999999999999999",
-                                         "any",         "cname=",
-                                         "vendor=",     "logicid=",
-                                         "#",           "-1"};
+    Garbage garbage(11,
+                    {"w ip=1.2.3.4 d=\"x\" pid=7", "w m=0:1:2:3:4:5 d=x", "w iprng=10.0.0.0/8 info=y",
+                     "w iprng=any-1 info=", "w id=31 name=a cname=b vendor=-1",
+                     "w id=-1 pid=1024 name=a logicid=99999999999999999999 value=::1"},
+                    " \t\r=\"#/-:19");
     RecordHandler* const handlers[] = {ipmacdesc_line, cusiprng_line, itlgc_line, assetsdesc_group_line,
                                        assetsdesc_line};
-    std::mt19937 random(11);
-    for (int i = 0; i < 100000; i++) {
-        std::string line = "w ";
-        for (auto n = random() % 12; n > 0; n--)
-            line += random() % 4 != 0 ? std::string(pieces[random() % std::size(pieces)])
-                                      : std::string(random() % 16 == 0 ? random() % 2000 : random() % 4,
-                                                    static_cast<char>(random()));
+    for (int i = 0; i < garbage_inputs; i++) {
+        auto line = garbage.next_copy();
         RequestRecord carrier;
-        if (carry_line(line.data(), carrier) != 0)
+        if (carry_line(line.get(), carrier) != 0)
             continue;
         handlers[i % 5](carrier);
         ASSERT_LT(strnlen(carrier_text(carrier), 120), 120u);

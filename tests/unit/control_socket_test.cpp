@@ -1,6 +1,6 @@
 #include "link/control_socket.h"
 
-#include "base/output.h"
+#include "tests/support/captured_output.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -26,15 +26,6 @@ extern "C" int listen(int fd, int waiting) noexcept
 }
 
 namespace {
-
-// What `act` prints to standard output.
-template <class Act> std::string printed(Act act)
-{
-    testing::internal::CaptureStdout();
-    act();
-    flush_output();
-    return testing::internal::GetCapturedStdout();
-}
 
 TEST(ControlSocket, ClassifiesInPlace)
 {
@@ -129,8 +120,9 @@ TEST_F(Endpoints, ListenAcceptAndMoveWholeBuffers)
         EXPECT_EQ(1, option_of(listener, SO_ACCEPTCONN));
         EXPECT_EQ(1024, backlog);
         EXPECT_EQ(ipv4 ? 1 : 0, option_of(listener, SO_REUSEPORT));
-        EXPECT_EQ("", printed([&] { EXPECT_GT(0, socket_accept(listener, 0)); })); // nobody there: no message
-        EXPECT_EQ("", printed([&] { EXPECT_EQ(-1, socket_accept(listener, 1)); }));
+        EXPECT_EQ("", captured_output(
+                          [&] { EXPECT_GT(0, socket_accept(listener, 0)); })); // nobody there: no message
+        EXPECT_EQ("", captured_output([&] { EXPECT_EQ(-1, socket_accept(listener, 1)); }));
 
         int near = socket_connect(("udp:" + address).c_str()); // a stream socket all the same
         ASSERT_LE(0, near);
@@ -229,20 +221,20 @@ TEST_F(Endpoints, SaysWhatFailed)
         {socket_listen, "udp:192.0.2.1:9000", nowhere},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(c.printed, printed([&] { EXPECT_EQ(-1, c.make(c.address.c_str())); })) << c.address;
+        EXPECT_EQ(c.printed, captured_output([&] { EXPECT_EQ(-1, c.make(c.address.c_str())); })) << c.address;
     EXPECT_EQ("socket_accept: Bad file descriptor(9)\n",
-              printed([&] { EXPECT_GT(0, socket_accept(-1, 0)); }));
+              captured_output([&] { EXPECT_GT(0, socket_accept(-1, 0)); }));
 
     sockaddr_in any{};
     any.sin_family = AF_INET;
     int taken = socket(AF_INET, SOCK_DGRAM, 0); // without SO_REUSEPORT
     ASSERT_EQ(0, bind(taken, reinterpret_cast<sockaddr*>(&any), sizeof any));
     EXPECT_EQ("bind tcp fail Address already in use\n",
-              printed([&] { EXPECT_EQ(-1, udp_listen(static_cast<uint16_t>(port_of(taken)))); }));
+              captured_output([&] { EXPECT_EQ(-1, udp_listen(static_cast<uint16_t>(port_of(taken)))); }));
     close(taken);
     listen_fails = true;
     EXPECT_EQ("listen fail Address already in use\n",
-              printed([&] { EXPECT_EQ(-1, socket_listen(path.c_str())); }));
+              captured_output([&] { EXPECT_EQ(-1, socket_listen(path.c_str())); }));
     listen_fails = false;
 }
 

@@ -3,46 +3,28 @@
 #include "common/english_only.h"
 #include "common/export_file.h"
 #include "tests/support/captured_output.h"
+#include "tests/unit/private_files.h"
 
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-std::string content(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-// A root of its own for each test.
 class Places : public testing::Test {
 protected:
     Places()
     {
-        char name[] = "/tmp/vigil-unit-XXXXXX";
-        root = mkdtemp(name);
         fs::create_directories(root / "usr/obslog");
-        fs::create_directories(root / "usr/ramdisk");
-        setenv("VIGIL_ROOT", root.c_str(), 1);
         setenv("TZ", "CST-8", 1);
         tzset();
     }
-    ~Places() override
-    {
-        unsetenv("VIGIL_ROOT");
-        unsetenv("RAMLOG");
-        fs::remove_all(root);
-    }
+    ~Places() override { unsetenv("RAMLOG"); }
 
-    fs::path root;
+    PrivateFiles files;
+    fs::path root = files.path;
 };
 
 TEST_F(Places, ExportRowsBeginWithALineFeed)
@@ -63,7 +45,7 @@ TEST_F(Places, ExportRowsBeginWithALineFeed)
     export_record_text(file, cells, std::string(100, 'x').c_str());
     EXPECT_EQ(cells, 5U);
     EXPECT_TRUE(close_export(file));
-    EXPECT_EQ(content(root / "usr/obslog" / name),
+    EXPECT_EQ(files.read("/usr/obslog/"s + name),
               "\n\xE4\xB8\xAD,b,c\n18446744073709551615,\xD6\xD0,\xD6\xD0,x,a," + std::string(64, 'x'));
 }
 
@@ -81,7 +63,7 @@ TEST_F(Places, ExportIsNamedAfterTheLocalSecondAndTruncatesItsTwin)
         export_text(file, cells, "x");
         close_export(file);
     }
-    EXPECT_EQ(content(root / "usr/obslog" / second), "\nx");
+    EXPECT_EQ(files.read("/usr/obslog/"s + second), "\nx");
     tm local{};
     ASSERT_NE(strptime(second, "%Y%m%d%H%M%S", &local), nullptr);
     EXPECT_NEAR(static_cast<double>(timegm(&local) - 8 * 3600), static_cast<double>(time(nullptr)), 100);
@@ -115,7 +97,7 @@ TEST_F(Places, EnglishOnlyIsALineOfTheSettings)
 {
     EXPECT_FALSE(english_only());
     auto with = [&](const std::string& settings) {
-        std::ofstream(root / "usr/ramdisk/KS.conf") << settings;
+        files.write("/usr/ramdisk/KS.conf", settings);
         return english_only();
     };
     for (const std::string& yes : {"ENONLY=1"s, "A=2\nENONLY=1x\n"s, std::string(900, 'a') + "\nENONLY=1\n"})
@@ -133,16 +115,15 @@ TEST_F(Places, AlertsGoToTheFileOfTheUtcDayNamedAfterTheLocalDate)
     write_alert_at(before_midnight, "one");
     setenv("RAMLOG", root.c_str(), 1);
     write_alert_at(before_midnight + 2, "two");
-    EXPECT_EQ(content(root / "usr/keslog/alert_2026.01.01.log"),
+    EXPECT_EQ(files.read("/usr/keslog/alert_2026.01.01.log"),
               "2026.01.01/23:59:59 one\n2026.01.02/00:00:01 two\n");
     write_alert_at(next_utc_day, "three");
-    EXPECT_EQ(content(root / "alert_2026.01.02.log"), "2026.01.02/08:00:00 three\n");
+    EXPECT_EQ(files.read("/alert_2026.01.02.log"), "2026.01.02/08:00:00 three\n");
     setenv("RAMLOG", std::string(5000, 'x').c_str(), 1);
     write_alert_at(next_utc_day + 86400, "dropped: no such path");
     setenv("RAMLOG", root.c_str(), 1);
     write_alert_at(next_utc_day, "four"); // appended
-    EXPECT_EQ(content(root / "alert_2026.01.02.log"),
-              "2026.01.02/08:00:00 three\n2026.01.02/08:00:00 four\n");
+    EXPECT_EQ(files.read("/alert_2026.01.02.log"), "2026.01.02/08:00:00 three\n2026.01.02/08:00:00 four\n");
 }
 
 } // namespace

@@ -2,12 +2,12 @@
 
 #include "base/output.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/garbage.h"
 #include "tests/support/vendors.h"
 #include "tests/unit/private_files.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
-#include <random>
 #include <vector>
 
 namespace {
@@ -138,18 +138,15 @@ TEST(Oui, AFullPoolDropsWhatFollows)
 TEST(Oui, GarbageStaysWithinItsFields)
 {
     PrivateFiles files;
-    std::mt19937 random(5);
-    static const char alphabet[] = "0123456789abcdefZ::::  /\r\xff\t-v";
+    Garbage garbage(
+        5, {"00:1A:2B Vendor name\r\n", "4:05x:z1:99 lax\n", "00:01:02/28 long\n", ":\xff-:gg  blanks \r"},
+        "09afZ:  /\r\n\xff\t-v");
     for (int file = 0; file < 20; file++) {
         std::string text = signature;
-        for (int line = 0; line < 5000; line++) {
-            for (auto n = random() % (line % 100 == 0 ? 900 : 30); n > 0; n--)
-                text += alphabet[random() % (sizeof alphabet - 1)];
-            text += '\n';
-        }
+        for (int line = 0; line < 5000; line++)
+            text += garbage.next() + (line % 3 == 0 ? "\n" : "");
         if (file % 4 == 1)
             text[text.size() / 2] = '\0';
-        text.resize(text.size() - random() % 40);
         EXPECT_EQ(load(files, enciphered(text)), "");
         for (const OuiEntry& entry : oui_entries())
             ASSERT_LT(strnlen(entry.vendor, sizeof entry.vendor), sizeof entry.vendor);

@@ -27,6 +27,11 @@ public:
         std::filesystem::create_directories(std::filesystem::path(path + place).parent_path());
         std::ofstream(path + place, std::ios::binary) << content;
     }
+    std::string read(const std::string& place) const
+    {
+        std::ifstream in(path + place, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
 
     std::string path;
 };
