@@ -1,5 +1,5 @@
 // From the command line to the daemon: listing forms, tables, sizes, fallback verbs, unknown words.
-#include "tests/support/program.h"
+#include "tests/support/listing.h"
 
 #include <ctime>
 #include <gtest/gtest.h>
@@ -65,106 +65,62 @@ TEST(Dispatch, BootTime)
     run_cases(cases);
 }
 
-// Rows without a handler: the daemon gets the row's code, generic ones with the row's module name.
-struct Plain {
-    const char* module;
-    const char* verb;
-    uint32_t code;
-    Daemon daemon;
-    uint32_t segment_kib;
-    bool named = true;
-};
-
+// Rows without a handler: each verb with the KiB of its segment. The daemon gets the row's code, generic ones
+// with the row's module name.
 // clang-format off
-const Plain plain_rows[] = {
-    {"module",       "list",     387,  A,   64, false},
-    {"module",       "stat",     388,  A,   64, false},
-    {"table",        "loadfile", 249,  A,   64, false},
-    {"assetsgroup2", "add",      2051, A,   64},
-    {"assetsgroup2", "list",     2055, A, 2048},
-    {"assetsgroup2", "set",      2053, A,   64},
-    {"assetsgroup2", "stat",     2050, A,   64},
-    {"assetsgroup2", "remove",   2052, A,  256},
-    {"assetsobj2",   "add",      2051, A,   64},
-    {"assetsobj2",   "set",      2053, A,   64},
-    {"assetsobj2",   "stat",     2050, A,   64},
-    {"assetsobj2",   "remove",   2052, A,  256},
-    {"obssegdelay",  "set",      2053, A, 1024},
-    {"obsreasslog",  "stat",     2050, M,   64},
-    {"obsreasspkt",  "stat",     2050, M,   64},
-    {"assetsgroup",  "add",      2051, M,   64},
-    {"assetsgroup",  "list",     2055, M, 2048},
-    {"assetsgroup",  "set",      2053, M,   64},
-    {"assetsgroup",  "stat",     2050, M,   64},
-    {"assetsgroup",  "remove",   2052, M,  256},
-    {"assetsobj",    "add",      2051, M,   64},
-    {"assetsobj",    "set",      2053, M,   64},
-    {"assetsobj",    "get",      2054, M,   64},
-    {"assetsobj",    "stat",     2050, M,   64},
-    {"assetsobj",    "remove",   2052, M,  256},
-    {"assetsobj",    "load",     2056, M, 2048},
-    {"obsiptable",   "loadfile", 2056, M,   64},
-    {"obstable",     "add",      2051, M,   64},
-    {"obstable",     "list",     2055, M, 2048},
-    {"obstable",     "set",      2053, M,   64},
-    {"obstable",     "stat",     2050, M,   64},
-    {"obstable",     "remove",   2052, M,  256},
-    {"obstable",     "get",      2054, M, 2048},
-    {"obsdnsgrp",    "add",      2051, M,   64},
-    {"obsdnsgrp",    "list",     2055, M, 2048},
-    {"obsdnsgrp",    "set",      2053, M,   64},
-    {"obsdnsgrp",    "stat",     2050, M,   64},
-    {"obsdnsgrp",    "remove",   2052, M,  256},
-    {"obsdnsgrp",    "get",      2054, M, 2048},
-    {"obsdnsgrp",    "loadfile", 2056, M, 2048},
-    {"obsdnsgrp",    "load",     2056, M, 2048},
-    {"mysqlrd",      "config",   2057, M,   64},
-    // The fallback: any module, the analysis daemon, sizes of its own.
-    {"gadget",       "stat",     2050, A,   16},
-    {"gadget",       "config",   2057, A,   16},
-    {"gadget",       "list",     2055, A, 2048},
-    {"gadget",       "get",      2054, A,   64},
-    {"gadget",       "add",      2051, A,   16},
-    {"gadget",       "set",      2053, A,   16},
-    {"gadget",       "remove",   2052, A,   16},
-    {"gadget",       "load",     2056, A,   16},
-    {"gadget",       "debug",    2064, A,  128},
-    // also where a table holds the module without the verb
-    {"ipobj",        "stat",     2050, A,   16},
-    {"obslog",       "config",   2057, A,   16},
-    {"worker",       "debug",    2064, A,  128},
-    {"",             "stat",     2050, A,   16},
-    {"sysboot",      "list",     2055, A, 2048},
-    {"keytbl",       "list",     282,  A,    4, false},
+const struct {
+    const char* module;
+    Daemon daemon;
+    const char* verbs;
+} plain_rows[] = {
+    {"module",       A, "list:64:387 stat:64:388"}, // raw codes
+    {"table",        A, "loadfile:64:249"},
+    {"keytbl",       A, "list:4:282"},
+    {"assetsgroup2", A, "add:64 list:2048 set:64 stat:64 remove:256"},
+    {"assetsobj2",   A, "add:64 set:64 stat:64 remove:256"},
+    {"obssegdelay",  A, "set:1024"},
+    {"obsreasslog",  M, "stat:64"},
+    {"obsreasspkt",  M, "stat:64"},
+    {"assetsgroup",  M, "add:64 list:2048 set:64 stat:64 remove:256"},
+    {"assetsobj",    M, "add:64 set:64 get:64 stat:64 remove:256 load:2048"},
+    {"obsiptable",   M, "loadfile:64"},
+    {"obstable",     M, "add:64 list:2048 set:64 stat:64 remove:256 get:2048"},
+    {"obsdnsgrp",    M, "add:64 list:2048 set:64 stat:64 remove:256 get:2048 loadfile:2048 load:2048"},
+    {"mysqlrd",      M, "config:64"},
+    // The fallback: any module, the analysis daemon, sizes of its own; also where a table holds the module without the verb.
+    {"gadget",       A, "stat:16 config:16 list:2048 get:64 add:16 set:16 remove:16 load:16 debug:128"},
+    {"ipobj",        A, "stat:16"},
+    {"obslog",       A, "config:16"},
+    {"worker",       A, "debug:128"},
+    {"",             A, "stat:16"},
+    {"sysboot",      A, "list:2048"},
 };
 // clang-format on
 
 TEST(Dispatch, SendsThePlainRows)
 {
-    for (const Plain& row : plain_rows) {
-        Request request{.code = row.code,
-                        .module = row.named ? row.module : "",
-                        .data = trailing("a=1 b=2 "),
-                        .segment_size = row.segment_kib * 1024};
-        Request bare = request;
-        bare.data = {"", 1}; // a lone NUL
-        std::string name = std::string(row.module) + " " + row.verb;
-        bool always_succeeds = row.code == 282; // keytbl list
-        run_case({.name = name,
-                  .arguments = {row.module, row.verb, "a=1", "b=2"},
-                  .daemon = row.daemon,
-                  .exchanges = {{request, {.answer = "%s\nanswer"}}},
-                  .output = "%s\nanswer"});
-        run_case({.name = name + ": nothing typed, nothing answered",
-                  .arguments = {row.module, row.verb},
-                  .daemon = row.daemon,
-                  .exchanges = {{bare, {.answer = "not shown", .length = 0}}}});
-        run_case({.name = name + ": refused",
-                  .arguments = {row.module, row.verb, "a=1", "b=2"},
-                  .daemon = row.daemon,
-                  .exchanges = {{request, {.error = -7, .error_text = "NO %d"}}},
-                  .output = "NO %d\n",
-                  .status = always_succeeds ? 0 : 255});
+    for (const auto& row : plain_rows) {
+        for (const std::string& word : words_of(row.verbs)) {
+            const std::string verb = word.substr(0, word.find(':'));
+            uint32_t kib = 0, raw = 0;
+            sscanf(word.c_str() + verb.size(), ":%u:%u", &kib, &raw);
+            Request request{.code = raw != 0 ? raw : code_of(verb),
+                            .module = raw != 0 ? "" : row.module,
+                            .data = trailing("a=1 b=2 "),
+                            .segment_size = kib * 1024};
+            Case answered = command("", row.daemon, {{request, {.answer = "%s\nanswer"}}}, "%s\nanswer");
+            answered.name = std::string(row.module) + " " + verb;
+            answered.arguments = {row.module, verb, "a=1", "b=2"};
+            Case refused = answered, bare = answered;
+            refused.exchanges[0].reply = {.error = -7, .error_text = "NO %d"};
+            refused.output = "NO %d\n";
+            refused.status = answered.name == "keytbl list" ? 0 : 255;
+            bare.arguments.resize(2);
+            bare.exchanges[0].request.data = {"", 1}; // a lone NUL
+            bare.exchanges[0].reply = {.answer = "not shown", .length = 0};
+            bare.output = "";
+            run_cases(std::vector{answered, refused, bare});
+        }
     }
 }
 

@@ -1,5 +1,5 @@
 // Every forwarding verb, one row a line: what it sends, how it prints the answer, what it returns.
-#include "tests/support/program.h"
+#include "tests/support/listing.h"
 
 #include <gtest/gtest.h>
 
@@ -11,105 +11,75 @@ enum Result { zero, records };
 constexpr Daemon A = Daemon::analysis, M = Daemon::management;
 
 struct Member {
-    const char* module;
-    const char* verb;
-    uint32_t code;
+    std::string modules, verbs; // that differ in nothing else, apart from the verb's code
     Daemon daemon;
-    const char* sent; // module name in the record
     Style style;
     Show show;
     Result result;
     uint32_t segment_kib;
+    const char* sent = nullptr;  // module name in the record, when it is not the module's
     const char* key = "k=";      // one that the member knows
     const char* usage = nullptr; // printed with fewer than `least` arguments
     int least = 0;
 };
 
 // clang-format off
-const Member members[] = {
-    {"obslog",        "stat",    2050, A, "obslog",        trailing_counted,   text,        zero,      64, "tag="},
-    {"obslog",        "get",     2054, A, "obslog",        trailing_counted,   nothing,     zero,      64},
-    {"obsquery",      "stat",    2050, A, "obsquery",      none,               text,        records,   64},
-    {"worker",        "stat",    2050, A, "worker",        trailing_counted,   text,        records, 2048, "taskid="},
-    {"worker",        "list",    2055, A, "worker",        trailing_uncounted, text,        zero,    8192, "type="},
-    {"worker",        "add",     2051, A, "worker",        trailing_counted,   text,        records, 4096, "taskname="},
-    {"disk",          "stat",    2050, A, "disk",          none,               text,        zero,    2048},
-    {"obssegdelay",   "stat",    2050, A, "obssegdelay",   none,               text,        zero,    1024},
-    {"condtunnel",    "stat",    2050, A, "condtunnel",    none,               text_if_any, zero,      64},
-    {"applevel",      "list",    2055, A, "applevel",      none,               nothing,     zero,    1024},
-    {"tunwltable",    "remove",  2052, A, "tunwltable",    trailing_counted,   nothing,     zero,      64, "ip=", "tunwltable remove ip=xxxx\n", 1},
-    {"obsreasslog",   "remove",  2052, M, "obsreasslog",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasslog",   "config",  2057, M, "obsreasslog",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasspkt",   "set",     2053, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasspkt",   "get",     2054, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasspkt",   "add",     2051, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasspkt",   "disable", 2049, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasspkt",   "debug",   2064, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasspkt",   "remove",  2052, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    // the run-on
-    {"obsreasslog",   "set",     2053, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasslog",   "get",     2054, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasslog",   "add",     2051, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasslog",   "disable", 2049, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"obsreasslog",   "debug",   2064, M, "obsreasspkt",   leading_uncounted,  text_if_any, zero,      64},
-    {"netev_chart",   "stat",    2050, M, "netev_chart",   none,               text_if_any, zero,      64},
-    {"netev_chart",   "list",    2055, M, "netev_chart",   none,               text_if_any, zero,     128},
-    {"nevtlog",       "config",  2057, M, "nevt_log",      leading_uncounted,  text_if_any, zero,      64},
-    {"nevtlog",       "remove",  2052, M, "nevt_log",      leading_uncounted,  text_if_any, zero,      64},
-    {"hostinfo",      "stat",    2050, M, "obshost",       none,               text_if_any, zero,      64},
-    {"hostinfo",      "config",  2057, M, "obshost",       none,               text_if_any, zero,      64},
-    {"obstopogrp",    "stat",    2050, M, "obstopogrp",    none,               text_if_any, zero,      64},
-    {"obstopogrp",    "add",     2051, M, "obstopogrp",    leading_uncounted,  line_if_any, zero,      64},
-    {"obstopogrp",    "remove",  2052, M, "obstopogrp",    leading_uncounted,  nothing,     zero,      64},
-    {"obstopogrp",    "config",  2057, M, "obstopogrp",    leading_uncounted,  text_if_any, zero,      64},
-    {"mempcap",       "stat",    2050, M, "mempcap",       none,               text_if_any, zero,      64},
-    {"mempcap",       "list",    2055, M, "mempcap",       leading_uncounted,  text_if_any, zero,      64},
-    {"mempcap",       "add",     2051, M, "mempcap",       leading_uncounted,  text_if_any, zero,      64},
-    {"mempcap",       "remove",  2052, M, "mempcap",       leading_uncounted,  text_if_any, zero,      64},
-    {"mempcap",       "set",     2053, M, "mempcap",       leading_uncounted,  text_if_any, zero,      64},
-    {"mempcap",       "config",  2057, M, "mempcap",       leading_uncounted,  text_if_any, zero,      64},
-    {"mempcap",       "get",     2054, M, "mempcap",       leading_uncounted,  text_if_any, zero,      64},
-    {"qtde",          "config",  2057, M, "qtde",          leading_uncounted,  nothing,     zero,      64},
-    {"qtde",          "stat",    2050, M, "qtde",          none,               text,        zero,      64},
-    {"obsiptable",    "addip",   2051, M, "obsiptable",    trailing_counted,   nothing,     zero,      64, "tag=", "vigil obsiptable|table addip tid=n ip=xxx info=xxxx\n", 2},
-    {"obsiptable",    "remove",  2052, M, "obsiptable",    trailing_counted,   nothing,     zero,      64, "tag=", "obsiptable remove tid=n ip=xxxx\n", 1},
-    {"obsiptable",    "clear",   2052, M, "obsiptable",    trailing_counted,   nothing,     zero,      64, "tag=", "vigil obsiptable remove clear=1 table=xxx\n", 1},
-    {"obsiptable",    "getcmp",  2054, M, "obsiptable",    trailing_counted,   text_if_any, zero,    2048, "tag=", "vigil obsiptable get getcmp=1 table=xxx\n", 1},
-    {"whiteip",       "stat",    2050, M, "whiteip",       none,               text,        zero,      64},
-    {"dnstuncheck",   "stat",    2050, M, "dnstuncheck",   none,               text,        zero,      64},
-    {"dnstunwltable", "remove",  2052, M, "dnstunwltable", trailing_counted,   nothing,     zero,      64, "ip=", "dnstunwltable remove ip=xxxx\n", 1},
-    {"mysqlrd",       "list",    2055, M, "mysqlrd",       trailing_counted,   text,        records,   64},
-    {"mysqlrd",       "stat",    2050, M, "mysqlrd",       none,               text,        records,   64},
-    {"idssum",        "stat",    2050, M, "idssum",        none,               text,        zero,      64},
-    {"idssum",        "remove",  2052, M, "idssum",        trailing_counted,   nothing,     zero,      64, "sid=", "idssum remove cata_id=n sid=xxxx\n", 2},
-    {"idssum",        "config",  2057, M, "idssum",        trailing_counted,   nothing,     zero,      64, "sid=", "idssum config cata_id=n cata_enable=xxxx\n", 2},
-    {"obsnetbrch",    "list",    2055, M, "obsnetbrch",    leading_uncounted,  text_if_any, zero,      64},
-    {"obsnetbrch",    "stat",    2050, M, "obsnetbrch",    none,               text,        zero,      64},
-    {"obsnetbrch",    "add",     2051, M, "obsnetbrch",    leading_uncounted,  nothing,     zero,      64},
-    {"obsnetbrch",    "remove",  2052, M, "obsnetbrch",    leading_uncounted,  nothing,     zero,      64},
-    {"obsnetbrch",    "config",  2057, M, "obsnetbrch",    leading_uncounted,  nothing,     zero,      64},
-    {"netev_session", "stat",    2050, M, "netev_session", none,               text,        zero,      64},
-    {"obstopo",       "add",     2051, M, "obstopo",       leading_uncounted,  line_if_any, zero,      64},
-    {"obstopo",       "list",    2055, M, "obstopo",       leading_uncounted,  text,        zero,      64},
-    {"obstopo",       "stat",    2050, M, "obstopo",       none,               text,        zero,      64},
-    {"obstopo",       "config",  2057, M, "obstopo",       leading_uncounted,  nothing,     zero,      64},
-    {"obstopo",       "remove",  2052, M, "obstopo",       leading_uncounted,  nothing,     zero,      64},
-    {"obstplink",     "add",     2051, M, "obstplink",     leading_uncounted,  nothing,     zero,      64},
-    {"obstplink",     "list",    2055, M, "obstplink",     leading_uncounted,  text,        zero,      64},
-    {"obstplink",     "stat",    2050, M, "obstplink",     none,               text_if_any, zero,      64},
-    {"obstplink",     "config",  2057, M, "obstplink",     leading_uncounted,  nothing,     zero,      64},
-    {"obstplink",     "remove",  2052, M, "obstplink",     leading_uncounted,  nothing,     zero,      64},
-    {"obstplink",     "set",     2053, M, "obstplink",     leading_uncounted,  nothing,     zero,      64},
-    {"obssyslog",     "stat",    2050, M, "obssyslog",     none,               text,        zero,      64},
-    {"obssyslog",     "config",  2057, M, "obssyslog",     leading_uncounted,  nothing,     zero,      64},
-    {"obssshlog",     "stat",    2050, M, "obssshlog",     none,               text,        zero,      64},
-    {"obssshlog",     "config",  2057, M, "obssshlog",     leading_uncounted,  nothing,     zero,      64},
-    {"obstlslog",     "stat",    2050, M, "obstlslog",     none,               text,        zero,      64},
-    {"obstlslog",     "config",  2057, M, "obstlslog",     leading_uncounted,  nothing,     zero,      64},
-    {"obsnetbios",    "stat",    2050, M, "obsnetbios",    none,               text,        zero,      64},
-    {"obsnetbios",    "config",  2057, M, "obsnetbios",    leading_uncounted,  nothing,     zero,      64},
+const Member rows[] = {
+    {"obslog",        "stat",          A, trailing_counted,   text,        zero,      64, nullptr, "tag="},
+    {"obslog",        "get",           A, trailing_counted,   nothing,     zero,      64},
+    {"obsquery",      "stat",          A, none,               text,        records,   64},
+    {"worker",        "stat",          A, trailing_counted,   text,        records, 2048, nullptr, "taskid="},
+    {"worker",        "list",          A, trailing_uncounted, text,        zero,    8192, nullptr, "type="},
+    {"worker",        "add",           A, trailing_counted,   text,        records, 4096, nullptr, "taskname="},
+    {"disk",          "stat",          A, none,               text,        zero,    2048},
+    {"obssegdelay",   "stat",          A, none,               text,        zero,    1024},
+    {"condtunnel",    "stat",          A, none,               text_if_any, zero,      64},
+    {"applevel",      "list",          A, none,               nothing,     zero,    1024},
+    {"tunwltable",    "remove",        A, trailing_counted,   nothing,     zero,      64, nullptr, "ip=", "tunwltable remove ip=xxxx\n", 1},
+    {"obsreasslog",   "remove config", M, leading_uncounted,  text_if_any, zero,      64},
+    {"obsreasspkt",   "set get add disable debug remove", M, leading_uncounted, text_if_any, zero, 64},
+    {"obsreasslog",   "set get add disable debug", M, leading_uncounted, text_if_any, zero, 64, "obsreasspkt"}, // the run-on
+    {"netev_chart obstopogrp mempcap obstplink", "stat", M, none, text_if_any, zero,  64},
+    {"netev_chart",   "list",          M, none,               text_if_any, zero,     128},
+    {"nevtlog",       "config remove", M, leading_uncounted,  text_if_any, zero,      64, "nevt_log"},
+    {"hostinfo",      "stat config",   M, none,               text_if_any, zero,      64, "obshost"},
+    {"obstopogrp obstopo", "add",      M, leading_uncounted,  line_if_any, zero,      64},
+    {"obstopogrp",    "remove",        M, leading_uncounted,  nothing,     zero,      64},
+    {"obstopogrp",    "config",        M, leading_uncounted,  text_if_any, zero,      64},
+    {"mempcap",       "list add remove set config get", M, leading_uncounted, text_if_any, zero, 64},
+    {"obsiptable",    "addip",         M, trailing_counted,   nothing,     zero,      64, nullptr, "tag=", "vigil obsiptable|table addip tid=n ip=xxx info=xxxx\n", 2},
+    {"obsiptable",    "remove",        M, trailing_counted,   nothing,     zero,      64, nullptr, "tag=", "obsiptable remove tid=n ip=xxxx\n", 1},
+    {"obsiptable",    "clear",         M, trailing_counted,   nothing,     zero,      64, nullptr, "tag=", "vigil obsiptable remove clear=1 table=xxx\n", 1},
+    {"obsiptable",    "getcmp",        M, trailing_counted,   text_if_any, zero,    2048, nullptr, "tag=", "vigil obsiptable get getcmp=1 table=xxx\n", 1},
+    {"qtde whiteip dnstuncheck idssum obsnetbrch netev_session obstopo obssyslog obssshlog obstlslog obsnetbios", "stat", M, none, text, zero, 64},
+    {"qtde obssyslog obssshlog obstlslog obsnetbios", "config", M, leading_uncounted, nothing, zero, 64},
+    {"dnstunwltable", "remove",        M, trailing_counted,   nothing,     zero,      64, nullptr, "ip=", "dnstunwltable remove ip=xxxx\n", 1},
+    {"mysqlrd",       "list",          M, trailing_counted,   text,        records,   64},
+    {"mysqlrd",       "stat",          M, none,               text,        records,   64},
+    {"idssum",        "remove",        M, trailing_counted,   nothing,     zero,      64, nullptr, "sid=", "idssum remove cata_id=n sid=xxxx\n", 2},
+    {"idssum",        "config",        M, trailing_counted,   nothing,     zero,      64, nullptr, "sid=", "idssum config cata_id=n cata_enable=xxxx\n", 2},
+    {"obsnetbrch",    "list",          M, leading_uncounted,  text_if_any, zero,      64},
+    {"obsnetbrch",    "add remove config", M, leading_uncounted, nothing,  zero,      64},
+    {"obstopo obstplink", "list",      M, leading_uncounted,  text,        zero,      64},
+    {"obstopo",       "config remove", M, leading_uncounted,  nothing,     zero,      64},
+    {"obstplink",     "add config remove set", M, leading_uncounted, nothing, zero,   64},
 };
 // clang-format on
+
+// One for each module and verb.
+std::vector<Member> all_members()
+{
+    std::vector<Member> members;
+    for (Member member : rows)
+        for (const std::string& verb : words_of(member.verbs))
+            for (const std::string& module : words_of(member.modules)) {
+                members.push_back(member);
+                members.back().modules = module;
+                members.back().verbs = verb;
+            }
+    return members;
+}
+const std::vector<Member> members = all_members();
 
 Data sent_text(const Member& m, const std::vector<std::string>& arguments)
 {
@@ -121,13 +91,13 @@ Data sent_text(const Member& m, const std::vector<std::string>& arguments)
 
 Case run_of(const Member& m, const char* what, const std::vector<std::string>& arguments, const Reply& reply)
 {
-    std::vector<std::string> words{m.module, m.verb};
+    std::vector<std::string> words{m.modules, m.verbs};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    Request request{.code = m.code,
-                    .module = m.sent,
+    Request request{.code = code_of(m.verbs),
+                    .module = m.sent != nullptr ? m.sent : m.modules,
                     .data = sent_text(m, arguments),
                     .segment_size = m.segment_kib * 1024};
-    return {.name = std::string(m.module) + " " + m.verb + ": " + what,
+    return {.name = m.modules + " " + m.verbs + ": " + what,
             .arguments = words,
             .daemon = m.daemon,
             .exchanges = {{request, reply}}};

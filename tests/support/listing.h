@@ -1,5 +1,5 @@
 #pragma once
-// Short forms for the listings of one daemon command.
+// Short forms for the commands of one daemon.
 #include "tests/support/program.h"
 
 #include <iterator>
@@ -9,6 +9,16 @@ inline std::vector<std::string> words_of(const std::string& line)
 {
     std::istringstream in(line);
     return {std::istream_iterator<std::string>(in), {}};
+}
+
+// The code of a generic verb.
+inline uint32_t code_of(const std::string& verb)
+{
+    static const std::map<std::string, uint32_t> codes = {
+        {"disable", 2049}, {"stat", 2050},     {"add", 2051},    {"addip", 2051},  {"remove", 2052},
+        {"clear", 2052},   {"set", 2053},      {"get", 2054},    {"getcmp", 2054}, {"list", 2055},
+        {"load", 2056},    {"loadfile", 2056}, {"config", 2057}, {"debug", 2064}};
+    return codes.at(verb);
 }
 
 // `command`, its words divided by blanks, asks the management daemon the same for each of its replies.
