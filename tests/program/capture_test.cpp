@@ -57,6 +57,8 @@ TEST(Capture, Save)
         fails(save("obs" + idle.substr(3), kept, "obs" + idle.substr(3)), "INV_FILE_TAG\n", 255),
         fails(save(idle + "x", kept, idle + "x"), "Corrupted, bs=100,cnt=2,filesz=265,memsz=264\n", 255),
         fails(save(idle, kept, idle, "if={root}/none"), "", 255, "open: No such file or directory\n"),
+        failing("fstat", fails(save(idle, kept, idle), "", 255, "fstat: Input/output error\n")),
+        failing("mmap", fails(save(idle, kept, idle), "", 255, "mmap: Cannot allocate memory\n")),
         fails(save(ring({{2, 5}}), kept, ring({{}}), "of={root}/none/x"), "fail to create file \"{root}/none/x\"", 255), // dropped
         fails(save(ring({{2, 5}}), kept, ring({{}}), "of={root}" + ring_place), "fail to create file \"{root}" + ring_place + "\"", 255),
         fails(save(ring({{2, 5}}), kept, ring({{}}), "of=/dev/full"), "", 0, "write: No space left on device\n"),

@@ -42,15 +42,11 @@ TEST(Link, Transport)
 // The daemon gets a connection, and no request.
 TEST(Link, CallsThatFail)
 {
-    auto failing = [](const std::string& fault, const std::string& output) {
-        Case one = command("gadget stat", A, {}, output, 255);
-        one.fault = fault;
-        return one;
-    };
+    auto refused = [](const std::string& said) { return command("gadget stat", A, {}, said, 255); };
     const Case cases[] = {
-        failing("shmget", "rpc_init: shmget fail(No space left on device)\n"),
-        failing("shmat", "rpc_init: shmat fail(Cannot allocate memory)\n"),
-        failing("send", "s_Connection reset by peer_104\n"),
+        failing("shmget", refused("rpc_init: shmget fail(No space left on device)\n")),
+        failing("shmat", refused("rpc_init: shmat fail(Cannot allocate memory)\n")),
+        failing("send", refused("s_Connection reset by peer_104\n")),
     };
     run_cases(cases);
 }

@@ -12,10 +12,9 @@ constexpr Daemon A = Daemon::analysis, M = Daemon::management, none = Daemon::no
 // A run in which every allocation of just so many bytes fails.
 Case without(size_t bytes, Case one)
 {
-    one.fault = "alloc " + std::to_string(bytes);
     one.files = {{"/conf/obscfg.conf", "applevel id=1\n"}, {"/conf/kestrel.conf", "mac ip=10.0.0.1 d=one\n"},
                  {"/usr/ramdisk/etc/oui.dat", enciphered("KESTREL!________")}};
-    return one;
+    return failing("alloc " + std::to_string(bytes), one);
 }
 
 // A listing that gets one answer of `count` zero records of `size` bytes.

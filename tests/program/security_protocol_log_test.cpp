@@ -161,7 +161,10 @@ TEST(ProtocolLog, Pages)
 TEST(ProtocolLog, Ends)
 {
     const Reply batch = more(record(356), 1), none = more("", 0);
+    Case unopened = logs("obssyslog list", {none}, "fail to open db\n" + data_of({}, 0));
+    unopened.files = {{"/usr/ramdisk/etc/oui.dat", "x"}};
     const Case cases[] = {
+        failing("open {root}/usr/ramdisk/etc/oui.dat", unopened),
         logs("obssyslog list", {batch, none}, no_vendors + data_of({row(0, "UDP", R"(","syslog":"")")}, 1)),
         logs("obssyslog list", {none}, no_vendors + R"({"data":[], "total":0})"),
         logs("obssyslog list", {batch, {.error = 7, .error_text = "LOG_GONE"}}, "LOG_GONE\n", 255),

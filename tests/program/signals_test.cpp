@@ -122,21 +122,25 @@ TEST(Signals, WhatWasPrintedIsOut)
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 
-// The daemon answers nothing before the run has ended.
+// The daemon answers no second time before the run has ended; what the first brought is written.
 void expect_end_without_a_reply(int signal, int status)
 {
     SCOPED_TRACE(signal);
     std::promise<void> ended;
     std::future<void> end = ended.get_future();
-    Scene scene(Daemon::management, {{batch_request, {.before = [&](pid_t run) {
-                                          kill(run, signal);
-                                          end.wait();
-                                      }}}});
-    Program program(walking, scene.environment());
+    const Request dump{.code = 2068, .module = "mempcap"};
+    const Reply three_bytes{
+        .answer = "out", .last = false, .edit = [](Bytes& record, std::span<char>) { record.u32(172, 3); }};
+    Scene scene(Daemon::management, {{dump, three_bytes}, {dump, {.before = [&](pid_t run) {
+                                                               kill(run, signal);
+                                                               end.wait();
+                                                           }}}});
+    Program program({"mempcap", "dump"}, scene.environment());
     int got = program.wait(20).status;
     ended.set_value();
     scene.daemon.finish();
     EXPECT_EQ(status, got);
+    EXPECT_EQ("out", program.output());
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 

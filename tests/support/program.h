@@ -114,6 +114,13 @@ struct Case {
 Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges,
              const std::string& output, int status = 0);
 
+// The same in a run of which a call fails.
+inline Case failing(const std::string& fault, Case one)
+{
+    one.fault = fault;
+    return one;
+}
+
 void run_case(const Case& one);
 void run_cases(std::span<const Case> cases);
 

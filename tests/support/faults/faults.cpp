@@ -1,7 +1,8 @@
 // Calls of the C library, of which FAULT in the environment says which is to fail:
 //   alloc BYTES         malloc, calloc and realloc of just so many bytes
 //   fopen PATH [OTHER]  the file OTHER is opened instead, or none
-//   shmget, shmat, send
+//   open PATH
+//   fstat, mmap, shmget, shmat, send
 //   raise SIGNAL        comes when a segment has been created, or attached
 #include <cerrno>
 #include <csignal>
@@ -10,7 +11,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -85,6 +89,39 @@ long syscall(long number, ...) noexcept
     if (signal != nullptr)
         raise(atoi(signal));
     return result;
+}
+
+// `open` and `fstat` as the program calls them, not the library itself.
+int open(const char* path, int flags, ...)
+{
+    static auto* real = next<int(const char*, int, ...)>("open");
+    va_list arguments;
+    va_start(arguments, flags);
+    const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
+    va_end(arguments);
+    const char* refused_path = fault("open");
+    if (refused_path == nullptr || strcmp(refused_path, path) != 0)
+        return real(path, flags, mode);
+    errno = EACCES;
+    return -1;
+}
+
+int fstat(int fd, struct stat* status) noexcept
+{
+    static auto* real = next<int(int, struct stat*)>("fstat");
+    if (fault("fstat") == nullptr)
+        return real(fd, status);
+    errno = EIO;
+    return -1;
+}
+
+void* mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset) noexcept
+{
+    static auto* real = next<void*(void*, size_t, int, int, int, off_t)>("mmap");
+    if (fault("mmap") == nullptr)
+        return real(address, size, protection, flags, fd, offset);
+    errno = ENOMEM;
+    return MAP_FAILED;
 }
 
 ssize_t send(int fd, const void* data, size_t size, int flags)
