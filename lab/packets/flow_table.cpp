@@ -209,9 +209,9 @@ void FlowTable::measure_application(const Packet& packet, Session& session, Flow
 void FlowTable::finish()
 {
     for (auto [address, name] : answered_names_) {
-        auto found = traffic_.endpoint_index.find(address);
-        if (found != traffic_.endpoint_index.end())
-            traffic_.endpoints[found->second].name = name;
+        uint32_t endpoint = traffic_.find_endpoint(address);
+        if (endpoint != Traffic::nowhere)
+            traffic_.endpoints[endpoint].name = name;
     }
     for (Session& session : traffic_.sessions)
         if (session.host == 0)

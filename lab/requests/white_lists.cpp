@@ -72,7 +72,7 @@ void white_config(Appliance& appliance, Turn& turn)
 
 using Exemptions = std::vector<TunnelExemption>;
 
-template <Exemptions World::*list> void list_exemptions(Appliance& appliance, Turn& turn)
+template <Exemptions Knowledge::*list> void list_exemptions(Appliance& appliance, Turn& turn)
 {
     std::string type = turn.value("type").value_or("");
     turn.records<TunnelWhiteRecord>(
@@ -110,7 +110,7 @@ auto same_exemption(const TunnelExemption& entry)
     };
 }
 
-template <Exemptions World::*list> void add_exemption(Appliance& appliance, Turn& turn)
+template <Exemptions Knowledge::*list> void add_exemption(Appliance& appliance, Turn& turn)
 {
     Exemptions& exemptions = appliance.world.*list;
     TunnelExemption entry;
@@ -121,14 +121,14 @@ template <Exemptions World::*list> void add_exemption(Appliance& appliance, Turn
     exemptions.push_back(entry);
 }
 
-template <Exemptions World::*list> void remove_exemption(Appliance& appliance, Turn& turn)
+template <Exemptions Knowledge::*list> void remove_exemption(Appliance& appliance, Turn& turn)
 {
     TunnelExemption entry;
     if (read_exemption(turn, entry) && std::erase_if(appliance.world.*list, same_exemption(entry)) == 0)
         turn.refuse(lab_error::unknown, "NOT_FOUND");
 }
 
-constexpr auto tunnel = &World::tunnel_white_list, dns_tunnel = &World::dns_tunnel_white_list;
+constexpr auto tunnel = &Knowledge::tunnel_white_list, dns_tunnel = &Knowledge::dns_tunnel_white_list;
 constexpr uint8_t both = daemon_kind::analysis | daemon_kind::management;
 
 constexpr Route routes[] = {

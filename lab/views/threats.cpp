@@ -13,9 +13,7 @@ public:
         for (const Indicator& indicator : world.indicators) {
             TextId name = 0;
             if (indicator.name.empty()) {
-                auto found = world.endpoint_index.find(indicator.address);
-                if (found != world.endpoint_index.end())
-                    by_endpoint_.emplace(found->second, &indicator);
+                by_endpoint_.emplace(world.find_endpoint(indicator.address), &indicator);
             } else if (world.texts.find(indicator.name, name)) {
                 by_name_.emplace(name, &indicator);
             }
@@ -46,11 +44,10 @@ public:
         for (size_t i = 0; i < world.assets.size(); i++) {
             const AssetObject& asset = world.assets[i];
             TextId name = 0;
-            auto found = world.endpoint_index.find(asset.address);
             if (asset.kind == AssetKind::text && world.texts.find(asset.text, name) && name != 0)
                 by_name_.emplace(name, i);
-            else if (asset.kind != AssetKind::text && found != world.endpoint_index.end())
-                by_endpoint_.emplace(found->second, i);
+            else if (asset.kind != AssetKind::text)
+                by_endpoint_.emplace(world.find_endpoint(asset.address), i);
         }
     }
     // Calls visit(asset number, whether the asset is the serving side) for each.

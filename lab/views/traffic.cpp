@@ -114,9 +114,7 @@ std::vector<WhiteReport> white_addresses_of(const World& world)
     std::vector<WhiteReport> reports;
     std::unordered_map<uint32_t, size_t> places; // by endpoint
     for (const WhiteAddress& entry : world.white_addresses) {
-        auto found = world.endpoint_index.find(entry.address);
-        if (found != world.endpoint_index.end())
-            places.emplace(found->second, reports.size());
+        places.emplace(world.find_endpoint(entry.address), reports.size());
         reports.push_back({.entry = &entry});
     }
     for (const Session& session : world.sessions) {
@@ -134,9 +132,9 @@ std::vector<const Session*> white_flows_of(const World& world)
 {
     std::vector<bool> listed(world.endpoints.size());
     for (const WhiteAddress& entry : world.white_addresses) {
-        auto found = world.endpoint_index.find(entry.address);
-        if (found != world.endpoint_index.end() && !entry.address.ipv6)
-            listed[found->second] = true;
+        uint32_t endpoint = world.find_endpoint(entry.address);
+        if (endpoint != Traffic::nowhere && !entry.address.ipv6)
+            listed[endpoint] = true;
     }
     std::vector<const Session*> flows;
     for (const Session& session : world.sessions)

@@ -95,7 +95,7 @@ uint32_t Population::add_remote(uint32_t i, bool ipv6)
     do
         ip = random_.chance(20) ? 0x64400000 + random_.below(1 << 20) // shared address space
                                 : static_cast<uint32_t>(random_.next() >> 32);
-    while (is_inside(ipv4_address(ip)) || world_.endpoint_index.contains(ipv4_address(ip)));
+    while (is_inside(ipv4_address(ip)) || world_.find_endpoint(ipv4_address(ip)) != Traffic::nowhere);
     return add(ipv4_address(ip), name);
 }
 

@@ -2,12 +2,39 @@
 
 #include "lab/world/words.h"
 
+#include <bit>
+
+// The slot that holds the address, or the free one where it belongs.
+size_t Traffic::slot_of(const Address& address) const
+{
+    size_t slot = AddressHash{}(address) & (slots_.size() - 1);
+    while (slots_[slot] != nowhere && endpoints[slots_[slot]].address != address)
+        slot = (slot + 1) & (slots_.size() - 1);
+    return slot;
+}
+
+void Traffic::make_slots()
+{
+    slots_.assign(std::bit_ceil(4 * endpoints.size() + 16), nowhere);
+    for (uint32_t i = 0; i < endpoints.size(); i++)
+        slots_[slot_of(endpoints[i].address)] = i;
+}
+
+uint32_t Traffic::find_endpoint(const Address& address) const
+{
+    return slots_.empty() ? nowhere : slots_[slot_of(address)];
+}
+
 uint32_t Traffic::endpoint_of(const Address& address)
 {
-    auto [found, added] = endpoint_index.try_emplace(address, static_cast<uint32_t>(endpoints.size()));
-    if (added)
+    if (slots_.size() < 2 * endpoints.size() + 2)
+        make_slots();
+    uint32_t& slot = slots_[slot_of(address)];
+    if (slot == nowhere) {
+        slot = static_cast<uint32_t>(endpoints.size());
         endpoints.push_back({.address = address});
-    return found->second;
+    }
+    return slot;
 }
 
 std::string Traffic::name_of(uint32_t endpoint) const

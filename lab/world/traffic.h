@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 // Where an address lies. GBK texts; all empty where nothing is known (private addresses among them).
@@ -80,7 +79,6 @@ struct Traffic {
     TextPool texts;
     std::vector<Location> locations{Location{}};
     std::vector<Endpoint> endpoints;
-    std::unordered_map<Address, uint32_t, AddressHash> endpoint_index;
     std::vector<Session> sessions; // in order of birth
     std::vector<ProtocolEvent> syslog_events, ssh_events, tls_events, netbios_events;
     CaptureCounts capture;
@@ -90,9 +88,19 @@ struct Traffic {
     std::string_view text(TextId id) const { return texts.at(id); }
     // The name that a session's host is known by elsewhere: the host without its port. 0: known nowhere.
     TextId name_of_host(TextId host) const;
-    uint32_t endpoint_of(const Address& address); // finds or adds
+    static constexpr uint32_t nowhere = UINT32_MAX;
+    uint32_t find_endpoint(const Address& address) const; // nowhere: it took part in nothing
+    uint32_t endpoint_of(const Address& address);         // finds or adds
     // The endpoint's name, or its address as text where no name was learnt.
     std::string name_of(uint32_t endpoint) const;
+
+private:
+    size_t slot_of(const Address& address) const;
+    void make_slots();
+
+    // Endpoints by their address: a power of two of slots, at most half of them taken, the rest `nowhere`.
+    // What is not in its own slot is in the next free one.
+    std::vector<uint32_t> slots_;
 };
 
 // The seconds a session lasted, at least 1.

@@ -119,8 +119,8 @@ struct DnsGroup {
     std::vector<std::string> names;
 };
 
-struct World : Traffic {
-    // Knowledge and findings.
+// What the appliance knows and found, and what operators set up.
+struct Knowledge {
     std::vector<Indicator> indicators;
     std::vector<EventDefinition> event_definitions;
     std::vector<EventOccurrence> event_log;
@@ -142,3 +142,5 @@ struct World : Traffic {
     std::map<std::string, std::map<std::string, std::string>> settings; // module, key, value
     std::map<std::string, std::vector<Task>> tasks;                     // by module
 };
+
+struct World : Traffic, Knowledge {};
