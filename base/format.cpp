@@ -26,7 +26,8 @@ char* put_number(char* at, uint32_t number)
 
 char* put_text(char* at, std::string_view text)
 {
-    memcpy(at, text.data(), text.size());
+    if (!text.empty()) // an empty view may be null
+        memcpy(at, text.data(), text.size());
     return at + text.size();
 }
 
