@@ -64,7 +64,7 @@ private:
                    ProtocolEvent event);
 
     Traffic& traffic_;
-    size_t heads_held_ = 0; // bytes of all heads
+    size_t heads_held_ = 0;                             // bytes of all heads
     std::vector<Flow> flows_;                           // beside Traffic::sessions
     std::unordered_map<Key, uint32_t, KeyHash> latest_; // the newest session of a key
     std::unordered_map<Address, TextId, AddressHash> answered_names_;
