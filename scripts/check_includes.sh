@@ -16,6 +16,7 @@ lab/world: lab/dictionary lab/world
 lab/packets: base lab/dictionary lab/world lab/packets
 lab/views: base lab/dictionary lab/world lab/views
 lab/requests: base wire link common lab/dictionary lab/world lab/packets lab/views lab/requests
+lab/recording: base wire link lab/dictionary lab/requests lab/recording
 lab/daemon: base wire link lab
 tools: base wire link common tools
 "

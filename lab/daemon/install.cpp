@@ -1,6 +1,7 @@
 #include "lab/daemon/install.h"
 
 #include "lab/dictionary/applications.h"
+#include "lab/dictionary/user_tables.h"
 #include "link/places.h"
 
 #include <algorithm>
@@ -48,7 +49,8 @@ bool install_dictionary()
     std::error_code error;
     fs::path target = below_root(place::dictionary_library), fresh = target;
     fresh += ".new";
-    fs::copy_file(program_directory() / "lab_dict.so", fresh, fs::copy_options::overwrite_existing, error);
+    fs::copy_file(program_directory() / lab_dictionary_library, fresh, fs::copy_options::overwrite_existing,
+                  error);
     if (!error)
         fs::rename(fresh, target, error);
     if (error)
@@ -165,9 +167,14 @@ const char* claim_root(const std::string& root)
     return file.flush() ? nullptr : "cannot be written";
 }
 
+bool install_software()
+{
+    return make_folders() && install_dictionary();
+}
+
 bool install_appliance(const World& world, const std::string& vendor_list)
 {
-    if (!make_folders() || !install_dictionary())
+    if (!install_software())
         return false;
     write_descriptions(world);
     write_assets(world);

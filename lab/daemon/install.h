@@ -9,6 +9,9 @@
 // why not: what holds files of others is never touched.
 const char* claim_root(const std::string& root);
 
-// False with a message on standard error when something that the daemons cannot do without is missing.
-// `vendor_list`: the IEEE's list of prefixes; a missing one only costs the vendor names.
+// Folders and dictionary library alone. False with a message on standard error.
+bool install_software();
+
+// All of it. False with a message on standard error when something that the daemons cannot do without is
+// missing. `vendor_list`: the IEEE's list of prefixes; a missing one only costs the vendor names.
 bool install_appliance(const World& world, const std::string& vendor_list);

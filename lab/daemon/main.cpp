@@ -4,6 +4,8 @@
 #include "lab/daemon/ring_writer.h"
 #include "lab/daemon/server.h"
 #include "lab/packets/capture.h"
+#include "lab/recording/recorder.h"
+#include "lab/recording/replay.h"
 #include "lab/requests/appliance.h"
 #include "lab/views/event_log.h"
 #include "link/places.h"
@@ -62,6 +64,25 @@ int make_world(const Options& options, World& world)
     return 0;
 }
 
+Answerer answerer_of(Appliance& appliance)
+{
+    return [&](Exchange& exchange) { appliance.answer(exchange.daemon, exchange.record, exchange.segment); };
+}
+
+Answerer answerer_of(Replay& replay)
+{
+    return [&](Exchange& exchange) { replay.answer(exchange.daemon, exchange.record, exchange.segment); };
+}
+
+Answerer recorded(Recorder& recorder, Answerer answerer)
+{
+    return [&recorder, answerer = std::move(answerer)](Exchange& exchange) {
+        recorder.asked(exchange.daemon, exchange.record, exchange.segment);
+        answerer(exchange);
+        recorder.answered(exchange.record, exchange.segment);
+    };
+}
+
 // A descriptor that becomes readable when the appliance is to stop.
 int stop_descriptor()
 {
@@ -88,19 +109,30 @@ int main(int argc, char** argv)
     if ((status = use_root(options)) != 0)
         return status;
     Appliance appliance;
-    if ((status = make_world(options, appliance.world)) != 0)
+    Replay replay(options.replay);
+    Recorder recorder(options.record);
+    bool replaying = !options.replay.empty();
+    if (!replaying && (status = make_world(options, appliance.world)) != 0)
         return status;
-    if (!install_appliance(appliance.world, options.vendors))
+    if (replaying ? !replay.open() || !install_software() || !replay.install()
+                  : !install_appliance(appliance.world, options.vendors))
         return 1;
+    Answerer answerer = replaying ? answerer_of(replay) : answerer_of(appliance);
+    if (!options.record.empty()) {
+        if (!recorder.begin())
+            return 1;
+        answerer = recorded(recorder, std::move(answerer));
+    }
     int stop = stop_descriptor();
     RingWriter ring(appliance.world, placed(place::capture_ring).text);
-    Server server(
-        [&](Exchange& exchange) { appliance.answer(exchange.daemon, exchange.record, exchange.segment); });
+    Server server(std::move(answerer));
     server.watch(stop, [&] { server.stop(); });
     if (stop < 0 || !server.listen())
         return 1;
-    printf("ready %s sessions=%zu\n", getenv("VIGIL_ROOT"), appliance.world.sessions.size());
+    printf("ready %s %s\n", getenv("VIGIL_ROOT"),
+           replaying ? replay.contents().c_str()
+                     : ("sessions=" + std::to_string(appliance.world.sessions.size())).c_str());
     fflush(stdout);
     server.serve([&] { ring.fill(); });
-    return 0;
+    return recorder.failed() ? 1 : 0;
 }

@@ -6,7 +6,8 @@
 #include <variant>
 
 const char usage[] =
-    R"(usage: vigil-lab [--root DIR] [--capture FILE | --sessions N --seed S] [--now T] [--vendors FILE]
+    R"(usage: vigil-lab [--root DIR] [--capture FILE | --sessions N --seed S | --replay DIR] [--now T] [--vendors FILE]
+                 [--record DIR]
 
 Serves vigil's three control sockets below DIR until SIGTERM or SIGINT. Prints "ready DIR" once it serves.
 
@@ -17,6 +18,8 @@ Serves vigil's three control sockets below DIR until SIGTERM or SIGINT. Prints "
 --seed S        ... the same for the same seed (default 1)
 --now T         the time at which a made-up world ends, seconds since the epoch (default: now)
 --vendors FILE  list of vendor prefixes (default /usr/share/ieee-data/oui.txt)
+--record DIR    writes every exchange into this new folder, as it happens: whatever was seen and asked is in it
+--replay DIR    there is no world: answers come from what --record wrote
 )";
 
 namespace {
@@ -35,6 +38,8 @@ constexpr OptionRow rows[] = {
     {"--sessions", 100'000'000, [](Options& o) { return Field{&o.generator.sessions}; }},
     {"--seed",     UINT64_MAX,  [](Options& o) { return Field{&o.generator.seed}; }    },
     {"--now",      UINT32_MAX,  [](Options& o) { return Field{&o.generator.now}; }     },
+    {"--record",   0,           [](Options& o) { return Field{&o.record}; }            },
+    {"--replay",   0,           [](Options& o) { return Field{&o.replay}; }            },
     {"--vendors",  0,           [](Options& o) { return Field{&o.vendors}; }           },
 };
 
@@ -73,5 +78,7 @@ std::string read_options(int argc, char** argv, Options& options)
         if (!take(value, row->most, row->field(options)))
             return key + " needs a number, not " + value;
     }
+    if (!options.replay.empty() && !options.capture.empty())
+        return "--replay answers from a recording, --capture from a capture: only one of them can be";
     return "";
 }

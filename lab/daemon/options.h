@@ -5,7 +5,7 @@
 #include <string>
 
 struct Options {
-    std::string root, capture, vendors = "/usr/share/ieee-data/oui.txt";
+    std::string root, capture, record, replay, vendors = "/usr/share/ieee-data/oui.txt";
     GeneratorOptions generator;
     bool help = false;
 };
