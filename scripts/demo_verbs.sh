@@ -56,6 +56,10 @@ counts() {
     [ "$status" -lt 255 ] && [ -s "$work/shown" ] || fault "$* (status $status)"
 }
 
+# Below the root, so that a recording knows the requests that name them below any other root
+lists=$VIGIL_ROOT/log
+mkdir -p "$lists"
+
 # The analysis daemon
 shows module list
 shows module stat
@@ -92,22 +96,22 @@ for two in '' 2; do
 done
 hides demo-changed assetsobj list limit=10000
 shows assetsobj list limit=5
-echo "id=778 name=demo-loaded ip=10.99.0.2" >"$work/assets.txt"
-takes assetsobj load file="$work/assets.txt"
+echo "id=778 name=demo-loaded ip=10.99.0.2" >"$lists/assets.txt"
+takes assetsobj load file="$lists/assets.txt"
 
 # IP tables
 takes table addip 9 10.98.0.1 info=demo
 prints 10.98.0.1 table get tid=9
 takes table rmvip 9 10.98.0.1
 hides 10.98.0.1 table get tid=9
-echo "10.98.1.0/30 demo" >"$work/addresses.txt"
-takes table loadfile 9 file="$work/addresses.txt"
+echo "10.98.1.0/30 demo" >"$lists/addresses.txt"
+takes table loadfile 9 file="$lists/addresses.txt"
 prints 10.98.1. table getcmp 9
 takes table clear 9
 hides 10.98.1. table get tid=9
 takes obsiptable addip tid=8 ip=10.97.0.1 info=demo
 prints 10.97.0.1 obsiptable get tid=8
-takes obsiptable loadfile tid=8 file="$work/addresses.txt"
+takes obsiptable loadfile tid=8 file="$lists/addresses.txt"
 prints 10.98.1. obsiptable getcmp tid=8
 takes obsiptable remove tid=8 ip=10.97.0.1
 hides 10.97.0.1 obsiptable get tid=8
@@ -124,11 +128,11 @@ takes obsdnsgrp add id=99 name=demo-names
 takes obsdnsgrp set id=99 name=demo-hosts
 prints demo-hosts obsdnsgrp list
 shows obsdnsgrp stat
-echo "a.demo.example" >"$work/names.txt"
-takes obsdnsgrp load id=99 file="$work/names.txt"
+echo "a.demo.example" >"$lists/names.txt"
+takes obsdnsgrp load id=99 file="$lists/names.txt"
 prints a.demo.example obsdnsgrp get id=99
-echo "b.demo.example" >"$work/names.txt"
-takes obsdnsgrp loadfile id=99 file="$work/names.txt"
+echo "b.demo.example" >"$lists/names.txt"
+takes obsdnsgrp loadfile id=99 file="$lists/names.txt"
 prints b.demo.example obsdnsgrp dumpgrp 99
 takes obsdnsgrp remove id=99
 hides demo-hosts obsdnsgrp list
