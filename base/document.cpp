@@ -7,9 +7,7 @@ void print_line(std::string_view line)
 
 void print_answer(std::string_view text, LineEnd line_end)
 {
-    print_text(text);
-    if (line_end == LineEnd::yes)
-        print_text("\n");
+    form::answer(text, line_end == LineEnd::yes);
 }
 
 void note(std::string_view text)

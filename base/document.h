@@ -1,20 +1,22 @@
 #pragma once
 // What a run has to say, in the words of its kind: a document made of openings, rows and closings; the lines
-// of a listing; the text of a daemon; messages. A report says which of them it prints and nothing about how.
+// of a listing; the text of a daemon; messages. A report says which of them it prints and nothing about how:
+// the form of the output (base/form.h) is chosen when a program is linked.
 //
 //     print_opening(FORMAT(R"({{"data":[)"));
 //     print(FORMAT(R"({}{{"ip":"{}","flows":{}}})"), separator, Ipv4{…}, r.flows);      for each row
 //     print_closing(FORMAT(R"(], "total":{}}})"), rows.total());
+#include "base/form.h"
 #include "base/output.h"
 
 // ---- Documents
 
-// What stands between the rows of an array, the first value of a row: the text given. Where that is not what
-// valid JSON has there, the report says that it is kept so.
+// What stands between the rows of an array, the first value of each row. Where the text is not what valid
+// JSON has there, the report says that it is kept so.
 struct Separator {
     std::string_view text;
-    char* put(char* at) const { return put_text(at, text); }
-    static constexpr size_t most_bytes() { return text_growth; }
+    char* put(char* at) const { return form::put_separator(at, text); }
+    static constexpr size_t most_bytes() { return sizeof ","; }
 };
 
 inline Separator comma_unless(bool first)
@@ -25,11 +27,38 @@ inline Separator comma_unless(bool first)
 // Brackets of the document, with what stands around them.
 template <RowFormat Format, class... Values> void print_opening(Format format, const Values&... values)
 {
-    print(format, values...);
+    const size_t room = room_of(format, values...);
+    if (char* row = output_detail::room_for(room))
+        form::opened(row, put_row(row, format, values...), room);
 }
 template <RowFormat Format, class... Values> void print_closing(Format format, const Values&... values)
 {
-    print(format, values...);
+    const size_t room = room_of(format, values...);
+    if (char* row = output_detail::room_for(room))
+        form::closed(row, put_row(row, format, values...), room);
+}
+
+// A row that a daemon has made, one JSON object as it should be.
+inline void print_object(Separator separator, std::string_view text)
+{
+    form::object(separator.text, text);
+}
+
+// For a report that prints documents one after the other: whether there are several, and the name of the
+// next.
+inline void expect_documents(bool several)
+{
+    form::several_documents(several);
+}
+inline void begin_document(std::string_view name)
+{
+    form::document(name);
+}
+
+// For a walk that waits between rows: the last row is whole, if the run should be stopped.
+inline void rest_output()
+{
+    form::rest();
 }
 
 // ---- Lines and texts
@@ -37,27 +66,46 @@ template <RowFormat Format, class... Values> void print_closing(Format format, c
 // One line of a listing, without its line end.
 template <RowFormat Format, class... Values> void print_line(Format format, const Values&... values)
 {
-    const size_t size = room_of(format, values...) + 1;
-    char* at = output_detail::room_for(size);
-    if (at == nullptr)
-        return;
-    char* end = put_row(at, format, values...);
-    *end++ = '\n';
-    output_detail::take_row(at, end, size);
+    const size_t room = room_of(format, values...);
+    if (char* row = form::begin_words(room))
+        form::end_words(row, put_row(row, format, values...), room, form::Words::line, true);
 }
 void print_line(std::string_view line);
+
+// What the lines that follow are called, where that is more than "lines".
+inline void name_lines(std::string_view name)
+{
+    form::name_lines(name);
+}
+
+// A number with a line of its own; elsewhere it is a member of this name.
+template <RowFormat Format, class... Values>
+void print_fact(std::string_view name, uint32_t number, Format format, const Values&... values)
+{
+    char line[64];
+    format_text(line, format, values...);
+    form::fact(name, number, line);
+}
 
 enum class LineEnd { yes, no };
 
 // A daemon's text, as it is.
 void print_answer(std::string_view text, LineEnd line_end = LineEnd::no);
 
+// Whether packets cannot go to standard output in this form; that is said then.
+inline bool refuses_packets()
+{
+    return form::refuses_packets();
+}
+
 // ---- Messages
 
 // Something worth knowing beside the output.
 template <RowFormat Format, class... Values> void note(Format format, const Values&... values)
 {
-    print_line(format, values...);
+    const size_t room = room_of(format, values...);
+    if (char* row = form::begin_words(room))
+        form::end_words(row, put_row(row, format, values...), room, form::Words::note, true);
 }
 void note(std::string_view text);
 
@@ -65,10 +113,10 @@ void note(std::string_view text);
 template <LineEnd line_end = LineEnd::yes, RowFormat Format, class... Values>
 int refuse(Format format, const Values&... values)
 {
-    if constexpr (line_end == LineEnd::yes)
-        print_line(format, values...);
-    else
-        print(format, values...);
+    const size_t room = room_of(format, values...);
+    if (char* row = form::begin_words(room))
+        form::end_words(row, put_row(row, format, values...), room, form::Words::refusal,
+                        line_end == LineEnd::yes);
     return -1;
 }
 int refuse(std::string_view token);

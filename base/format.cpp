@@ -24,13 +24,6 @@ char* put_number(char* at, uint32_t number)
     return put_row(at, FORMAT("{}"), number);
 }
 
-char* put_text(char* at, std::string_view text)
-{
-    if (!text.empty()) // an empty view may be null
-        memcpy(at, text.data(), text.size());
-    return at + text.size();
-}
-
 char* TwoDigits::put(char* at) const
 {
     *at++ = static_cast<char>('0' + number / 10 % 10);

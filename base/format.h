@@ -47,11 +47,18 @@ struct Text {
     size_t most_bytes() const { return text_growth * view.size(); }
 };
 
+// The same for what was taken out of a FixedGbkText.
+struct Gbk {
+    std::string_view view;
+    char* put(char* at) const { return put_gbk(at, view); }
+    size_t most_bytes() const { return text_growth * view.size(); }
+};
+
 // The one way from a NUL-terminated text of our own (an argument, strerror, a library's name) into a row;
 // null is the empty text.
 inline std::string_view text_of(const char* text)
 {
-    return text != nullptr ? std::string_view{text} : std::string_view{};
+    return text != nullptr ? text : "";
 }
 
 // A number of 0 to 99 with its leading zero.

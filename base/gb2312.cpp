@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/document.h"
 #include "base/gb2312_codes.h"
-#include "base/output.h"
 #include "base/text.h"
 
 namespace {
@@ -121,7 +121,10 @@ size_t encode_utf8(std::span<const uint32_t> characters, std::span<char> output)
     size_t used = 0;
     for (uint32_t character : characters.first(std::min<size_t>(characters.size(), 1024))) {
         int number = static_cast<int>(character), length = utf8_length(character);
-        print(FORMAT("w={}\nw={}\nlen={}\nlen={}\n"), number, number, length, length);
+        for (int line = 0; line < 2; line++)
+            print_line(FORMAT("w={}"), number);
+        for (int line = 0; line < 2; line++)
+            print_line(FORMAT("len={}"), length);
         auto room = static_cast<size_t>(length);
         if (output.size() - used < room)
             break;

@@ -19,35 +19,46 @@ namespace {
 
 bool lost = false;
 // A stop signal that finds a write under way cannot know how much of it went out: the run then ends where
-// the write returns.
+// the write returns. One that finds the account of the buffer half made ends it where that is done.
 volatile bool writing = false;
+volatile int holding = 0;
 volatile bool stop_is_due = false;
 volatile int stop_status = 0;
+const char* volatile stop_reason = "";
 
-// One write and its account.
-ssize_t write_some(size_t most)
-{
-    ssize_t n = write(STDOUT_FILENO, buffer + flushed, most);
-    if (n > 0)
-        flushed = flushed + static_cast<size_t>(n);
-    return n;
-}
-
-// Gives up after about half a second on a reader that does not read.
-[[noreturn]] void write_out_and_exit()
+// Writes what a reader takes; false when it is not all. About half a second of patience for the whole end.
+bool write_patiently(const char* at, size_t left, int& patience)
 {
     constexpr size_t piece_size = 4096; // a pipe that reports POLLOUT takes this much without blocking
-    for (int patience = 5; patience > 0 && flushed < filled;) {
+    while (left > 0 && patience > 0) {
         pollfd out{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
         if (poll(&out, 1, 100) <= 0) {
             patience--;
             continue;
         }
-        size_t left = filled - flushed;
-        ssize_t n = write_some(left < piece_size ? left : piece_size);
+        ssize_t n = write(STDOUT_FILENO, at, left < piece_size ? left : piece_size);
         if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN))
-            break;
-        patience -= n < 0;
+            return false;
+        if (n < 0) {
+            patience--;
+            continue;
+        }
+        at += n;
+        left -= static_cast<size_t>(n);
+    }
+    return left == 0;
+}
+
+// What is whole goes out, and what makes it complete; if a row is out in part already, all that there is.
+[[noreturn]] void write_out_and_exit()
+{
+    int patience = 5;
+    const size_t whole = form::whole(filled);
+    const bool completes = flushed <= whole;
+    const size_t end = completes ? whole : filled;
+    if (write_patiently(buffer + flushed, end - flushed, patience) && completes) {
+        const std::string_view words = form::last_words(stop_reason, stop_status);
+        write_patiently(words.data(), words.size(), patience);
     }
     _exit(stop_status);
 }
@@ -77,12 +88,16 @@ void keep_interrupting()
     setitimer(ITIMER_REAL, &ticks, nullptr);
 }
 
-// Writes everything that is buffered; what cannot be written is dropped and remembered as lost.
-void drain()
+// Writes out the whole rows that are buffered, or everything; what cannot be written is dropped and
+// remembered as lost.
+void drain(bool rows_in_part)
 {
-    while (flushed < filled) {
+    const size_t end = rows_in_part ? filled : form::whole(filled);
+    while (flushed < end) {
         writing = true;
-        ssize_t n = write_some(filled - flushed);
+        ssize_t n = write(STDOUT_FILENO, buffer + flushed, end - flushed);
+        if (n > 0)
+            flushed = flushed + static_cast<size_t>(n);
         writing = false;
         end_at_a_due_stop();
         if (n > 0)
@@ -95,9 +110,11 @@ void drain()
             break;
         }
     }
-    // `filled` first: between the two a handler sees an empty range, never old text as new.
-    filled = 0;
+    const output_detail::Held account;
+    memmove(buffer, buffer + end, filled - end);
+    filled = filled - end;
     flushed = 0;
+    form::moved(end);
 }
 
 int append_to_buffer(Output& out, std::string_view text)
@@ -119,14 +136,34 @@ int append_to_stream(FILE* stream, std::string_view text)
 
 } // namespace
 
+output_detail::Held::Held()
+{
+    holding = holding + 1;
+}
+
+output_detail::Held::~Held()
+{
+    holding = holding - 1;
+    if (holding == 0 && !writing)
+        end_at_a_due_stop();
+}
+
 char* output_detail::make_room(size_t size)
 {
-    drain();
+    drain(false);
+    if (size > buffer_size - filled)
+        drain(true);
     if (size <= buffer_size)
-        return buffer;
+        return buffer + filled;
     char* row = static_cast<char*>(malloc(size));
-    lost |= row == nullptr;
+    if (row == nullptr)
+        lose_output();
     return row;
+}
+
+void output_detail::lose_output()
+{
+    lost = true;
 }
 
 void output_detail::print_long_row(char* row, char* end)
@@ -147,7 +184,7 @@ void print_text(std::string_view text)
 {
     while (!text.empty()) {
         if (filled == buffer_size)
-            drain();
+            output_detail::make_room(1);
         size_t room = buffer_size - filled;
         size_t piece = text.size() < room ? text.size() : room;
         memcpy(buffer + filled, text.data(), piece);
@@ -158,7 +195,7 @@ void print_text(std::string_view text)
 
 bool flush_output()
 {
-    drain();
+    drain(true);
     return !lost;
 }
 
@@ -173,10 +210,11 @@ bool reader_is_gone()
     return poll(&out, 1, 0) > 0 && (out.revents & (POLLERR | POLLHUP)) != 0;
 }
 
-void end_run_in_signal_handler(int status)
+void end_run_in_signal_handler(int status, const char* reason)
 {
     stop_status = status;
-    if (!writing)
+    stop_reason = reason;
+    if (!writing && holding == 0)
         write_out_and_exit();
     stop_is_due = true;
     keep_interrupting();

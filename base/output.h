@@ -2,7 +2,7 @@
 // All text that leaves the run. Standard output has one buffer of our own, so that a stop signal can write
 // out what was printed so far without touching stdio, and so that a row costs its formatting and nothing
 // else.
-#include "base/format.h"
+#include "base/form.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -41,7 +41,8 @@ bool reader_is_gone();
 // For the handler of a stop signal (see handle_stop_signals()): writes out what is buffered and ends the run.
 // Async-signal-safe, gives up after about half a second on a reader that does not read. Returns only when the
 // signal interrupted a write: the run then ends as soon as that returns.
-void end_run_in_signal_handler(int status);
+// `reason` says why in the forms that can.
+void end_run_in_signal_handler(int status, const char* reason);
 
 // ---- What the templates stand on
 
@@ -52,9 +53,18 @@ extern char buffer[buffer_size];
 // buffer[flushed, filled) is printed but not yet written. The signal handler reads both.
 extern volatile size_t filled, flushed;
 
-// Room for a row that does not fit behind what is buffered: the emptied buffer, or memory of its own. Null
-// when there is none; the row is counted as lost.
+// While one lives, a stop signal leaves the end of the run to its destructor.
+struct Held {
+    Held();
+    ~Held();
+    Held(const Held&) = delete;
+};
+
+// Room for a row that does not fit behind what is buffered: room made in the buffer, or memory of its own.
+// Null when there is none; the row is counted as lost.
 char* make_room(size_t size);
+// Something could not be printed for want of memory.
+void lose_output();
 // Prints a row that stands in memory of its own.
 void print_long_row(char* row, char* end);
 
@@ -88,6 +98,7 @@ template <RowFormat Format, class... Values> int append(Output* out, Format form
     char* row = size <= sizeof usual ? usual : static_cast<char*>(malloc(size));
     if (row == nullptr)
         return -1;
+    const form::Verbatim as_it_is;
     char* end = put_row(row, format, values...);
     int length = append_text(out, {row, static_cast<size_t>(end - row)});
     if (row != usual)

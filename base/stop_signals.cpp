@@ -24,10 +24,11 @@ static sigset_t hold(const sigset_t& set)
     return before;
 }
 
-void handle_stop_signals(void (*handler)(int))
+void handle_stop_signals(void (*handler)(int, siginfo_t*, void*))
 {
     struct sigaction action {};
-    action.sa_handler = handler;
+    action.sa_sigaction = handler;
+    action.sa_flags = SA_SIGINFO;
     action.sa_mask = all_stop_signals(); // a second one does not interrupt the handler
     for (int signal : stop_signals)
         if (signal == SIGTERM || signal == SIGINT || !is_ignored(signal))

@@ -6,7 +6,7 @@ inline constexpr int stop_signals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT};
 
 // Has them call `handler`, one at a time; they interrupt system calls. SIGHUP and SIGQUIT stay ignored when
 // they are so already, as under nohup.
-void handle_stop_signals(void (*handler)(int));
+void handle_stop_signals(void (*handler)(int, siginfo_t*, void*));
 
 // Holds them back, and SIGTSTP and SIGALRM, which halt or end a run in their own way; returns the mask to go
 // back to.

@@ -14,6 +14,7 @@ static_assert(std::endian::native == std::endian::little,
 // behind.
 char* put_number(char* at, uint32_t number);
 char* put_text(char* at, std::string_view text); // up to text_growth bytes for each of the text's
+char* put_gbk(char* at, std::string_view text);  // the same for a text that is GBK, whatever else it might be
 inline constexpr size_t text_growth = 6;         // a byte of a text may have to be escaped
 
 // An unsigned number in network order; converts to and from host order.
@@ -71,6 +72,13 @@ public:
 
 private:
     char bytes_[N];
+};
+
+// The same for texts that the daemons send in GBK: locations, levels, and names in the appliance's own
+// language.
+template <size_t N> class [[gnu::packed]] FixedGbkText : public FixedText<N> {
+public:
+    char* put(char* at) const { return put_gbk(at, this->view()); }
 };
 
 // The text at `offset` in a field that holds several, up to its NUL or the end of the field; empty when the

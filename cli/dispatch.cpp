@@ -3,6 +3,7 @@
 #include "base/document.h"
 #include "cli/catalogue.h"
 #include "cli/signals.h"
+#include "cli/timeout.h"
 #include "common/applevel.h"
 #include "link/dictionary.h"
 #include "link/places.h"
@@ -22,6 +23,7 @@ constexpr int32_t segment_min_kib = 64; // of the tables' entries, not of the fa
 // Only the analysis table is listed: the others' modules are reachable but never shown.
 int list_modules()
 {
+    name_lines("modules");
     for (const ModuleEntry* module = analysis_table; module->name != nullptr; module++)
         print_line(text_of(module->name));
     return listing_status;
@@ -58,7 +60,7 @@ int print_boot_time()
 {
     uint32_t boot = 0;
     if (boot_time(boot))
-        print_line(FORMAT("{}_0"), boot); // the second number is always 0
+        print_fact("boot", boot, FORMAT("{}_0"), boot); // the second number is always 0
     else
         note("fail to get bootup time");
     return 0;
@@ -141,10 +143,15 @@ int dispatch(int argc, char** argv)
 {
     if (const char* fault = root_fault())
         return refuse(fault);
+    if (!start_timeout())
+        return refuse("VIGIL_TIMEOUT must be 1 to 3600");
     if (argc < 2)
         return list_modules();
     if (argc > 2)
         return run_command(argc, argv);
+    const bool asks_boot_time = strcmp(argv[1], "sysboot") == 0;
+    if (!asks_boot_time)
+        name_lines("verbs");
     list_verbs(argv[1]);
-    return strcmp(argv[1], "sysboot") == 0 ? print_boot_time() : listing_status;
+    return asks_boot_time ? print_boot_time() : listing_status;
 }

@@ -19,5 +19,6 @@ int main(int argc, char** argv)
     open_standard_descriptors();
     ignore_write_signals();
     int status = dispatch(argc, argv);
+    form::finish(status);
     return flush_output() ? status : 255; // what the caller did not get is never a success
 }

@@ -15,10 +15,10 @@ static void on_fault(int)
     signal(SIGSEGV, SIG_DFL); // the access repeats and ends the process
 }
 
-static void on_stop(int)
+static void on_stop(int, siginfo_t* info, void*)
 {
     rpc_close_in_signal_handler();
-    end_run_in_signal_handler(1);
+    end_run_in_signal_handler(1, info->si_code == SI_TIMER ? "timeout" : "stopped");
 }
 
 void ignore_write_signals()

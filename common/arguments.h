@@ -1,5 +1,7 @@
 #pragma once
 // key=value arguments of a report.
+#include "base/form.h"
+
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -44,6 +46,36 @@ bool take_word(const char* argument, std::string_view key, const Row (&rows)[N],
         if (value != nullptr && row.word == value)
             chosen = &row;
     return value != nullptr;
+}
+
+// Whether a report prints JSON: when its word was typed, or always, where the whole output is JSON; the word
+// then changes nothing.
+struct JsonChoice {
+    bool chosen = form::always_json();
+    explicit operator bool() const { return chosen; }
+};
+
+// The word as a number, non-zero for JSON.
+inline bool take_json(const char* argument, std::string_view key, JsonChoice& json)
+{
+    const char* value = value_of(argument, key);
+    if (value != nullptr && !form::always_json())
+        json.chosen = atoi(value) != 0;
+    return value != nullptr;
+}
+
+// Whether an argument that goes to the daemon with all others is such a word, and stays here.
+inline bool withholds_json(const char* argument, std::string_view key)
+{
+    return form::always_json() && value_of(argument, key) != nullptr;
+}
+
+// The exact word "json=1"; any other is an argument like the rest, except where it changes nothing.
+inline bool take_exact_json(const char* argument, JsonChoice& json)
+{
+    const bool exact = strcmp(argument, "json=1") == 0;
+    json.chosen |= exact;
+    return exact || (form::always_json() && value_of(argument, "json=") != nullptr);
 }
 
 // The page that was asked for: rows [start, end) of the listing, 64 bits wide so that nothing typed

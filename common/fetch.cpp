@@ -50,6 +50,7 @@ int fetch_batches(const Fetch& fetch, BatchWalk walk, void* context)
             return -1;
         record.wants_dictionary = wants_dictionary ? 1 : 0;
         wants_dictionary = false;
+        rest_output();
         if (rpc_exchange(record) != 0)
             return print_error(record);
         const int32_t count = record.count;

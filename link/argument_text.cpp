@@ -16,16 +16,22 @@ void ArgumentText::append(std::string_view piece)
     length_ += static_cast<uint32_t>(piece.size());
 }
 
+void ArgumentText::append_argument(std::string_view argument)
+{
+    refused_ |= form::refuses_argument(argument);
+    append(argument);
+}
+
 void ArgumentText::append_trailing(std::string_view argument)
 {
-    append(argument);
+    append_argument(argument);
     append(" ");
 }
 
 void ArgumentText::append_leading(std::string_view argument)
 {
     append(" ");
-    append(argument);
+    append_argument(argument);
 }
 
 void ArgumentText::append_all_trailing(int argc, char** argv)
@@ -43,8 +49,8 @@ void ArgumentText::append_all_leading(int argc, char** argv)
 bool ArgumentText::finish(RequestRecord& record, Nul nul)
 {
     none(record);
-    if (too_long_) {
-        refuse("ARG_TOO_LONG");
+    if (too_long_ || refused_) {
+        refuse(too_long_ ? "ARG_TOO_LONG" : "INV_ARG");
         return false;
     }
     if (rpc_segment() != nullptr)

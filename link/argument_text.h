@@ -9,12 +9,14 @@ class ArgumentText {
 public:
     void append_trailing(std::string_view argument); // "%s "
     void append_leading(std::string_view argument);  // " %s"
-    void append(std::string_view piece);             // as it is
+    void append_argument(std::string_view argument); // without a blank
+    void append(std::string_view piece);             // our own
     void append_all_trailing(int argc, char** argv);
     void append_all_leading(int argc, char** argv);
 
     // Puts length and address into the record. Counting the NUL makes it part of the length; it is written
-    // either way. False with "ARG_TOO_LONG" printed when the text and its NUL do not fit the segment.
+    // either way. False with "ARG_TOO_LONG" printed when the text and its NUL do not fit the segment, or with
+    // "INV_ARG" when an argument must not be passed on (see form::refuses_argument()).
     enum Nul { count_nul, leave_nul };
     bool finish(RequestRecord& record, Nul nul);
 
@@ -23,5 +25,5 @@ public:
 
 private:
     uint32_t length_ = 0;
-    bool too_long_ = false;
+    bool too_long_ = false, refused_ = false;
 };

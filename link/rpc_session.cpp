@@ -234,9 +234,11 @@ bool start_request(RequestRecord& record, uint32_t code, const char* module)
 
 bool set_module(RequestRecord& record, const char* module)
 {
-    if (record.text.assign(module != nullptr ? module : "", decltype(record.text)::width - 1))
+    const std::string_view name = text_of(module); // typed, in some commands
+    const bool fits = record.text.assign(name, decltype(record.text)::width - 1);
+    if (fits && !form::refuses_argument(name))
         return true;
-    refuse("ARG_TOO_LONG");
+    refuse(fits ? "INV_ARG" : "ARG_TOO_LONG");
     return false;
 }
 

@@ -4,10 +4,10 @@
 
 // Where the remote side is.
 struct [[gnu::packed]] FlowLocation {
-    FixedText<15> country; //  0
-    FixedText<18> region;  // 15  within the home country
-    FixedText<17> third;   // 33
-    FixedText<16> isp;     // 50
+    FixedGbkText<15> country; //  0
+    FixedGbkText<18> region;  // 15  within the home country
+    FixedGbkText<17> third;   // 33
+    FixedGbkText<16> isp;     // 50
 
     bool empty() const { return country.empty() && region.empty() && third.empty() && isp.empty(); }
 }; // 66

@@ -3,37 +3,37 @@
 #include "wire/address.h"
 
 struct [[gnu::packed]] SessionRecord {
-    WireAddress   source;           //   0  IPv4 in host order
-    WireAddress   destination;      //  16  IPv4 in host order
-    uint16_t      source_port;      //  32
-    uint16_t      destination_port; //  34
-    uint32_t      birth;            //  36  seconds since the epoch
-    uint32_t      value_40;         //  40  the last number of a line
-    uint32_t      up_bytes;         //  44
-    uint32_t      down_bytes;       //  48
-    uint8_t       reserved_52[3];   //  52
-    uint8_t       flags;            //  55  see below
-    uint16_t      application;      //  56  the id's low half; the high half is value_58
-    uint16_t      value_58;         //  58  printed as it is
-    uint16_t      value_60;         //  60  printed as it is
-    uint8_t       value_62;         //  62  printed as it is
-    uint8_t       vpaid;            //  63  path identifier
-    uint8_t       protocol;         //  64  IP protocol number
-    uint8_t       text_c_at;        //  65  offsets of texts in `texts`
-    uint8_t       text_a_at;        //  66
-    uint8_t       host_at;          //  67
-    uint32_t      client_delay;     //  68  microseconds
-    uint32_t      server_delay;     //  72
-    uint32_t      app_delay;        //  76
-    uint16_t      value_80;         //  80  printed as it is
-    uint16_t      value_82;         //  82  printed as it is
-    uint32_t      up_packets;       //  84
-    uint32_t      down_packets;     //  88
-    uint32_t      up_rexmits;       //  92  retransmissions
-    uint32_t      down_rexmits;     //  96
-    uint16_t      host_suffix;      // 100
-    FixedText<43> location;         // 102
-    FixedText<83> texts;            // 145  text B at its start; the others at their offsets
+    WireAddress      source;           //   0  IPv4 in host order
+    WireAddress      destination;      //  16  IPv4 in host order
+    uint16_t         source_port;      //  32
+    uint16_t         destination_port; //  34
+    uint32_t         birth;            //  36  seconds since the epoch
+    uint32_t         value_40;         //  40  the last number of a line
+    uint32_t         up_bytes;         //  44
+    uint32_t         down_bytes;       //  48
+    uint8_t          reserved_52[3];   //  52
+    uint8_t          flags;            //  55  see below
+    uint16_t         application;      //  56  the id's low half; the high half is value_58
+    uint16_t         value_58;         //  58  printed as it is
+    uint16_t         value_60;         //  60  printed as it is
+    uint8_t          value_62;         //  62  printed as it is
+    uint8_t          vpaid;            //  63  path identifier
+    uint8_t          protocol;         //  64  IP protocol number
+    uint8_t          text_c_at;        //  65  offsets of texts in `texts`
+    uint8_t          text_a_at;        //  66
+    uint8_t          host_at;          //  67
+    uint32_t         client_delay;     //  68  microseconds
+    uint32_t         server_delay;     //  72
+    uint32_t         app_delay;        //  76
+    uint16_t         value_80;         //  80  printed as it is
+    uint16_t         value_82;         //  82  printed as it is
+    uint32_t         up_packets;       //  84
+    uint32_t         down_packets;     //  88
+    uint32_t         up_rexmits;       //  92  retransmissions
+    uint32_t         down_rexmits;     //  96
+    uint16_t         host_suffix;      // 100
+    FixedGbkText<43> location;         // 102
+    FixedText<83>    texts;            // 145  text B at its start; the others at their offsets
 
     bool             flag_1() const { return flags >> 1 & 1; }    // printed as 0 or 1
     uint32_t         handshake() const { return flags >> 4 & 3; } // 1 SYN, 2 ACK, 3 complete, 0 none

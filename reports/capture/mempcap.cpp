@@ -8,6 +8,8 @@
 int mempcap_dump(int, char**)
 {
     constexpr char module[] = "mempcap";
+    if (refuses_packets())
+        return -1;
     RequestRecord record;
     if (!start_request(record, verb::dump, module))
         return -1;

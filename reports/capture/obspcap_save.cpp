@@ -23,6 +23,13 @@ bool same_file(const char* one, const char* other)
     return stat(one, &a) == 0 && stat(other, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+bool is_standard_output(const char* path)
+{
+    struct stat a, b;
+    return stat(path, &a) == 0 && fstat(STDOUT_FILENO, &b) == 0 && a.st_dev == b.st_dev &&
+           a.st_ino == b.st_ino;
+}
+
 bool is_fifo(const char* path)
 {
     struct stat status;
@@ -129,6 +136,8 @@ int obspcap_save(int argc, char** argv)
     }
     if (from.too_long() || to.too_long())
         return refuse("ARG_TOO_LONG");
+    if (is_standard_output(to.path) && refuses_packets())
+        return -1;
 
     CaptureRing ring;
     if (!open_ring(from.path, ring))

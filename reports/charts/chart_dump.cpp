@@ -106,11 +106,9 @@ int chart_dump(int argc, char** argv)
     if (argc < 1)
         return refuse("[bridge=n] [hours=nnn] [tmend=nnnnn] [tag=tag1] [tag=tag2] ...");
     Fetch fetch{.code = chart_code::dump, .argv = argv, .write = write_rewritten};
-    bool json = false;
+    JsonChoice json;
     for (char* argument : arguments(argc, argv)) {
-        if (strcmp(argument, "json=1") == 0)
-            json = true;
-        else
+        if (!take_exact_json(argument, json))
             fetch.forward(argument);
     }
     Answer answer;

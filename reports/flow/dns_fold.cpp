@@ -118,7 +118,7 @@ void print_locations(const LocationPool& pool, FoldOrder order)
                      R"(,"flow":{})"
                      R"(,"succ":{})"
                      R"(,"fail":{}}})"),
-              comma_unless(i == 0), entry.key.value(), c.flows, c.answered, c.unanswered);
+              comma_unless(i == 0), Gbk{entry.key.value()}, c.flows, c.answered, c.unanswered);
     });
     print_closing(FORMAT(R"(], "loctotal":{})"), pool.size());
 }

@@ -14,7 +14,8 @@ namespace {
 
 struct Query {
     FoldOrder order = FoldOrder::arrival;
-    int dnssum = 0, appsum = 0, sumloc = 0, json = 0, by_source = 0, ischina = -1;
+    int dnssum = 0, appsum = 0, sumloc = 0, by_source = 0, ischina = -1;
+    JsonChoice json;
     Paging paging{.page = 1, .limit = 10};
 };
 
@@ -22,7 +23,7 @@ bool take(const char* argument, Query& query)
 {
     return take_fold_order(argument, query.order, false) || take_number(argument, "dnssum=", query.dnssum) ||
            take_number(argument, "appsum=", query.appsum) || take_number(argument, "sumloc=", query.sumloc) ||
-           take_number(argument, "json=", query.json) || take_number(argument, "issrc=", query.by_source) ||
+           take_json(argument, "json=", query.json) || take_number(argument, "issrc=", query.by_source) ||
            take_number(argument, "ischina=", query.ischina) || take_paging(argument, query.paging);
 }
 
@@ -109,10 +110,10 @@ using LocationPool = Pool<LocationKey, LocationCounters, 32, 1024>;
 void print_locations(const LocationPool& pool, const Query& query)
 {
     auto key = query.order == FoldOrder::bytes ? by_bytes<LocationCounters> : by_flows<LocationCounters>;
-    if (query.json == 0) {
+    if (!query.json) {
         print_page(pool, everything, key, [](const LocationPool::Entry& entry, int64_t) {
             const LocationCounters& c = entry.counters;
-            print_line(FORMAT("{} {} {} {}"), entry.key.value(), c.flows, c.up_bytes, c.down_bytes);
+            print_line(FORMAT("{} {} {} {}"), Gbk{entry.key.value()}, c.flows, c.up_bytes, c.down_bytes);
         });
         return;
     }
@@ -123,7 +124,7 @@ void print_locations(const LocationPool& pool, const Query& query)
                      R"(,"flow":{})"
                      R"(,"upbytes":{})"
                      R"(,"downbytes":{}}})"),
-              comma_unless(i == 0), entry.key.value(), c.flows, c.up_bytes, c.down_bytes);
+              comma_unless(i == 0), Gbk{entry.key.value()}, c.flows, c.up_bytes, c.down_bytes);
     });
     print_closing(FORMAT(R"(], "total":{}}})"), pool.size());
 }
@@ -191,7 +192,7 @@ int report_addresses(const Fetch& fetch, const Query& query)
         return -1;
     desc_init(); // without descriptions the report goes on
     auto key = fold_key<AddressCounters>(query.order);
-    if (query.json == 0) {
+    if (!query.json) {
         print_page(pool, query.paging, key, [](const auto& entry, int64_t) { print_address_text(entry); });
         return 0;
     }

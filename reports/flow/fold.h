@@ -67,3 +67,7 @@ inline std::string_view or_null(std::string_view text)
 {
     return text.empty() ? "NULL" : text;
 }
+template <size_t n> Gbk or_null(const FixedGbkText<n>& text)
+{
+    return {or_null(text.view())};
+}

@@ -13,7 +13,8 @@ namespace {
 
 struct Query {
     FoldOrder order = FoldOrder::arrival;
-    int portsum = 0, dnssum = 0, sumloc = 0, json = 0, by_source = 0;
+    int portsum = 0, dnssum = 0, sumloc = 0, by_source = 0;
+    JsonChoice json;
     Paging paging{.page = 1, .limit = 10};
 };
 
@@ -21,7 +22,7 @@ bool take(const char* argument, Query& query)
 {
     return take_fold_order(argument, query.order, true) || take_number(argument, "portsum=", query.portsum) ||
            take_number(argument, "dnssum=", query.dnssum) || take_number(argument, "sumloc=", query.sumloc) ||
-           take_number(argument, "json=", query.json) || take_number(argument, "issrc=", query.by_source) ||
+           take_json(argument, "json=", query.json) || take_number(argument, "issrc=", query.by_source) ||
            take_paging(argument, query.paging);
 }
 
@@ -57,7 +58,7 @@ int report_ports(const Fetch& fetch, const Query& query)
             return true;
         }) != 0)
         return -1;
-    if (query.json == 0)
+    if (!query.json)
         return 0;
     std::span<const PortCounter> ranked = rank_ports(counters);
     print_opening(FORMAT(R"({{"total":{}, "data":[)"), ranked.size());
@@ -81,7 +82,7 @@ int report_names(const Fetch& fetch, const Query& query)
             return true;
         }) != 0)
         return -1;
-    if (query.json != 0)
+    if (query.json)
         print_names(pool, everything); // page= and limit= do not apply
     return 0;
 }
@@ -106,7 +107,8 @@ void print_locations_json(const LocationPool& pool)
                      R"(,"upbytes":{})"
                      R"(,"downbytes":{})"
                      R"(,"avgdelay":{}}})"),
-              comma_unless(i != 0), entry.key.value(), c.flows, c.up_bytes, c.down_bytes, c.delay.average());
+              comma_unless(i != 0), Gbk{entry.key.value()}, c.flows, c.up_bytes, c.down_bytes,
+              c.delay.average());
     });
     print_closing(FORMAT("]"));
 }
@@ -126,13 +128,13 @@ int report_locations(const Fetch& fetch, const Query& query)
             return true;
         }) != 0)
         return -1;
-    if (query.json != 0) {
+    if (query.json) {
         print_locations_json(pool);
         return 0;
     }
     print_page(pool, everything, nullptr, [](const LocationPool::Entry& entry, int64_t) {
         const LocationCounters& c = entry.counters;
-        print_line(FORMAT("{} {} {} {} {}"), entry.key.value(), c.flows, c.up_bytes, c.down_bytes,
+        print_line(FORMAT("{} {} {} {} {}"), Gbk{entry.key.value()}, c.flows, c.up_bytes, c.down_bytes,
                    c.delay.average());
     });
     return 0;
@@ -143,7 +145,7 @@ int report_locations(const Fetch& fetch, const Query& query)
 struct AddressCounters {
     uint32_t flows, up_bytes, down_bytes; // as the address sees them: swapped when it is the destination
     DelayCounter<uint64_t> delay;
-    FixedText<43> location; // of the last session that has one, for destinations only
+    FixedGbkText<43> location; // of the last session that has one, for destinations only
 };
 using AddressPool = Pool<Ipv4Key, AddressCounters, 4096, 1024>;
 
@@ -198,7 +200,7 @@ void print_addresses(const AddressPool& pool, const Query& query)
     desc_init(); // without descriptions the report goes on
     auto key = fold_key<AddressCounters>(query.order);
     bool by_source = query.by_source != 0;
-    if (query.json == 0) {
+    if (!query.json) {
         print_page(pool, query.paging, key,
                    [&](const auto& entry, int64_t) { print_address_text(entry, by_source); });
         return;

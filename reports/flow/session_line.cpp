@@ -81,6 +81,6 @@ void print_session(const SessionRecord& r, const SessionLine& line)
                or_null(r.text_a()), HostAndSuffix{r}, or_null(r.text_b()), or_null(r.text_c()),
                milliseconds(r.client_delay), milliseconds(r.server_delay), milliseconds(r.app_delay), r.value_80, r.value_82,
                r.up_rexmits, r.up_packets, r.down_rexmits, r.down_packets,
-               states[r.handshake()], or_null(r.location.view()), r.vpaid, r.value_40);
+               states[r.handshake()], or_null(r.location), r.vpaid, r.value_40);
     // clang-format on
 }

@@ -85,7 +85,7 @@ void write_rest(ArgumentText& text, int argc, char** argv)
             const char* option = argv[i++];
             if (strcmp(option, "-ip") == 0 || strcmp(option, "-app") == 0) {
                 text.append(strcmp(option, "-ip") == 0 ? " ip=" : " app=");
-                text.append(argv[i]);
+                text.append_argument(argv[i]);
             }
         } else if (value_of(argv[i], "rawdata=") == nullptr) {
             text.append_leading(argv[i]);

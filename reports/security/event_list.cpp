@@ -49,14 +49,13 @@ void print_row(const EventRecord& e)
 
 int nevt_list(int argc, char** argv)
 {
-    bool json = false, header = false;
+    JsonChoice json;
+    bool header = false;
     Fetch fetch{.module = "nevt", .argv = argv, .write = write_leading, .nul = ArgumentText::leave_nul};
     for (char* argument : arguments(argc, argv)) {
-        if (strcmp(argument, "json=1") == 0)
-            json = true;
-        else if (strcmp(argument, "showhdr=1") == 0)
+        if (strcmp(argument, "showhdr=1") == 0)
             header = true;
-        else
+        else if (!take_exact_json(argument, json))
             fetch.forward(argument);
     }
     if (!request_fits(fetch))

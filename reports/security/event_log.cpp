@@ -9,7 +9,8 @@ namespace {
 
 struct Query {
     Paging paging{.page = 0, .limit = 0}; // without a page from 1 up: everything
-    bool json = false, header = false;
+    JsonChoice json;
+    bool header = false;
     int summary = 0, only_today = 0;
     const char* level = nullptr; // filters are in force when they were typed, whatever their value
     const char* rdstat = nullptr;
@@ -21,16 +22,13 @@ struct Query {
 bool read_argument(const char* argument, Query& query)
 {
     std::string_view word = argument;
-    if (word == "json=1") {
-        query.json = true;
-        return true;
-    }
     if (word == "showhdr=1") {
         query.header = true;
         return true;
     }
-    return take_text(argument, "rdstat=", query.rdstat) || take_text(argument, "level=", query.level) ||
-           take_paging(argument, query.paging) || take_number(argument, "showsum=", query.summary) ||
+    return take_exact_json(argument, query.json) || take_text(argument, "rdstat=", query.rdstat) ||
+           take_text(argument, "level=", query.level) || take_paging(argument, query.paging) ||
+           take_number(argument, "showsum=", query.summary) ||
            take_number(argument, "today=", query.only_today) || take_text(argument, "keywd=", query.keyword);
 }
 

@@ -16,7 +16,7 @@ static_assert(said_bytes == 7168);
 
 // Named counts, used from the front; a slot is in use when its name is not empty.
 struct NamedCount {
-    FixedText<16> name;
+    FixedGbkText<16> name; // of insname_ch
     uint32_t count;
 };
 struct NamedCounts {

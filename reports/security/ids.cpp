@@ -69,8 +69,7 @@ int kesidslog_list(int argc, char** argv)
     rows.rank();
     print_opening(FORMAT(R"({{"data":[)"));
     rows.print_page(paging, [](const AlertRecord& alert, bool first) {
-        print(FORMAT("{}"), comma_unless(first));
-        print_text(alert.text.view()); // an object that the daemon has made
+        print_object(comma_unless(first), alert.text.view());
     });
     print_closing(FORMAT(R"(], "total":{}}})"), rows.total());
     return 0;

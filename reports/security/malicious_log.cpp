@@ -60,7 +60,7 @@ void print_event(const MaliciousRecord& record, bool first)
                  R"(,"dst":"{}", "dport":{})"
                  R"(,"risc":"{}","locisp":"{}","ioc":"{}","type":"{}"}})"),
           comma_unless(first), LocalTime{record.time}, Ipv4{record.source}, record.source_port,
-          Ipv4{record.destination}, record.destination_port, level_word(record.level), record.area,
+          Ipv4{record.destination}, record.destination_port, Gbk{level_word(record.level)}, record.area,
           Indicator{record}, record.type);
 }
 
@@ -83,8 +83,10 @@ void walk(const Query& query, std::span<const MaliciousRecord> records, std::spa
     const bool show = query.flow_log != 0;
     const int64_t today_start = show ? today().first : 0;
     int todays = 0, total = 0;
-    if (show)
+    if (show) {
+        begin_document("show_flowlog");
         print_opening(FORMAT(R"({{"data":[)"));
+    }
     for (const Ranked& row : order) {
         const MaliciousRecord record = records[row.slot]; // a copy: the daemon may still write
         if (record.time == 0)
@@ -122,6 +124,7 @@ int malclog_list(int argc, char** argv)
     std::span<const Ranked> order = newest_first(records);
     if (order.size() != records.size())
         return refuse("NO_MEM");
+    expect_documents((query.flow_log != 0) + summaries_in(query.summaries) > 1);
     walk(query, records, order);
     print_summaries(query.summaries);
     return 0;

@@ -83,7 +83,7 @@ template <class Pool, class PrintEntry> void print_counted(const Pool& pool, Pri
 void print_areas()
 {
     print_counted(area_pool, [](Separator separator, const auto& area) {
-        print(FORMAT(R"({}{{"name":"{}","cnt":{}}})"), separator, area.key.view(), area.counters);
+        print(FORMAT(R"({}{{"name":"{}","cnt":{}}})"), separator, Gbk{area.key.view()}, area.counters);
     });
 }
 
@@ -111,7 +111,7 @@ void print_levels()
     print_opening(FORMAT("["));
     for (uint32_t level = 1; level < levels; level++)
         print(FORMAT(R"({}{{"name":"{}", "cname":"{}", "cnt":{}}})"), comma_unless(level == 1), names[level],
-              level_word(level), level_totals.of[level]);
+              Gbk{level_word(level)}, level_totals.of[level]);
     print_closing(FORMAT("]"));
 }
 
@@ -148,16 +148,30 @@ void summarise(const SummaryChoice& choice, const MaliciousRecord& record)
         count_level(level_totals, record.level);
 }
 
+size_t summaries_in(const SummaryChoice& choice)
+{
+    const bool addresses = choice.sources != 0 || choice.destinations != 0;
+    return size_t{choice.areas != 0} + (choice.domains != 0) + addresses + (choice.levels != 0) +
+           (choice.types != 0);
+}
+
 void print_summaries(const SummaryChoice& choice)
 {
-    if (choice.areas != 0)
-        print_areas();
-    if (choice.domains != 0)
-        print_domains();
-    if (choice.sources != 0 || choice.destinations != 0)
-        print_addresses();
-    if (choice.levels != 0)
-        print_levels();
-    if (choice.types != 0)
-        print_types();
+    struct {
+        int wanted;
+        std::string_view word;
+        void (*print)();
+    } const summaries[] = {
+        {choice.areas,                         "show_area",                                       print_areas  },
+        {choice.domains,                       "show_dns",                                        print_domains},
+        {choice.sources | choice.destinations, choice.sources != 0 ? "show_srcip" : "show_dstip",
+         print_addresses                                                                                       },
+        {choice.levels,                        "show_level",                                      print_levels },
+        {choice.types,                         "show_malc",                                       print_types  },
+    };
+    for (const auto& summary : summaries)
+        if (summary.wanted != 0) {
+            begin_document(summary.word);
+            summary.print();
+        }
 }

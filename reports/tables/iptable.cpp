@@ -35,7 +35,7 @@ void append_keyed(ArgumentText& text, const char* key, const char* argument)
 {
     if (strchr(argument, '=') == nullptr)
         text.append(key);
-    text.append(argument);
+    text.append_argument(argument);
 }
 
 void write_new_member(ArgumentText& text, int argc, char** argv)
@@ -51,7 +51,7 @@ void write_old_member(ArgumentText& text, int, char** argv)
     text.append("table=");
     text.append_trailing(argv[0]);
     text.append("ip=");
-    text.append(argv[1]);
+    text.append_argument(argv[1]);
 }
 
 } // namespace

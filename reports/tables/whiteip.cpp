@@ -10,15 +10,15 @@ namespace {
 
 struct Query {
     Paging paging{.page = 1, .limit = 100};
-    int json = 0;
+    JsonChoice json;
     bool by_address = false;
     uint32_t address = 0;
 };
 
 // Every argument goes to the daemon too. False with the message printed.
-bool read_query(int argc, char** argv, Query& query)
+bool read_query(int argc, char** argv, Query& query, Fetch& fetch)
 {
-    for (const char* argument : arguments(argc, argv)) {
+    for (char* argument : arguments(argc, argv)) {
         const char* ip = nullptr;
         if (take_text(argument, "ip=", ip)) {
             query.by_address = true;
@@ -27,7 +27,9 @@ bool read_query(int argc, char** argv, Query& query)
                 return false;
             }
         }
-        take_number(argument, "showjson=", query.json) || take_paging(argument, query.paging);
+        take_json(argument, "showjson=", query.json) || take_paging(argument, query.paging);
+        if (!withholds_json(argument, "showjson="))
+            fetch.forward(argument);
     }
     return true;
 }
@@ -65,23 +67,24 @@ uint64_t by_flows(const WhiteAddressRecord& r)
 int whiteip_list(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.module = "whiteip", .argc = argc, .argv = argv};
-    if (!read_query(argc, argv, query))
+    Fetch fetch{.module = "whiteip", .argv = argv};
+    if (!read_query(argc, argv, query, fetch))
         return -1;
     if (!request_fits(fetch))
         return -1;
-    if (query.json != 0)
+    if (query.json)
         print_opening(FORMAT(R"({{"list":[)"));
+    const bool json{query.json};
     int64_t index = 0;
     auto show = [&](const WhiteFlowRecord& r) {
         if (query.paging.holds(index))
-            print_flow(r, query.json != 0, index == query.paging.start());
+            print_flow(r, json, index == query.paging.start());
         index++;
         return true;
     };
     if (fetch_each<WhiteFlowRecord>(fetch, show) != 0)
         return -1;
-    if (query.json != 0)
+    if (query.json)
         print_closing(FORMAT(R"(], "total":{}}})"), index);
     return 0;
 }
@@ -89,8 +92,8 @@ int whiteip_list(int argc, char** argv)
 int whiteip_get(int argc, char** argv)
 {
     Query query;
-    Fetch fetch{.code = verb::get, .module = "whiteip", .argc = argc, .argv = argv};
-    if (!read_query(argc, argv, query))
+    Fetch fetch{.code = verb::get, .module = "whiteip", .argv = argv};
+    if (!read_query(argc, argv, query, fetch))
         return -1;
     Rows<WhiteAddressRecord> rows({by_flows});
     rows.want_until(query.paging.end());
@@ -100,7 +103,7 @@ int whiteip_get(int argc, char** argv)
     if (fetch_each<WhiteAddressRecord>(fetch, keep) != 0)
         return -1;
     rows.rank();
-    bool json = query.json != 0;
+    const bool json{query.json};
     if (json)
         print_opening(FORMAT(R"({{"list":[)"));
     rows.print_page(query.paging,

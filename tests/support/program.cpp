@@ -99,8 +99,9 @@ Environment environment_below(const std::string& root)
 Program::Program(const std::vector<std::string>& arguments, const Environment& environment,
                  const std::string& output_to, const std::vector<int>& ignored)
 {
+    const bool json = !arguments.empty() && arguments[0] == "@json";
     std::vector<std::string> words{"vigil"}, settings;
-    words.insert(words.end(), arguments.begin(), arguments.end());
+    words.insert(words.end(), arguments.begin() + json, arguments.end());
     for (const auto& [name, value] : environment)
         settings.push_back(name + "=" + value);
 
@@ -125,7 +126,7 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
     start_clean(attributes, ignored);
     for (int signal : ignored)
         ::signal(signal, SIG_IGN);
-    int failure = posix_spawn(&run_.pid, VIGIL_BINARY, &to.actions, &attributes, pointers(words).data(),
+    int failure = posix_spawn(&run_.pid, json ? VIGIL_BINARY "-json" : VIGIL_BINARY, &to.actions, &attributes, pointers(words).data(),
                               pointers(settings).data());
     for (int signal : ignored)
         ::signal(signal, SIG_DFL);

@@ -110,7 +110,8 @@ struct Case {
     std::function<void(const std::string& root)> after = {}; // looks at files the run has written
 };
 
-// The short form of a case: the command line, split at blanks, is its name too.
+// The short form of a case: the command line, split at blanks, is its name too. A first word "@json" runs
+// vigil-json.
 Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges,
              const std::string& output, int status = 0);
 

@@ -1,5 +1,6 @@
-// Writes the tables of base/gb2312.cpp from the C library's converter: gb2312-tables <output file>. Each
-// direction is asked for itself, as a converter may accept more than it gives.
+// Writes the tables of base/gb2312.cpp and base/form/json_text.cpp from the C library's converter:
+// character-tables <file for GB2312> <file for GBK>. Each direction is asked for itself, as a converter may
+// accept more than it gives.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -82,6 +83,21 @@ Pages codes_in_character_order()
     return result;
 }
 
+constexpr unsigned gbk_first_lead = 0x81, gbk_last_lead = 0xFE, gbk_first_trail = 0x40, gbk_last_trail = 0xFE;
+
+std::vector<unsigned> gbk_characters()
+{
+    iconv_t decoder = converter("UTF-16LE", "GBK");
+    std::vector<unsigned> characters;
+    for (unsigned lead = gbk_first_lead; lead <= gbk_last_lead; lead++)
+        for (unsigned trail = gbk_first_trail; trail <= gbk_last_trail; trail++) {
+            auto two =
+                convert(decoder, {static_cast<unsigned char>(lead), static_cast<unsigned char>(trail)});
+            characters.push_back(two.size() == 2 ? static_cast<unsigned>(two[0] | two[1] << 8) : 0);
+        }
+    return characters;
+}
+
 std::string text_of(unsigned number)
 {
     return std::to_string(number);
@@ -100,19 +116,43 @@ template <class T> void write_table(FILE* out, const char* declaration, const st
     fprintf(out, "\n};\n");
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+void write_gb2312(FILE* out)
 {
-    FILE* out = argc == 2 ? fopen(argv[1], "w") : nullptr;
-    if (out == nullptr) {
-        fprintf(stderr, "gb2312-tables: cannot write %s\n", argc == 2 ? argv[1] : "without a file name");
-        return 1;
-    }
     Pages pages = codes_in_character_order();
     write_table(out, "uint16_t unicode_characters", characters_in_code_order());
     write_table(out, "CodeBlock code_blocks", pages.blocks);
     write_table(out, "CodePage code_pages", pages.pages);
     write_table(out, "uint16_t gb2312_codes", pages.codes);
-    return fclose(out) == 0 ? 0 : 1;
+}
+
+void write_gbk(FILE* out)
+{
+    fprintf(out, "static constexpr uint8_t gbk_first_lead = %u, gbk_last_lead = %u;\n", gbk_first_lead,
+            gbk_last_lead);
+    fprintf(out, "static constexpr uint8_t gbk_first_trail = %u, gbk_last_trail = %u;\n", gbk_first_trail,
+            gbk_last_trail);
+    write_table(out, "uint16_t gbk_characters", gbk_characters());
+}
+
+int write_file(const char* path, void (*write)(FILE*))
+{
+    FILE* out = fopen(path, "w");
+    if (out != nullptr) {
+        write(out);
+        if (fclose(out) == 0)
+            return 0;
+    }
+    fprintf(stderr, "character-tables: cannot write %s\n", path);
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 3) {
+        fprintf(stderr, "usage: character-tables GB2312-FILE GBK-FILE\n");
+        return 1;
+    }
+    return write_file(argv[1], write_gb2312) | write_file(argv[2], write_gbk);
 }
