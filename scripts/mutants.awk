@@ -75,7 +75,8 @@ function negate_condition(code) {
             substr(code, RSTART + index(substr(code, RSTART), "("), RLENGTH - index(substr(code, RSTART), "(")) ")")
 }
 
-/^ *(\/\/|#|static_assert|$)/ || /^[ {}();]*$/ { next }
+# Comments, what the preprocessor reads, rows that end a table.
+/^ *(\/\/|#|static_assert|\{nullptr|$)/ || /^[ {}();]*$/ { next }
 {
     faults = 0
     at = index($0, " //")

@@ -59,6 +59,7 @@ TEST(Link, Replies)
         stat({.error = 1}, "\n", 255),
         stat({.error = 5, .error_text = "far"}, "far\n", 255), // the daemon's own transport code
         stat({.answer = full, .length = 1}, full),
+        stat({.answer = "x"}, "x"), // written in one byte
         stat({.answer = "text", .count = -3, .length = 0x7fffffff}, "text"), // lengths and counts that lie
         stat({.answer = "text", .length = -1}, ""),
     };
