@@ -228,13 +228,6 @@ TEST_F(Session, TheSegmentHasAtLeast4096Bytes)
     }
 }
 
-TEST_F(Session, APathThatNoAddressHoldsIsInvalid)
-{
-    std::string path(108, 'p');
-    EXPECT_EQ("socket_connect: invalid path\ncan't connect to " + path,
-              captured_output([&] { EXPECT_EQ(-1, rpc_init(path.c_str(), 4096)); }));
-}
-
 TEST_F(Session, LaterExchangesConnectToThePathTheyName)
 {
     std::string first = socket(), second = socket(Daemon::management);

@@ -183,9 +183,9 @@ TEST(Ids, SignaturesByHits)
         answer += Bytes(24)
                       .u32(0, 0xfffffffe + i)
                       .u32(4, 10 + i)
-                      .u32(8, 4294967295)
+                      .u32(8, ~0U)
                       .u32(12, 100 + i)
-                      .u64(16, i == 1 ? 5 : 18446744073709551615U)
+                      .u64(16, i == 1 ? 5 : ~0ULL)
                       .str();
     const std::string
         s0 = R"({"sid":100, "catagore":-2, "total":18446744073709551615, "birth":10, "last":4294967295})",
@@ -229,17 +229,13 @@ TEST(Ids, AlertsAndSessions)
         Bytes(3 * 3844).u32(0, 5).text(4, a1).u32(3844, 7).text(3848, whole).u32(7688, 5).text(7692, a2);
     std::string sessions, s[3];
     for (unsigned i = 0; i < 3; i++) {
-        sessions += Bytes(24)
-                        .ip(0, 10, 0, 0, 1)
-                        .ip(4, 8, 8, 8, static_cast<int>(i))
-                        .be16(8, 65535)
-                        .be16(10, 53)
-                        .u32(12, 4294967295 + i)
-                        .u16(16, 65535)
-                        .u16(18, 2)
-                        .u8(20, 200)
-                        .u8(21, 17)
-                        .str();
+        Bytes record(24);
+        record.ip(0, 10, 0, 0, 1)
+            .ip(4, 8, 8, 8, static_cast<int>(i))
+            .be16(8, 65535)
+            .be16(10, 53)
+            .u32(12, 4294967295 + i);
+        sessions += record.u16(16, 65535).u16(18, 2).u8(20, 200).u8(21, 17).str();
         s[i] = R"({"src":"10.0.0.1","dst":"8.8.8.)" + std::to_string(i) +
                R"(","sport":65535,"dport":53,"proto":17,)"
                R"("catagore":200,"pkts0":65535,"pkts1":2,"birth":)" +

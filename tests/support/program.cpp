@@ -174,17 +174,10 @@ bool Program::read_some(int timeout_ms)
     return true;
 }
 
-void Program::read_output(size_t until)
+void Program::read_until(const std::string& text, size_t size, const int& fd)
 {
     auto deadline = Clock::now() + std::chrono::seconds(60);
-    while (run_.output.size() < until && output_fd_ >= 0 && Clock::now() < deadline)
-        read_some(100);
-}
-
-void Program::read_errors(size_t until)
-{
-    auto deadline = Clock::now() + std::chrono::seconds(60);
-    while (run_.errors.size() < until && errors_fd_ >= 0 && Clock::now() < deadline)
+    while (text.size() < size && fd >= 0 && Clock::now() < deadline)
         read_some(100);
 }
 

@@ -171,8 +171,9 @@ public:
     ~Program(); // kills what is still running
     Program(const Program&) = delete;
     pid_t pid() const { return run_.pid; }
-    void read_output(size_t until); // waits until so many bytes of output are there (or the program ends)
-    void read_errors(size_t until); // the same for standard error
+    // Wait until so many bytes are there (or the program ends).
+    void read_output(size_t until) { read_until(run_.output, until, output_fd_); }
+    void read_errors(size_t until) { read_until(run_.errors, until, errors_fd_); }
     const std::string& output() const { return run_.output; }
     // Collects the output and the end; kills a run that hangs, which is a failure. Not `reading`: leaves the
     // output in the pipe until the run has ended.
@@ -180,6 +181,7 @@ public:
 
 private:
     bool read_some(int timeout_ms);
+    void read_until(const std::string& text, size_t size, const int& fd);
     RunResult run_;
     int output_fd_ = -1, errors_fd_ = -1;
     bool ended_ = false;

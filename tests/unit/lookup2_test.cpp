@@ -29,20 +29,4 @@ TEST(Lookup2, GivesThePublishedValues)
         EXPECT_EQ(lookup2(c.key.data(), c.key.size(), 0), c.hash) << c.key;
 }
 
-TEST(Lookup2, OnlySixteenBytesOfATextKeyCount)
-{
-    EXPECT_EQ(text_hash("0123456789abcdefX", 17), text_hash("0123456789abcdefYZ", 18));
-    EXPECT_NE(text_hash("0123456789abcdeX", 16), text_hash("0123456789abcdeY", 16));
-    EXPECT_EQ(text_hash("short", 5), lookup2("short", 5, 0x20120303));
-}
-
-TEST(Lookup2, NumericKeysFoldAsStated)
-{
-    EXPECT_EQ(ipv4_hash(0x0a000001) & 4095, 0xa01U);
-    EXPECT_EQ(ipv4_hash(0xffffffff) & 4095, 0xffeU); // 0xffff + 0xffff = 0x1fffe
-    // Words 0x04030201 and 0x14131211 give 0x18161412, reversed 0x12141618; 0x1214 ^ 0x1618 is 0x040c.
-    const unsigned char address[16] = {1, 2, 3, 4, 99, 99, 99, 99, 0x11, 0x12, 0x13, 0x14, 99, 99, 99, 99};
-    EXPECT_EQ(address_hash(address), 0x040cU);
-}
-
 } // namespace

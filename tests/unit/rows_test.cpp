@@ -32,8 +32,9 @@ TEST(Rows, EveryPageIsThePageOfAStableSort)
         std::stable_sort(sorted.begin(), sorted.end(), [&](const Row& a, const Row& b) {
             return a.key != b.key ? a.key > b.key : refined && a.refined < b.refined;
         });
-        for (Paging paging :
-             {Paging{1, 10}, Paging{3, 700}, Paging{20, 1000}, Paging{21, 1000}, Paging{1, 30000}}) {
+        for (Paging paging : {Paging{1, 10}, Paging{3, 700}, Paging{20, 1000}, Paging{21, 1000},
+                              Paging{1, 30000}, Paging{INT32_MAX, INT32_MAX}, Paging{-1, 10}, Paging{0, 10},
+                              Paging{1, -5}, Paging{INT32_MIN, INT32_MAX}, Paging{1, 0}}) {
             Rows<Row> rows({key_of, refined ? refine : nullptr});
             rows.want_until(paging.end());
             for (const Row& r : all)
@@ -44,25 +45,11 @@ TEST(Rows, EveryPageIsThePageOfAStableSort)
                 EXPECT_EQ(first, page.empty());
                 page.push_back(r.arrival);
             });
-            for (int64_t i = paging.start(); i < std::min<int64_t>(paging.end(), 20000); i++)
+            for (int64_t i = paging.start(); i >= 0 && i < std::min<int64_t>(paging.end(), 20000); i++)
                 expected.push_back(sorted[static_cast<size_t>(i)].arrival);
             EXPECT_EQ(page, expected) << paging.page << " " << paging.limit << " " << refined;
             EXPECT_EQ(rows.total(), 20000);
         }
-    }
-}
-
-TEST(Rows, PagesThatOverflowOrAreNegativeAreEmpty)
-{
-    for (Paging paging : {Paging{2147483647, 2147483647}, Paging{-1, 10}, Paging{0, 10}, Paging{1, -5},
-                          Paging{-2147483647 - 1, 2147483647}, Paging{1, 0}}) {
-        Rows<Row> rows({key_of});
-        rows.want_until(paging.end());
-        for (uint32_t i = 0; i < 3000; i++)
-            ASSERT_TRUE(rows.keep({i, 0, i}));
-        rows.rank();
-        rows.print_page(paging, [](const Row&, bool) { ADD_FAILURE() << "nothing stands on this page"; });
-        EXPECT_EQ(rows.total(), 3000);
     }
 }
 
