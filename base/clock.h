@@ -6,6 +6,9 @@
 
 tm local_time(int64_t seconds);
 
+// Looks it up anew, for whoever changes TZ while running.
+void forget_zone();
+
 // For spans of time: it never jumps.
 int64_t steady_milliseconds();
 

@@ -24,13 +24,6 @@ char* put_number(char* at, uint32_t number)
     return put_row(at, FORMAT("{}"), number);
 }
 
-char* TwoDigits::put(char* at) const
-{
-    *at++ = static_cast<char>('0' + number / 10 % 10);
-    *at++ = static_cast<char>('0' + number % 10);
-    return at;
-}
-
 char* Hundredths::put(char* at) const
 {
     auto whole = static_cast<uint64_t>(measure);

@@ -64,7 +64,12 @@ inline std::string_view text_of(const char* text)
 // A number of 0 to 99 with its leading zero.
 struct TwoDigits {
     unsigned number;
-    char* put(char* at) const;
+    char* put(char* at) const
+    {
+        *at++ = static_cast<char>('0' + number / 10);
+        *at++ = static_cast<char>('0' + number % 10);
+        return at;
+    }
     static constexpr size_t most_bytes() { return 2; }
 };
 

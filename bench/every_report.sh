@@ -25,6 +25,8 @@ PY
   kill $other; wait $other 2>/dev/null || true
 }
 
+walk "tcpreset list (every line)"  64 2048 tcpreset list
+walk "ipobj listipa (every line)"  64 2048 ipobj listipa
 walk "tcpreset listip"         64 2048 tcpreset listip sort=flowcnt order=asc row=1-10
 walk "tcpreset listdns"        64 2048 tcpreset listdns sort=flowcnt order=desc row=1-10
 walk "outconnect listflow"    252 2048 outconnect listflow

@@ -22,9 +22,10 @@ struct Timing {
     uint32_t hundredths;
     char* put(char* at) const
     {
-        return hundredths == 0 ? put_text(at, "0") : Hundredths{hundredths / 100.0}.put(at);
+        return hundredths == 0 ? put_text(at, "0")
+                               : put_row(at, FORMAT("{}.{}"), hundredths / 100, TwoDigits{hundredths % 100});
     }
-    static constexpr size_t most_bytes() { return Hundredths::most_bytes(); }
+    static constexpr size_t most_bytes() { return sizeof "2621.43"; }
 };
 
 // Nothing for none.

@@ -18,7 +18,7 @@ namespace {
 void use_zone(const char* rule)
 {
     setenv("TZ", rule, 1);
-    tzset();
+    forget_zone();
 }
 
 constexpr uint8_t ipv6[16] = {0x20, 0x01, 0x0D, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
@@ -65,6 +65,27 @@ TEST(Format, TimesAreLocalWithTheFullYear)
     EXPECT_EQ(printed_as(LocalDate{new_year}), "2026-01-01");
     use_zone("EST5");
     EXPECT_EQ(printed_as(LocalTime{0}), "1969-12-31/19:00:00");
+}
+
+// Every quarter of an hour around both clock changes of a year, and random times, as the C library has them.
+TEST(Format, TimesFollowTheRulesOfTheZone)
+{
+    std::mt19937 random(3);
+    for (const char* rule :
+         {"EST5EDT,M3.2.0,M11.1.0", "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "XYZ0:44:30", "UTC0"}) {
+        use_zone(rule);
+        auto expect_same = [&](uint32_t seconds) {
+            char expected[40];
+            const time_t when = seconds;
+            strftime(expected, sizeof expected, "%Y-%m-%d/%H:%M:%S", localtime(&when));
+            ASSERT_EQ(printed_as(LocalTime{seconds}), expected) << rule << ' ' << seconds;
+            ASSERT_EQ(printed_as(LocalDate{seconds}), std::string(expected, 10)) << rule << ' ' << seconds;
+        };
+        for (uint32_t seconds = 1767225600; seconds < 1798761600; seconds += 900)
+            expect_same(seconds);
+        for (int i = 0; i < 20000; i++)
+            expect_same(static_cast<uint32_t>(random()));
+    }
 }
 
 TEST(Format, SizesAndCountsCarryTheirUnitAndABlank)
