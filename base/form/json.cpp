@@ -370,10 +370,11 @@ void name_lines(std::string_view name)
     all_is_whole();
 }
 
-void answer(std::string_view text, bool line_end)
+// A line end behind the text is not the daemon's.
+void answer(std::string_view text, bool)
 {
     const Held state;
-    if (text.empty() && !line_end)
+    if (text.empty())
         return;
     if (content == Content::lines) {
         print_element(text);
@@ -384,7 +385,6 @@ void answer(std::string_view text, bool line_end)
             content = Content::text;
         }
         print_string(text);
-        print_text(line_end ? R"(\n)" : "");
     }
     all_is_whole();
 }

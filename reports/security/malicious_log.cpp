@@ -124,7 +124,7 @@ int malclog_list(int argc, char** argv)
     std::span<const Ranked> order = newest_first(records);
     if (order.size() != records.size())
         return refuse("NO_MEM");
-    expect_documents((query.flow_log != 0) + summaries_in(query.summaries) > 1);
+    expect_documents((query.flow_log != 0) + words_in(query.summaries) > 1);
     walk(query, records, order);
     print_summaries(query.summaries);
     return 0;

@@ -148,11 +148,10 @@ void summarise(const SummaryChoice& choice, const MaliciousRecord& record)
         count_level(level_totals, record.level);
 }
 
-size_t summaries_in(const SummaryChoice& choice)
+size_t words_in(const SummaryChoice& choice)
 {
-    const bool addresses = choice.sources != 0 || choice.destinations != 0;
-    return size_t{choice.areas != 0} + (choice.domains != 0) + addresses + (choice.levels != 0) +
-           (choice.types != 0);
+    return size_t{choice.areas != 0} + (choice.domains != 0) + (choice.sources != 0) +
+           (choice.destinations != 0) + (choice.levels != 0) + (choice.types != 0);
 }
 
 void print_summaries(const SummaryChoice& choice)

@@ -13,8 +13,8 @@ std::string_view level_word(uint32_t level);
 // Counts one record; the order of the calls is the order in which keys are listed later.
 void summarise(const SummaryChoice& choice, const MaliciousRecord& record);
 
-// How many there are.
-size_t summaries_in(const SummaryChoice& choice);
+// How many words chose them; sources and destinations are one summary that two words may choose.
+size_t words_in(const SummaryChoice& choice);
 
 // The summaries one after the other, each a document of its own with nothing in between.
 void print_summaries(const SummaryChoice& choice);
