@@ -6,11 +6,11 @@
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
 set -eu
 
-packages="g++ cmake make libfmt-dev libgtest-dev nettle-dev libpcap-dev ieee-data"
+packages="g++ cmake make libfmt-dev libgtest-dev nettle-dev libpcap-dev ieee-data python3 python3-jsonschema"
 for option in "$@"; do
     case $option in
     --dev) packages="$packages clang-format clang-tidy" ;;
-    --bench) packages="$packages python3 libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
+    --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
     *)
         echo "usage: scripts/setup.sh [--dev] [--bench]" >&2
         exit 2
