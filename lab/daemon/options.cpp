@@ -73,7 +73,7 @@ std::string read_options(int argc, char** argv, Options& options)
         const auto* row = std::ranges::find(rows, key, &OptionRow::key);
         if (row == std::end(rows))
             return "unknown option " + key + "; try --help";
-        if (value == nullptr)
+        if (value == nullptr || *value == '\0')
             return key + " needs a value";
         if (!take(value, row->most, row->field(options)))
             return key + " needs a number, not " + value;

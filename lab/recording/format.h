@@ -13,7 +13,7 @@
 #include <vector>
 
 namespace recording {
-constexpr char about[] = "recording.txt", files[] = "files", unanswered[] = ".part";
+constexpr char about[] = "recording.txt", files[] = "files", incomplete[] = ".part";
 constexpr uint32_t text_max = 1 << 20; // bytes of a request's argument text
 constexpr size_t zone_max = 255;
 } // namespace recording

@@ -66,7 +66,7 @@ bool Recorder::begin()
 {
     int made = mkdir(folder_.c_str(), 0700) == 0 ? 0 : errno;
     std::error_code error;
-    if (made == EEXIST)
+    if (made == EEXIST && fs::is_directory(folder_, error))
         made = fs::is_empty(folder_, error) && !error ? 0 : ENOTEMPTY;
     if (made != 0)
         return fail(folder_, made);
@@ -94,7 +94,7 @@ void Recorder::asked(uint8_t daemon, const RequestRecord& record, std::span<cons
     }
     number_++;
     daemon_ = daemon;
-    std::string folder = exchange_path() + recording::unanswered;
+    std::string folder = exchange_path() + recording::incomplete;
     if (mkdir(folder.c_str(), 0700) != 0)
         fail(folder, errno);
     else
@@ -108,13 +108,13 @@ void Recorder::answered(const RequestRecord& record, std::span<const char> segme
     open_ = false;
     std::string folder = exchange_path();
     if (write_half(reply_half, record, segment) &&
-        rename((folder + recording::unanswered).c_str(), folder.c_str()) != 0)
+        rename((folder + recording::incomplete).c_str(), folder.c_str()) != 0)
         fail(folder, errno);
 }
 
 bool Recorder::write_half(const HalfKind& kind, const RequestRecord& record, std::span<const char> segment)
 {
-    std::string folder = exchange_path() + recording::unanswered + '/';
+    std::string folder = exchange_path() + recording::incomplete + '/';
     Half half{.time = now_text(),
               .daemon = daemon_,
               .segment = static_cast<uint32_t>(segment.size()),

@@ -75,9 +75,9 @@ bool Replay::open()
             return fail(exchange_folder(i + 1), "is missing");
         else if (!read_exchange(i + 1))
             return false;
-    std::string unanswered = exchange_folder(numbers.size() + 1) + recording::unanswered;
-    if (fs::exists(folder_ + '/' + unanswered, error))
-        fail(unanswered, "was never answered and is left out");
+    std::string incomplete = exchange_folder(numbers.size() + 1) + recording::incomplete;
+    if (fs::exists(folder_ + '/' + incomplete, error))
+        fail(incomplete, "is not complete and is left out");
     return true;
 }
 
