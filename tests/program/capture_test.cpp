@@ -227,13 +227,15 @@ TEST(Capture, Hosts)
     };
     const std::string wide(43, 'w');
     const Reply three{.answer = host("a", 5, 1, 0) + host(wide, 4, 4294967295, 8) + host("c", 9, 2, 0), .count = 3, .last = false, .cursor = 1};
-    const Reply hidden{.answer = host("d", 0, 0, 90, 0) + host("", 0, 0, 80) + Bytes(120).u8(12, 1).u8(13, 'e').str(), .count = 3};
+    const Reply hidden{.answer = host("d", 0, 0, 90, 0) + host("", 0, 0, 80) + Bytes(120).u8(12, 1).u8(13, 'e').str() +
+                                  Bytes(120).u8(12, 1).u8(13, 'f').fill(60, '\xff', 12).str(), .count = 4};
     auto list = [&](const std::string& typed, const std::string& output) {
         return command("hostinfo list" + typed, M, {{{.code = 2055, .module = "obshost", .segment_size = 2097152}, three},
                                                     {{.code = 2055, .module = "obshost", .cursor = 1}, hidden}}, output);
     };
     const std::string a = line("a", "12 5 1 6 0"), w = line(wide, "17 4 4294967295 14 8"), c = line("c", "17 9 2 6 0");
-    const std::string e = "e 1970-01-01/08:00:00 0 0 0 0 0 0 0 0 0.0.0.0  \n";
+    const std::string e = "e 1970-01-01/08:00:00 0 0 0 0 0 0 0 0 0.0.0.0  \n"
+                          "f 1970-01-01/08:00:00 0 0 0 0 0 0 0 0 0.0.0.0 65535,65535,65535,65535,65535,65535 \n";
     const Case cases[] = {
         list("", w + c + a + e), // equal sums as they came
         list(" sort=all count=4", w + c), // two hidden hosts use up a row each

@@ -141,6 +141,18 @@ TEST(Sessions, LinesAndBatches)
     first.reply.cursor = 5;
     auto endless = sessions("obsbussflow", "", "");
     endless.reply.last = false;
+    auto endless_flow = endless;
+    endless_flow.request.module = "flow";
+    const std::string of_few_words = session(1, 0)
+                                         .u16(32, 65535)
+                                         .u16(34, 65535)
+                                         .u8(55, 0x10)
+                                         .u8(64, 17)
+                                         .u8(67, 1)
+                                         .u32(92, 1)
+                                         .text(145, std::string_view("\0h", 2))
+                                         .str() +
+                                     session(2, 0).u8(64, 1).u32(96, 1).str() + session(3, 0).str();
     auto oversized = sessions("obsbussflow", "", "");
     oversized.reply.count = 4600;
     const auto two_full = sessions("obsbussflow", "", empty_session() + full_session() + full_session());
@@ -154,7 +166,14 @@ TEST(Sessions, LinesAndBatches)
               full_line + empty_line + "total 2\n"),
         // Lines without retransmissions go after paging.
         lines({"listbussflow", "show_rexmit=1", "limit=2"}, {two_full}, full_line + "total 3\n"),
+        // Words for protocols and states, the last port, retransmissions of either side.
+        lines(
+            {"listbussflow", "show_rexmit=1"}, {sessions("obsbussflow", "", of_few_words)},
+            "0 second udp 10.0.0.1:65535-192.168.1.1:65535 0 0 0 0 0 0 0 0 NULL h NULL NULL 0.00 0.00 0.00 0 0 1/0 0/0 SYN NULL 0 0\n"
+            "0 second icmp 10.0.0.2:0-192.168.1.2:0 0 0 0 0 0 0 0 0 NULL NULL NULL NULL 0.00 0.00 0.00 0 0 0/0 1/0 NIL NULL 0 0\n"
+            "total 3\n"),
         ipobj({"listbussflow"}, {endless}, "total 0\n"),
+        ipobj({"listflow"}, {endless_flow}, ""),
         ipobj({"listbussflow", "sort=byte"}, {}, "Invalid sort type byte\n", 255),
         ipobj({"listbussflow", "sort=app"}, {oversized}, "INV_REPLY\n", 255),
     };

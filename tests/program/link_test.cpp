@@ -32,8 +32,8 @@ TEST(Link, Transport)
     const Case cases[] = {
         stat({.close_without_reply = true}, "r_Success_0\n", 255),
         stat({.cut_at = 207}, "r_Success_0\n", 255),
-        stat({.answer = "late", .delay_ms = 2500}, "late"), // one missed wait, then everything at once
-        stat({.answer = "late", .delay_ms = 2500, .pause_at = 100}, "r_Success_0\n", 255), // two are one too many
+        stat({.answer = "late", .delay_ms = 1500}, "late"), // one missed wait is none too many
+        failing("shmctl", stat({.answer = "text"}, "text")), // the segment goes at the end
         command("keytbl list", A, {{{.code = 282, .data = trailing("")}, {.close_without_reply = true}}}, "r_Success_0\n"),
     };
     run_cases(cases);

@@ -126,8 +126,8 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
     start_clean(attributes, ignored);
     for (int signal : ignored)
         ::signal(signal, SIG_IGN);
-    int failure = posix_spawn(&run_.pid, json ? VIGIL_BINARY "-json" : VIGIL_BINARY, &to.actions, &attributes, pointers(words).data(),
-                              pointers(settings).data());
+    int failure = posix_spawn(&run_.pid, json ? VIGIL_BINARY "-json" : VIGIL_BINARY, &to.actions, &attributes,
+                              pointers(words).data(), pointers(settings).data());
     for (int signal : ignored)
         ::signal(signal, SIG_DFL);
     posix_spawnattr_destroy(&attributes);

@@ -67,7 +67,6 @@ struct Reply {
     bool last = true;
     int32_t cursor = 0;
     int delay_ms = 0;                 // before the reply goes out
-    size_t pause_at = 0;              // after so many bytes of the reply the delay is made once more
     bool close_without_reply = false; // also with cut_at = 0
     size_t cut_at = 208;              // sends only so many bytes of the record, then closes
     bool without_arrays = false;      // leaves out the user arrays although they are asked for

@@ -254,11 +254,7 @@ void ScriptedDaemon::Script::compare_address(const Request& expected, uint64_t a
 void ScriptedDaemon::Script::send_reply(int connection, const std::string& record, const Reply& reply)
 {
     usleep(static_cast<unsigned>(reply.delay_ms) * 1000);
-    if (reply.pause_at > 0) {
-        send(connection, record.data(), reply.pause_at, MSG_NOSIGNAL);
-        usleep(static_cast<unsigned>(reply.delay_ms) * 1000);
-    }
-    send(connection, record.data() + reply.pause_at, reply.cut_at - reply.pause_at, MSG_NOSIGNAL);
+    send(connection, record.data(), reply.cut_at, MSG_NOSIGNAL);
 }
 
 std::string ScriptedDaemon::Script::reply_to(const std::string& record, const Reply& reply, Segment& segment)

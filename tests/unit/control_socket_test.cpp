@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -23,6 +24,14 @@ extern "C" int listen(int fd, int waiting) noexcept
     backlog = waiting;
     errno = EADDRINUSE;
     return listen_fails ? -1 : static_cast<int>(syscall(SYS_listen, fd, waiting));
+}
+
+// As long as waits are to be missed, nothing is there to be read.
+static int misses = 0, last_wait = 0;
+extern "C" int poll(pollfd* ends, nfds_t count, int timeout)
+{
+    last_wait = timeout;
+    return misses > 0 && misses-- > 0 ? 0 : static_cast<int>(syscall(SYS_poll, ends, count, timeout));
 }
 
 namespace {
@@ -166,6 +175,26 @@ TEST_F(Endpoints, PiecesHaveAtMost1400Bytes)
     EXPECT_EQ(std::string(3000, 'a'), in);
     close(ends[0]);
     close(ends[1]);
+}
+
+// The socket is read after a missed wait too; how many may be missed depends on the length.
+TEST_F(Endpoints, ReceivingCountsMissedWaits)
+{
+    for (auto [length, budget] : {std::pair{208, 2}, {8191, 2}, {8192, 3}, {100000, 14}})
+        for (int missed : {budget - 1, budget}) {
+            int ends[2];
+            ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends));
+            std::string bytes(static_cast<size_t>(length), 'a');
+            const int piece = std::min(length / 20, 1400);
+            for (int at = 0; at < length; at += piece)
+                send(ends[0], bytes.data(), static_cast<size_t>(std::min(piece, length - at)), MSG_DONTWAIT);
+            misses = missed;
+            EXPECT_EQ(missed < budget ? 0 : -1, receive_all(ends[1], bytes.data(), length)) << length;
+            EXPECT_EQ(1000, last_wait);
+            misses = 0;
+            close(ends[0]);
+            close(ends[1]);
+        }
 }
 
 TEST_F(Endpoints, DatagramsOfBothFamilies)

@@ -3,6 +3,7 @@
 //   fopen PATH [OTHER]  the file OTHER is opened instead, or none
 //   open PATH
 //   fstat, mmap, shmget, shmat, send
+//   shmctl              by its number: the mark, not the removal at the end
 //   raise SIGNAL        comes when a segment has been created, or attached
 //   time SECONDS        nothing fails, but the clock stands still
 #include <cerrno>
@@ -83,7 +84,8 @@ long syscall(long number, ...) noexcept
     va_start(arguments, number);
     long a = va_arg(arguments, long), b = va_arg(arguments, long), c = va_arg(arguments, long);
     va_end(arguments);
-    bool refuse = (number == SYS_shmget && fault("shmget")) || (number == SYS_shmat && fault("shmat"));
+    bool refuse = (number == SYS_shmget && fault("shmget")) || (number == SYS_shmat && fault("shmat")) ||
+                  (number == SYS_shmctl && fault("shmctl"));
     if (refuse)
         errno = number == SYS_shmget ? ENOSPC : ENOMEM;
     long result = refuse ? -1 : real(number, a, b, c);
