@@ -45,14 +45,14 @@ inline void print_object(Separator separator, std::string_view text)
 }
 
 // For a report that prints documents one after the other: whether there are several, and the name of the
-// next.
+// next. One that was printed before under another name is printed again only where documents have names.
 inline void expect_documents(bool several)
 {
     form::several_documents(several);
 }
-inline void begin_document(std::string_view name)
+inline bool begin_document(std::string_view name, bool again = false)
 {
-    form::document(name);
+    return form::document(name, again);
 }
 
 // For a walk that waits between rows: the last row is whole, if the run should be stopped.

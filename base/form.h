@@ -24,7 +24,7 @@ void opened(char* row, char* end, size_t room);
 void closed(char* row, char* end, size_t room);
 // A document of its own follows; `several` is told before the first: whether the run prints more than one.
 void several_documents(bool several);
-void document(std::string_view name);
+bool document(std::string_view name, bool again); // false: it is not to be printed
 // A text that should be one JSON object.
 void object(std::string_view separator, std::string_view text);
 

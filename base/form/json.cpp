@@ -312,11 +312,12 @@ void several_documents(bool several)
     all_is_whole();
 }
 
-void document(std::string_view name)
+bool document(std::string_view name, bool)
 {
     const Held state;
     if (depth > 0)
         begin_member(name);
+    return true;
 }
 
 void object(std::string_view separator, std::string_view text)

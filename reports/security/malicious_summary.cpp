@@ -160,17 +160,16 @@ void print_summaries(const SummaryChoice& choice)
         int wanted;
         std::string_view word;
         void (*print)();
+        bool again = false; // what the word before has printed, where both were typed
     } const summaries[] = {
-        {choice.areas,                         "show_area",                                       print_areas  },
-        {choice.domains,                       "show_dns",                                        print_domains},
-        {choice.sources | choice.destinations, choice.sources != 0 ? "show_srcip" : "show_dstip",
-         print_addresses                                                                                       },
-        {choice.levels,                        "show_level",                                      print_levels },
-        {choice.types,                         "show_malc",                                       print_types  },
+        {choice.areas,        "show_area",  print_areas    },
+        {choice.domains,      "show_dns",   print_domains  },
+        {choice.sources,      "show_srcip", print_addresses},
+        {choice.destinations, "show_dstip", print_addresses, choice.sources != 0},
+        {choice.levels,                   "show_level",                   print_levels   },
+        {choice.types,                   "show_malc",                    print_types  },
     };
     for (const auto& summary : summaries)
-        if (summary.wanted != 0) {
-            begin_document(summary.word);
+        if (summary.wanted != 0 && begin_document(summary.word, summary.again))
             summary.print();
-        }
 }

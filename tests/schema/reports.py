@@ -460,8 +460,9 @@ def malicious_events(*shown):
                            enumerate(["critical", "high", "mid", "low"], 1)],
             "show_malc": [{"name": decode(kind), "cnt": c} for kind, c in types.items()],
         }
-        if "show_dstip" in shown and "show_srcip" not in shown:
-            parts = {"show_dstip" if name == "show_srcip" else name: part for name, part in parts.items()}
+        if "show_dstip" in shown: # one list for both words
+            named = {"show_srcip": [word for word in ("show_srcip", "show_dstip") if word in shown]}
+            parts = {word: part for name, part in parts.items() for word in named.get(name, [name])}
         members = {name: part for name, part in parts.items() if name in shown}
         # One word gives its part alone; the two address words are one list, but still two words.
         return Built(records, list(members.values())[0] if len(shown) == 1 else members, one_batch=True)
