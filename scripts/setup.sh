@@ -9,7 +9,7 @@ set -eu
 packages="g++ cmake make libfmt-dev libgtest-dev nettle-dev libpcap-dev ieee-data python3 python3-jsonschema"
 for option in "$@"; do
     case $option in
-    --dev) packages="$packages clang-format clang-tidy" ;;
+    --dev) packages="$packages clang-format clang-tidy mandoc zsh jq" ;;
     --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
     *)
         echo "usage: scripts/setup.sh [--dev] [--bench]" >&2
