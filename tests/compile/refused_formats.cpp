@@ -11,8 +11,8 @@ struct [[gnu::packed]] Record {
 void print_case(const Record& r, const char* argument, double measure, bool flag)
 {
 #if REFUSED == 0
-    print(FORMAT(R"({{"a":{},"b":"{}","c":"{}","d":"{}","e":{}}})"), r.port, r.name, Ipv4{r.address},
-          text_of(argument), Hundredths{measure});
+    print(FORMAT(R"({{"a":{},"b":"{}","c":"{}","d":"{}","e":{}}})"), r.port, r.name, Ipv4{r.address}, text_of(argument),
+          Hundredths{measure});
 #elif REFUSED == 1  // a wire text as a number
     print(FORMAT("{:d}"), r.name);
 #elif REFUSED == 2  // a wire text with a width

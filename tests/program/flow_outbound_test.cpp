@@ -23,43 +23,37 @@ Bytes flow(int source, int destination, uint32_t up, uint32_t down, Places at, s
     // clang-format on
 }
 
-const std::string flows =
-    flow(1, 8, 10, 100, {"Norway", "Oslo", "Centre", "Telenor"}, "a.example").str() +
-    flow(2, 9, 20, 0, {"China", "Anhui"}, "b.example").u8(102, 1).str() +
-    flow(1, 9, 0, 0, {"", ""}, "c.example").str() +                           // no place
-    flow(1, 9, 1, 1, {"\xb1\xa3\xc1\xf4 range", "Oslo"}, "c.example").str() + // a reserved range
-    flow(3, 8, 40, 400, {"Norway", "", "", "Telia"}, "b.example").u32(56, 0x10002).str() +
-    Bytes(flow(0, 0, 5, 6, {"", "Bergen"}, ""))
-        .be32(0, 0x20010db8)
-        .be32(12, 1)
-        .be32(16, 0x20010db8)
-        .be32(28, 2)
-        .u8(55, 0x40)
-        .u8(67, 83)
-        .str() +
-    flow(4, 8, 1, 0, {"", "Bergen"}, "").str(); // counted under a location and a name without a letter
+const std::string flows = flow(1, 8, 10, 100, {"Norway", "Oslo", "Centre", "Telenor"}, "a.example").str() +
+                          flow(2, 9, 20, 0, {"China", "Anhui"}, "b.example").u8(102, 1).str() +
+                          flow(1, 9, 0, 0, {"", ""}, "c.example").str() +                           // no place
+                          flow(1, 9, 1, 1, {"\xb1\xa3\xc1\xf4 range", "Oslo"}, "c.example").str() + // a reserved range
+                          flow(3, 8, 40, 400, {"Norway", "", "", "Telia"}, "b.example").u32(56, 0x10002).str() +
+                          Bytes(flow(0, 0, 5, 6, {"", "Bergen"}, ""))
+                              .be32(0, 0x20010db8)
+                              .be32(12, 1)
+                              .be32(16, 0x20010db8)
+                              .be32(28, 2)
+                              .u8(55, 0x40)
+                              .u8(67, 83)
+                              .str() +
+                          flow(4, 8, 1, 0, {"", "Bergen"}, "").str(); // counted under a location and a name without a letter
 constexpr int flow_count = 7;
 
-const std::string object_1 =
-    R"({"src":"10.0.0.1", "sport":5000,"desc":"one","dst":"192.168.1.8", "dport":53,"apid":1, "name":"undname")"
-    R"(, "cname":"undname","upbytes":10, "downbytes":100,"locisp":"NorwayOsloCentre|Telenor","proto":17)"
-    R"(,"host":"a.example"})";
-const std::string object_2 =
-    R"({"src":"10.0.0.2", "sport":5000,"desc":"NULL","dst":"192.168.1.9", "dport":53,"apid":1, "name":"undname")"
-    R"(, "cname":"undname","upbytes":20, "downbytes":0,"locisp":"ChinaAnhui","proto":17,"host":"b.example"})";
-const std::string object_3 =
-    R"({"src":"10.0.0.3", "sport":5000,"desc":"NULL","dst":"192.168.1.8", "dport":53,"apid":65538)"
-    R"(, "name":"undname", "cname":"undname","upbytes":40, "downbytes":400,"locisp":"Norway|Telia","proto":17)"
-    R"(,"host":"b.example"})";
-const std::string object_6 =
-    R"({"src":"2001:db8::1", "sport":5000,"desc":"NULL","dst":"2001:db8::2", "dport":53,"apid":1)"
-    R"(, "name":"undname", "cname":"undname","upbytes":5, "downbytes":6,"locisp":"Bergen","proto":17,"host":""})";
-const std::string object_7 =
-    R"({"src":"10.0.0.4", "sport":5000,"desc":"NULL","dst":"192.168.1.8", "dport":53,"apid":1, "name":"undname")"
-    R"(, "cname":"undname","upbytes":1, "downbytes":0,"locisp":"Bergen","proto":17,"host":""})";
+const std::string object_1 = R"({"src":"10.0.0.1", "sport":5000,"desc":"one","dst":"192.168.1.8", "dport":53,"apid":1, "name":"undname")"
+                             R"(, "cname":"undname","upbytes":10, "downbytes":100,"locisp":"NorwayOsloCentre|Telenor","proto":17)"
+                             R"(,"host":"a.example"})";
+const std::string object_2 = R"({"src":"10.0.0.2", "sport":5000,"desc":"NULL","dst":"192.168.1.9", "dport":53,"apid":1, "name":"undname")"
+                             R"(, "cname":"undname","upbytes":20, "downbytes":0,"locisp":"ChinaAnhui","proto":17,"host":"b.example"})";
+const std::string object_3 = R"({"src":"10.0.0.3", "sport":5000,"desc":"NULL","dst":"192.168.1.8", "dport":53,"apid":65538)"
+                             R"(, "name":"undname", "cname":"undname","upbytes":40, "downbytes":400,"locisp":"Norway|Telia","proto":17)"
+                             R"(,"host":"b.example"})";
+const std::string object_6 = R"({"src":"2001:db8::1", "sport":5000,"desc":"NULL","dst":"2001:db8::2", "dport":53,"apid":1)"
+                             R"(, "name":"undname", "cname":"undname","upbytes":5, "downbytes":6,"locisp":"Bergen","proto":17,"host":""})";
+const std::string object_7 = R"({"src":"10.0.0.4", "sport":5000,"desc":"NULL","dst":"192.168.1.8", "dport":53,"apid":1, "name":"undname")"
+                             R"(, "cname":"undname","upbytes":1, "downbytes":0,"locisp":"Bergen","proto":17,"host":""})";
 
-Case flow_case(const char* module, const char* verb, const char* asked, const std::vector<std::string>& words,
-               std::string output, const std::string& forwarded = "")
+Case flow_case(const char* module, const char* verb, const char* asked, const std::vector<std::string>& words, std::string output,
+               const std::string& forwarded = "")
 {
     Case one{.arguments = {module, verb}, .daemon = M, .output = std::move(output), .dictionary = "full"};
     one.name = module;
@@ -67,8 +61,7 @@ Case flow_case(const char* module, const char* verb, const char* asked, const st
         one.arguments.push_back(word);
         one.name += " " + word;
     }
-    one.exchanges = {{{.code = 2055, .module = asked, .data = trailing(forwarded)},
-                      {.answer = flows, .count = flow_count}}};
+    one.exchanges = {{{.code = 2055, .module = asked, .data = trailing(forwarded)}, {.answer = flows, .count = flow_count}}};
     one.files = {{"/conf/kestrel.conf", "mac ip=10.0.0.1 d=one\nmac ip=192.168.1.8 d=eight\n"}};
     return one;
 }
@@ -77,18 +70,15 @@ TEST(Flows, Listed)
 {
     const Case cases[] = {
         flow_case("outconnect", "listflow", "flow2", {},
-                  R"({"data":[)" + object_1 + "," + object_2 + "," + object_3 + "," + object_6 + "," +
-                      object_7 + R"(], "total":5})"),
+                  R"({"data":[)" + object_1 + "," + object_2 + "," + object_3 + "," + object_6 + "," + object_7 + R"(], "total":5})"),
         flow_case("outconnect", "listflow", "flow2", {"page=2", "x=1", "limit=2", "sort=byte", "dnssum=1"},
                   R"({"data":[)" + object_3 + "," + object_6 + R"(], "total":5})", "x=1 dnssum=1 "),
-        flow_case("outconnect", "listflow", "flow2", {"ischina=1"},
-                  R"({"data":[)" + object_2 + R"(], "total":1})"),
+        flow_case("outconnect", "listflow", "flow2", {"ischina=1"}, R"({"data":[)" + object_2 + R"(], "total":1})"),
         flow_case("dnsflow", "listflow", "flow", {"limit=1"}, R"({"data":[)" + object_1 + R"(], "total":4})"),
         {.name = "the daemon refuses",
          .arguments = {"outconnect", "listflow"},
          .daemon = M,
-         .exchanges = {{{.code = 2055, .module = "flow2", .data = trailing("")},
-                        {.error = 3, .error_text = "BUSY"}}},
+         .exchanges = {{{.code = 2055, .module = "flow2", .data = trailing("")}, {.error = 3, .error_text = "BUSY"}}},
          .output = "{\"data\":[BUSY\n",
          .status = 255,
          .files = {{"/conf/kestrel.conf", ""}}},
@@ -106,21 +96,18 @@ TEST(Flows, FoldedOutbound)
     const Case cases[] = {
         fold({}, "192.168.1.8 3 500 51 eight\n192.168.1.9 1 0 20 NULL\n"),
         fold({"json=1", "limit=1"}, R"({"data":[)" + eight + R"(], "total":2})"),
-        fold(
-            {"json=1", "issrc=1", "sort=bytes", "limit=2", "page=2"},
-            R"({"data":[{"ip":"10.0.0.2","flow":1,"upbytes":20,"downbytes":0,"locisp":"","desc":"NULL"})"
-            R"(,{"ip":"10.0.0.4","flow":1,"upbytes":1,"downbytes":0,"locisp":"","desc":"NULL"}], "total":4})"),
+        fold({"json=1", "issrc=1", "sort=bytes", "limit=2", "page=2"},
+             R"({"data":[{"ip":"10.0.0.2","flow":1,"upbytes":20,"downbytes":0,"locisp":"","desc":"NULL"})"
+             R"(,{"ip":"10.0.0.4","flow":1,"upbytes":1,"downbytes":0,"locisp":"","desc":"NULL"}], "total":4})"),
         fold({"json=1", "ischina=1"}, R"({"data":[{"ip":"192.168.1.9","flow":1,"upbytes":0,"downbytes":20)"
                                       R"(,"locisp":"ChinaAnhui","desc":"NULL"}], "total":1})"),
         fold({"sumloc=1", "limit=1"}, "Norway 2 50 500\nAnhui 1 20 0\n 1 1 0\n"),
         fold({"sumloc=1", "json=1"}, R"({"data":[{"loc":"Norway","flow":2,"upbytes":50,"downbytes":500})"
                                      R"(,{"loc":"Anhui","flow":1,"upbytes":20,"downbytes":0})"
                                      R"(,{"loc":"","flow":1,"upbytes":1,"downbytes":0}], "total":3})"),
-        fold({"dnssum=1", "json=1", "sumloc=1", "limit=1"},
-             R"({"total":3, "data":[{"dns":"b.example", "flow":2}]})"),
-        fold({"dnssum=1"},
-             R"({"total":3, "data":[{"dns":"b.example", "flow":2},{"dns":"a.example", "flow":1})"
-             R"(,{"dns":"", "flow":1}]})"),
+        fold({"dnssum=1", "json=1", "sumloc=1", "limit=1"}, R"({"total":3, "data":[{"dns":"b.example", "flow":2}]})"),
+        fold({"dnssum=1"}, R"({"total":3, "data":[{"dns":"b.example", "flow":2},{"dns":"a.example", "flow":1})"
+                           R"(,{"dns":"", "flow":1}]})"),
         fold({"appsum=1"}, R"({"data":[{"apid":1, "name":"undname", "cname":"undname", "flow":3})"
                            R"(,{"apid":2, "name":"undname", "cname":"undname", "flow":1}], "total":2})"),
         fold({"appsum=1", "json=1", "dnssum=1"}, R"({"data":[], "total":0})"),
@@ -139,36 +126,31 @@ TEST(Flows, FoldedNames)
                                R"(","flow":1,"succ":1,"fail":0},{"loc":"","flow":1,"succ":0,"fail":1})";
     const std::string source_1 = R"({"ip":"10.0.0.1","flow":3,"succ":2,"fail":1,"desc":"one"})";
     const std::string source_3 = R"({"ip":"10.0.0.3","flow":1,"succ":1,"fail":0,"desc":"NULL"})";
-    const std::string rest =
-        R"(,{"ip":"10.0.0.4","flow":1,"succ":0,"fail":1,"desc":"NULL"})"
-        R"(], "src_total":3, "totalflow":5, "succflow":3,"dst_data":[)"
-        R"({"ip":"192.168.1.8","flow":3,"succ":2,"fail":1,"desc":"eight","locisp":"Bergen"})"
-        R"(,{"ip":"192.168.1.9","flow":2,"succ":1,"fail":1,"desc":"NULL","locisp":")" +
-        reserved +
-        R"(Oslo"}], "dst_total":2,"port_data":[{"port":"1","flow":4,"succ":2,"fail":2})"
-        R"(,{"port":"65538","flow":1,"succ":1,"fail":0}]})";
-    auto fold = [](const std::vector<std::string>& words, std::string output,
-                   const std::string& forwarded = "") {
+    const std::string rest = R"(,{"ip":"10.0.0.4","flow":1,"succ":0,"fail":1,"desc":"NULL"})"
+                             R"(], "src_total":3, "totalflow":5, "succflow":3,"dst_data":[)"
+                             R"({"ip":"192.168.1.8","flow":3,"succ":2,"fail":1,"desc":"eight","locisp":"Bergen"})"
+                             R"(,{"ip":"192.168.1.9","flow":2,"succ":1,"fail":1,"desc":"NULL","locisp":")" +
+                             reserved +
+                             R"(Oslo"}], "dst_total":2,"port_data":[{"port":"1","flow":4,"succ":2,"fail":2})"
+                             R"(,{"port":"65538","flow":1,"succ":1,"fail":0}]})";
+    auto fold = [](const std::vector<std::string>& words, std::string output, const std::string& forwarded = "") {
         return flow_case("dnsflow", "caluflow", "flow", words, std::move(output), forwarded);
     };
     const Case cases[] = {
         fold({"limit=4", "json=0", "issrc=1"},
-             R"({"dnstotal":4, "dns_data":[)" + a + "," + c + "," + b + "," + none + R"(],"loc_data":[)" +
-                 places + R"(], "loctotal":3,"src_data":[)" + source_1 + "," + source_3 + rest,
+             R"({"dnstotal":4, "dns_data":[)" + a + "," + c + "," + b + "," + none + R"(],"loc_data":[)" + places +
+                 R"(], "loctotal":3,"src_data":[)" + source_1 + "," + source_3 + rest,
              "issrc=1 "),
         fold({"sort=bytes", "limit=1"}, R"({"dnstotal":4, "dns_data":[)" + b + R"(],"loc_data":[)" + places +
-                                            R"(], "loctotal":3,"src_data":[)" + source_3 + "," + source_1 +
-                                            rest),
-        fold({"sort=flow", "limit=1", "page=2"}, R"({"dnstotal":4, "dns_data":[)" + a + R"(],"loc_data":[)" +
-                                                     places + R"(], "loctotal":3,"src_data":[)" + source_1 +
-                                                     "," + source_3 + rest),
-        fold({"ischina=1", "appsum=1"},
-             R"({"dnstotal":1, "dns_data":[{"dns":"b.example", "flow":1, "succ":0, "fail":1}],"loc_data":[)"
-             R"({"loc":"Anhui","flow":1,"succ":0,"fail":1}], "loctotal":1,"src_data":[)"
-             R"({"ip":"10.0.0.2","flow":1,"succ":0,"fail":1,"desc":"NULL"}], "src_total":1, "totalflow":1)"
-             R"(, "succflow":0,"dst_data":[)"
-             R"({"ip":"192.168.1.9","flow":1,"succ":0,"fail":1,"desc":"NULL","locisp":"ChinaAnhui"})"
-             R"(], "dst_total":1,"port_data":[{"port":"1","flow":1,"succ":0,"fail":1}]})"),
+                                            R"(], "loctotal":3,"src_data":[)" + source_3 + "," + source_1 + rest),
+        fold({"sort=flow", "limit=1", "page=2"}, R"({"dnstotal":4, "dns_data":[)" + a + R"(],"loc_data":[)" + places +
+                                                     R"(], "loctotal":3,"src_data":[)" + source_1 + "," + source_3 + rest),
+        fold({"ischina=1", "appsum=1"}, R"({"dnstotal":1, "dns_data":[{"dns":"b.example", "flow":1, "succ":0, "fail":1}],"loc_data":[)"
+                                        R"({"loc":"Anhui","flow":1,"succ":0,"fail":1}], "loctotal":1,"src_data":[)"
+                                        R"({"ip":"10.0.0.2","flow":1,"succ":0,"fail":1,"desc":"NULL"}], "src_total":1, "totalflow":1)"
+                                        R"(, "succflow":0,"dst_data":[)"
+                                        R"({"ip":"192.168.1.9","flow":1,"succ":0,"fail":1,"desc":"NULL","locisp":"ChinaAnhui"})"
+                                        R"(], "dst_total":1,"port_data":[{"port":"1","flow":1,"succ":0,"fail":1}]})"),
     };
     run_cases(cases);
 }

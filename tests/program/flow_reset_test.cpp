@@ -46,27 +46,20 @@ Case reset_case(const char* verb, std::vector<std::string> words, std::string ou
         by_source = by_source || word == "type=src";
     }
     one.name = verb + text;
-    one.exchanges = {
-        {{.code = 2055, .module = "tcpreset", .data = leading(text), .wants_dictionary = by_source},
-         {.answer = resets, .count = reset_count}}};
+    one.exchanges = {{{.code = 2055, .module = "tcpreset", .data = leading(text), .wants_dictionary = by_source},
+                      {.answer = resets, .count = reset_count}}};
     return one;
 }
 
-const std::string address_1 =
-    R"({"ip":"10.1.0.1","flowcnt":3,"http":1,"https":"1","maxtime":600, "mintime":300,"port":"88,443"})";
-const std::string address_6 =
-    R"({"ip":"2001:db8::2","flowcnt":1,"http":1,"https":"0","maxtime":400, "mintime":400,"port":"88"})";
-const std::string address_3 =
-    R"({"ip":"10.1.0.3","flowcnt":2,"http":1,"https":"1","maxtime":200, "mintime":200,"port":"8080,8081"})";
-const std::string name_a =
-    R"({"dns":"a.example","flowcnt":3,"http":1,"https":"1","maxtime":600, "mintime":200)"
-    R"(,"http20x":0,"http30x":1,"http40x":1,"http50x":0,"port":"88,8081"})";
-const std::string name_b =
-    R"({"dns":"b.example","flowcnt":1,"http":0,"https":"1","maxtime":300, "mintime":300)"
-    R"(,"http20x":1,"http30x":0,"http40x":0,"http50x":0,"port":"443"})";
-const std::string name_n =
-    R"({"dns":"nnnnnnnnnnnnnnnnnnnnnnnnnnnnnnn","flowcnt":1,"http":1,"https":"0","maxtime":400, "mintime":400)"
-    R"(,"http20x":0,"http30x":0,"http40x":0,"http50x":1,"port":"88"})";
+const std::string address_1 = R"({"ip":"10.1.0.1","flowcnt":3,"http":1,"https":"1","maxtime":600, "mintime":300,"port":"88,443"})";
+const std::string address_6 = R"({"ip":"2001:db8::2","flowcnt":1,"http":1,"https":"0","maxtime":400, "mintime":400,"port":"88"})";
+const std::string address_3 = R"({"ip":"10.1.0.3","flowcnt":2,"http":1,"https":"1","maxtime":200, "mintime":200,"port":"8080,8081"})";
+const std::string name_a = R"({"dns":"a.example","flowcnt":3,"http":1,"https":"1","maxtime":600, "mintime":200)"
+                           R"(,"http20x":0,"http30x":1,"http40x":1,"http50x":0,"port":"88,8081"})";
+const std::string name_b = R"({"dns":"b.example","flowcnt":1,"http":0,"https":"1","maxtime":300, "mintime":300)"
+                           R"(,"http20x":1,"http30x":0,"http40x":0,"http50x":0,"port":"443"})";
+const std::string name_n = R"({"dns":"nnnnnnnnnnnnnnnnnnnnnnnnnnnnnnn","flowcnt":1,"http":1,"https":"0","maxtime":400, "mintime":400)"
+                           R"(,"http20x":0,"http30x":0,"http40x":0,"http50x":1,"port":"88"})";
 
 std::string listing(const std::string& entries, int total)
 {
@@ -129,10 +122,9 @@ TEST(Resets, LinesAndRefusals)
         {.name = "an IPv6 block beyond the segment",
          .arguments = {"tcpreset", "list", "row=x"},
          .daemon = M,
-         .exchanges =
-             {{list,
-               {.count = 32768, // 64 bytes each fill the segment to the last byte
-                .edit = [](Bytes&, std::span<char> segment) { segment[segment.size() - 33] = char(0x80); }}}},
+         .exchanges = {{list,
+                        {.count = 32768, // 64 bytes each fill the segment to the last byte
+                         .edit = [](Bytes&, std::span<char> segment) { segment[segment.size() - 33] = char(0x80); }}}},
          .status = 255,
          .check = [](const RunResult& run) { EXPECT_TRUE(run.output.ends_with("NULL\nINV_REPLY\n")); }},
         {.name = "more records than the segment holds",
@@ -141,16 +133,11 @@ TEST(Resets, LinesAndRefusals)
          .exchanges = {{list, {.count = 32769}}},
          .output = "INV_REPLY\n",
          .status = 255},
-        {.name = "no range of rows",
-         .arguments = {"tcpreset", "listip", "row=5"},
-         .daemon = M,
-         .output = "INVALID_ROW\n",
-         .status = 255},
+        {.name = "no range of rows", .arguments = {"tcpreset", "listip", "row=5"}, .daemon = M, .output = "INVALID_ROW\n", .status = 255},
         {.name = "the daemon refuses",
          .arguments = {"tcpreset", "listdns"},
          .daemon = M,
-         .exchanges = {{{.code = 2055, .module = "tcpreset", .data = leading("")},
-                        {.error = 3, .error_text = "BUSY"}}},
+         .exchanges = {{{.code = 2055, .module = "tcpreset", .data = leading("")}, {.error = 3, .error_text = "BUSY"}}},
          .output = "BUSY\n",
          .status = 255},
     };

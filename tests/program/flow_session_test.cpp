@@ -77,15 +77,13 @@ std::string folded_sessions()
 }
 // clang-format on
 
-Exchange sessions(const std::string& module, const std::string& text, const std::string& records,
-                  bool first = true)
+Exchange sessions(const std::string& module, const std::string& text, const std::string& records, bool first = true)
 {
     return {{.code = 2055, .module = module, .data = counted(text), .wants_dictionary = first},
             {.answer = records, .count = static_cast<int32_t>(records.size() / 228)}};
 }
 
-Case ipobj(const std::vector<std::string>& words, std::vector<Exchange> exchanges, std::string output = "",
-           int status = 0)
+Case ipobj(const std::vector<std::string>& words, std::vector<Exchange> exchanges, std::string output = "", int status = 0)
 {
     Case one{.arguments = {"ipobj"}, .daemon = Daemon::management, .exchanges = std::move(exchanges)};
     for (const auto& word : words) {
@@ -102,8 +100,7 @@ Case ipobj(const std::vector<std::string>& words, std::vector<Exchange> exchange
 // ---- listbussflow
 
 // Compares all but the age of each session, which must count up to now (every birth is 0).
-Case lines(const std::vector<std::string>& words, std::vector<Exchange> exchanges,
-           const std::string& expected)
+Case lines(const std::vector<std::string>& words, std::vector<Exchange> exchanges, const std::string& expected)
 {
     Case one = ipobj(words, std::move(exchanges));
     one.check = [expected](const RunResult& run) {
@@ -125,9 +122,8 @@ const std::string full_line = "3 secure web tcp 10.0.0.1:1111-192.168.1.1:443 10
                               " aaa host.example|9 bb cccc 1.50 2.35 1.00 8000 8200 1/11 2/22 OK Oslo 7 40\n";
 const std::string empty_line = "16387 second icmp6 2001:db8::1/0-2001:db8::2/0 0 0 0 0 0 0 0 0"
                                " NULL NULL NULL NULL 0.00 0.00 0.00 0 0 0/0 0/0 NIL NULL 0 0\n";
-const std::string unterminated_line = "4 shell unk_47 10.0.0.3:0-192.168.1.3:0 0 0 0 0 0 0 0 0 x |5 " +
-                                      std::string(83, 'x') + " NULL 2.00 10.00 4294967.29 0 0 0/0 0/0 ACK " +
-                                      std::string(43, 'y') + " 0 0\n";
+const std::string unterminated_line = "4 shell unk_47 10.0.0.3:0-192.168.1.3:0 0 0 0 0 0 0 0 0 x |5 " + std::string(83, 'x') +
+                                      " NULL 2.00 10.00 4294967.29 0 0 0/0 0/0 ACK " + std::string(43, 'y') + " 0 0\n";
 
 TEST(Sessions, LinesAndBatches)
 {
@@ -157,21 +153,17 @@ TEST(Sessions, LinesAndBatches)
     oversized.reply.count = 4600;
     const auto two_full = sessions("obsbussflow", "", empty_session() + full_session() + full_session());
     const Case cases[] = {
-        lines({"listbussflow"}, {sessions("obsbussflow", "", all)},
-              full_line + empty_line + unterminated_line + "total 3\n"),
-        lines({"listbussflow", "a=1", "page=2", "lang=de", "limit=2", "lang=en"}, {first, second},
-              english_4 + english + "total 6\n"),
+        lines({"listbussflow"}, {sessions("obsbussflow", "", all)}, full_line + empty_line + unterminated_line + "total 3\n"),
+        lines({"listbussflow", "a=1", "page=2", "lang=de", "limit=2", "lang=en"}, {first, second}, english_4 + english + "total 6\n"),
         // Each batch is looked at up to what is missing, and all are fetched.
-        lines({"listbussflow", "a=1", "lang=de", "count=2"}, {first, second},
-              full_line + empty_line + "total 2\n"),
+        lines({"listbussflow", "a=1", "lang=de", "count=2"}, {first, second}, full_line + empty_line + "total 2\n"),
         // Lines without retransmissions go after paging.
         lines({"listbussflow", "show_rexmit=1", "limit=2"}, {two_full}, full_line + "total 3\n"),
         // Words for protocols and states, the last port, retransmissions of either side.
-        lines(
-            {"listbussflow", "show_rexmit=1"}, {sessions("obsbussflow", "", of_few_words)},
-            "0 second udp 10.0.0.1:65535-192.168.1.1:65535 0 0 0 0 0 0 0 0 NULL h NULL NULL 0.00 0.00 0.00 0 0 1/0 0/0 SYN NULL 0 0\n"
-            "0 second icmp 10.0.0.2:0-192.168.1.2:0 0 0 0 0 0 0 0 0 NULL NULL NULL NULL 0.00 0.00 0.00 0 0 0/0 1/0 NIL NULL 0 0\n"
-            "total 3\n"),
+        lines({"listbussflow", "show_rexmit=1"}, {sessions("obsbussflow", "", of_few_words)},
+              "0 second udp 10.0.0.1:65535-192.168.1.1:65535 0 0 0 0 0 0 0 0 NULL h NULL NULL 0.00 0.00 0.00 0 0 1/0 0/0 SYN NULL 0 0\n"
+              "0 second icmp 10.0.0.2:0-192.168.1.2:0 0 0 0 0 0 0 0 0 NULL NULL NULL NULL 0.00 0.00 0.00 0 0 0/0 1/0 NIL NULL 0 0\n"
+              "total 3\n"),
         ipobj({"listbussflow"}, {endless}, "total 0\n"),
         ipobj({"listflow"}, {endless_flow}, ""),
         ipobj({"listbussflow", "sort=byte"}, {}, "Invalid sort type byte\n", 255),
@@ -253,25 +245,22 @@ TEST(Sessions, Folded)
                  "192.168.1.9 2 500 50 9999999 Bern NULL\n"
                  "192.168.1.7 1 400 40 2000NULL NULL\n"),
         fold({"issrc=1"}, "10.0.0.1 2 40 400 3000 NULL\n10.0.0.2 2 60 600 5000999 NULL\n"),
-        fold(
-            {"json=1", "sort=delayed"},
-            R"({"total":3, "data":[{"ip":"192.168.1.9","flow":2,"upbytes":500,"downbytes":50,"avgdelay":9999999)"
-            R"(,"locisp":"Bern","desc":"NULL"},{"ip":"192.168.1.8","flow":1,"upbytes":100,"downbytes":10)"
-            R"(,"avgdelay":3000,"locisp":"Berlin","desc":"eight"},{"ip":"192.168.1.7","flow":1,"upbytes":400)"
-            R"(,"downbytes":40,"avgdelay":2000,"locisp":"","desc":"NULL"}]})"),
+        fold({"json=1", "sort=delayed"},
+             R"({"total":3, "data":[{"ip":"192.168.1.9","flow":2,"upbytes":500,"downbytes":50,"avgdelay":9999999)"
+             R"(,"locisp":"Bern","desc":"NULL"},{"ip":"192.168.1.8","flow":1,"upbytes":100,"downbytes":10)"
+             R"(,"avgdelay":3000,"locisp":"Berlin","desc":"eight"},{"ip":"192.168.1.7","flow":1,"upbytes":400)"
+             R"(,"downbytes":40,"avgdelay":2000,"locisp":"","desc":"NULL"}]})"),
         fold({"json=1", "issrc=1", "sort=bytes", "page=2", "limit=1"},
              R"({"total":2, "data":[,{"ip":"10.0.0.1","flow":2,"upbytes":40,"downbytes":400,"avgdelay":3000)"
              R"(,"desc":"NULL"}]})"),
         fold({"sort=flow", "limit=1", "x=1", "y"}, "192.168.1.9 2 500 50 9999999 Bern NULL\n", " x=1 y"),
         fold({"sort=flows", "limit=1"}, "192.168.1.8 1 100 10 3000 Berlin eight\n"), // no such word
         fold({"json=1", "page=3"}, R"({"total":3, "data":[]})"),
-        fold({"json=1", "sumloc=1"},
-             R"([,{"loc":"Berl","flow":1,"upbytes":10,"downbytes":100,"avgdelay":3000})"
-             R"({"loc":"Bern","flow":1,"upbytes":30,"downbytes":300,"avgdelay":0}])"),
+        fold({"json=1", "sumloc=1"}, R"([,{"loc":"Berl","flow":1,"upbytes":10,"downbytes":100,"avgdelay":3000})"
+                                     R"({"loc":"Bern","flow":1,"upbytes":30,"downbytes":300,"avgdelay":0}])"),
         fold({"sumloc=1", "limit=1"}, "Berl 1 10 100 3000\nBern 1 30 300 0\n"),
-        fold(
-            {"json=1", "dnssum=1", "sumloc=1", "limit=1"},
-            R"({"total":2, "data":[{"dns":"mail.example.org", "flow":3},{"dns":"www.example.com", "flow":1}]})"),
+        fold({"json=1", "dnssum=1", "sumloc=1", "limit=1"},
+             R"({"total":2, "data":[{"dns":"mail.example.org", "flow":3},{"dns":"www.example.com", "flow":1}]})"),
         fold({"dnssum=1"}, ""),
         fold({"json=1", "portsum=1", "dnssum=1", "limit=1"},
              R"({"total":3, "data":[{"port":80, "flow":2},{"port":443, "flow":2},{"port":53, "flow":1}]})"),
@@ -288,8 +277,7 @@ TEST(Sessions, SumsHaveTheirWidth)
     for (int i = 0; i < 430; i++)
         slow += session(1, 3).u32(72, 9999999).text(102, "Rome").str();
     const Case cases[] = {
-        ipobj({"listflow", "issrc=1", "sort=byte", "limit=1"}, {sessions("flow", "", small + large)},
-              "10.0.0.1 1 4294967295 2 0 NULL\n"),
+        ipobj({"listflow", "issrc=1", "sort=byte", "limit=1"}, {sessions("flow", "", small + large)}, "10.0.0.1 1 4294967295 2 0 NULL\n"),
         ipobj({"listflow", "issrc=1"}, {sessions("flow", "", slow)}, "10.0.0.1 430 0 0 9999999 NULL\n"),
         ipobj({"listflow", "sumloc=1"}, {sessions("flow", "", slow)}, "Rome 430 0 0 11702\n"),
     };
@@ -307,8 +295,7 @@ TEST(Sessions, AFullCounterWraps)
         exchanges.back().reply.last = false;
     }
     exchanges.push_back(sessions("flow", "", session(1, 3).u16(34, 80).str(), false));
-    run_case(ipobj({"listflow", "portsum=1", "json=1"}, exchanges,
-                   R"({"total":1, "data":[{"port":80, "flow":1}]})"));
+    run_case(ipobj({"listflow", "portsum=1", "json=1"}, exchanges, R"({"total":1, "data":[{"port":80, "flow":1}]})"));
 }
 
 // ---- listipa
@@ -316,25 +303,16 @@ TEST(Sessions, AFullCounterWraps)
 TEST(Throughput, Lines)
 {
     auto address = [](int host, uint32_t in, uint32_t out, std::string_view description) {
-        return Bytes(64)
-            .ip(0, 10, 0, 0, host)
-            .u32(16, in)
-            .u32(20, out)
-            .u16(24, 2)
-            .text(28, description, 36)
-            .str();
+        return Bytes(64).ip(0, 10, 0, 0, host).u32(16, in).u32(20, out).u16(24, 2).text(28, description, 36).str();
     };
-    const std::string three = address(1, 0x80000000, 0x80000000, "gate") +
-                              address(2, 0, 20, std::string(36, 'd')) + address(3, 100, 50000, "");
-    const std::string six =
-        Bytes(64).be32(0, 0x20010db8).be32(12, 1).u32(16, 1).u16(24, 0x4001).u8(26, 1).str();
+    const std::string three =
+        address(1, 0x80000000, 0x80000000, "gate") + address(2, 0, 20, std::string(36, 'd')) + address(3, 100, 50000, "");
+    const std::string six = Bytes(64).be32(0, 0x20010db8).be32(12, 1).u32(16, 1).u16(24, 0x4001).u8(26, 1).str();
     auto exchange = [](const std::string& text, const std::string& records, bool first, bool last) {
-        return Exchange{
-            {.code = 99, .data = uncounted(text), .wants_dictionary = first},
-            {.answer = records, .count = static_cast<int32_t>(records.size() / 64), .last = last}};
+        return Exchange{{.code = 99, .data = uncounted(text), .wants_dictionary = first},
+                        {.answer = records, .count = static_cast<int32_t>(records.size() / 64), .last = last}};
     };
-    const std::string usage =
-        "ipapinfo list [-ip xx.xx.xx.xx[-yy.yy.yy.yy]] [-s all|in|out] -app application\n";
+    const std::string usage = "ipapinfo list [-ip xx.xx.xx.xx[-yy.yy.yy.yy]] [-s all|in|out] -app application\n";
     const std::string d36(36, 'd');
     const std::string gate = "10.0.0.1 HTTP web 17179869184 17179869184 34359738368 gate\n";
     const std::string second = "10.0.0.2 HTTP web 0 160 160 " + d36 + "\n";
@@ -347,12 +325,10 @@ TEST(Throughput, Lines)
               "10.0.0.1 HTTP web 17179.87M 17179.87M 34359.74M gate\n10.0.0.2 HTTP web 0 160 160 " + d36 +
                   "\n10.0.0.3 HTTP web 800 400.00K 400.80K NULL\n2001:db8::1 other second 8 0 8 NULL\n"),
         // Order and limit hold within a batch.
-        ipobj({"listipa", "-s", "out", "-n", "2", "rawdata=1"},
-              {exchange("", three, true, false), exchange("", three, false, true)},
+        ipobj({"listipa", "-s", "out", "-n", "2", "rawdata=1"}, {exchange("", three, true, false), exchange("", three, false, true)},
               gate + third + gate + third),
         ipobj({"listipa", "-s", "in", "rawdata=1"}, {exchange("", three, true, true)}, gate + third + second),
-        ipobj({"listipa", "-s", "all", "rawdata=1"}, {exchange("", three, true, true)},
-              gate + third + second),
+        ipobj({"listipa", "-s", "all", "rawdata=1"}, {exchange("", three, true, true)}, gate + third + second),
         ipobj({"listipa", "-ip"}, {}, usage, 255),
         ipobj({"listipa", "-s", "up"}, {}, "invalid sort type: all, in, out\n", 255),
     };

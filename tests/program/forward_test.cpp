@@ -97,17 +97,14 @@ Case run_of(const Member& m, const char* what, const std::vector<std::string>& a
                     .module = m.sent != nullptr ? m.sent : m.modules,
                     .data = sent_text(m, arguments),
                     .segment_size = m.segment_kib * 1024};
-    return {.name = m.modules + " " + m.verbs + ": " + what,
-            .arguments = words,
-            .daemon = m.daemon,
-            .exchanges = {{request, reply}}};
+    return {.name = m.modules + " " + m.verbs + ": " + what, .arguments = words, .daemon = m.daemon, .exchanges = {{request, reply}}};
 }
 
 TEST(Forward, SendsItsArgumentsAndPrintsTheAnswer)
 {
     for (const Member& m : members) {
-        Case one = run_of(m, "answer", {std::string(m.key) + "x y", "%s=100%"},
-                          {.answer = std::string("one %d\ntwo\0hidden", 17), .count = 7});
+        Case one =
+            run_of(m, "answer", {std::string(m.key) + "x y", "%s=100%"}, {.answer = std::string("one %d\ntwo\0hidden", 17), .count = 7});
         one.output = m.show == nothing ? "" : m.show == line_if_any ? "one %d\ntwo\n" : "one %d\ntwo";
         one.status = m.result == records ? 7 : 0;
         run_case(one);
@@ -127,8 +124,7 @@ TEST(Forward, LooksAtTheLengthWhereItShould)
 TEST(Forward, PrintsTheRefusal)
 {
     for (const Member& m : members) {
-        Case one = run_of(m, "refusal", {"a=1", "b=2"},
-                          {.answer = "not shown", .count = 3, .error = 8, .error_text = "REFUSED %s"});
+        Case one = run_of(m, "refusal", {"a=1", "b=2"}, {.answer = "not shown", .count = 3, .error = 8, .error_text = "REFUSED %s"});
         one.output = "REFUSED %s\n";
         one.status = 255;
         run_case(one);

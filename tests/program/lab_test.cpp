@@ -60,8 +60,7 @@ public:
         kill(pid_, SIGTERM);
         waitpid(pid_, &status, 0);
         pid_ = -1;
-        for (const char* socket :
-             {"/var/tmp/obslog.d", "/usr/ramdisk/var/mgmt.d", "/usr/ramdisk/var/obschartd.d"})
+        for (const char* socket : {"/var/tmp/obslog.d", "/usr/ramdisk/var/mgmt.d", "/usr/ramdisk/var/obschartd.d"})
             EXPECT_FALSE(std::filesystem::exists(root_.path() + socket)) << socket;
         return status;
     }
@@ -125,8 +124,7 @@ TEST(Lab, ReportsOfOneWorldAgree)
     for (const auto& row : rows_of(lab.run("hostinfo list")))
         of_hosts += std::stoull(row.at(2));
     EXPECT_EQ(of_hosts, ipv4);
-    EXPECT_NE(lab.run("netev_session stat")
-                  .find("resets=" + std::to_string(rows_of(lab.run("tcpreset list")).size()) + " "),
+    EXPECT_NE(lab.run("netev_session stat").find("resets=" + std::to_string(rows_of(lab.run("tcpreset list")).size()) + " "),
               std::string::npos);
     auto sorted = rows_of(lab.run("ipobj listbussflow limit=30 lang=en sort=bytes"));
     auto page = rows_of(lab.run("ipobj listbussflow page=3 limit=10 lang=en sort=bytes"));
@@ -134,8 +132,7 @@ TEST(Lab, ReportsOfOneWorldAgree)
     for (size_t i = 0; i < 10; i++)
         EXPECT_EQ(page[i][4] + page[i][7], sorted[20 + i][4] + sorted[20 + i][7]);
     auto one = rows_of(lab.run("ipobj listbussflow dport=443 limit=100000 lang=en"));
-    EXPECT_EQ(std::stoull(one.back().at(1)),
-              static_cast<uint64_t>(std::ranges::count_if(sessions, [](const auto& row) {
+    EXPECT_EQ(std::stoull(one.back().at(1)), static_cast<uint64_t>(std::ranges::count_if(sessions, [](const auto& row) {
                   return row.size() > 2 && (row[4].ends_with(":443") || row[4].ends_with("/443"));
               })));
     EXPECT_GT(domains, 0U);
@@ -226,8 +223,7 @@ TEST(Lab, CapturesAreCaptureFiles)
     lab.run("mempcap config max=1000000"); // everything
     std::string dump = lab.run("mempcap dump");
     EXPECT_GT(dump.size(), 200'000U); // several exchanges
-    EXPECT_NE(lab.run("mempcap stat").find("packets=" + std::to_string(packets_in(dump)) + " "),
-              std::string::npos);
+    EXPECT_NE(lab.run("mempcap stat").find("packets=" + std::to_string(packets_in(dump)) + " "), std::string::npos);
     write_file(lab.root() + "/log/dump.pcap", dump);
     Lab again("200", lab.root() + "/log/dump.pcap"); // the packets that it read are those that were dumped
     EXPECT_EQ(sizes_of(again), sizes_of(lab));

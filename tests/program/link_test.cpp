@@ -135,8 +135,7 @@ TEST(Link, LostOutputIsNoSuccess)
 TEST(Link, RefusesAWrongRoot)
 {
     for (auto [root, line] : {std::pair{"127.0.0.1:4000", "VIGIL_ROOT is no absolute path\n"},
-                              std::pair{"tmp", "VIGIL_ROOT is no absolute path\n"},
-                              std::pair{"/tmp/a:1", "VIGIL_ROOT holds a ':'\n"}})
+                              std::pair{"tmp", "VIGIL_ROOT is no absolute path\n"}, std::pair{"/tmp/a:1", "VIGIL_ROOT holds a ':'\n"}})
         for (const char* form : {"gadget stat", "obspcap init file=/tmp/never", "sysboot"}) {
             Case one = command(form, Daemon::none, {}, line, 255);
             one.environment = {{"VIGIL_ROOT", root}};
@@ -152,8 +151,7 @@ TEST(Link, RootOfTheLongestLength)
         run_case({.name = std::to_string(length) + " bytes",
                   .arguments = {"gadget", "stat"},
                   .daemon = Daemon::none,
-                  .output = length == 79 ? "can't connect to " + padded + "/var/tmp/obslog.d"
-                                         : "VIGIL_ROOT is too long\n",
+                  .output = length == 79 ? "can't connect to " + padded + "/var/tmp/obslog.d" : "VIGIL_ROOT is too long\n",
                   .status = 255,
                   .environment = {{"VIGIL_ROOT", padded}}});
     }
@@ -165,8 +163,7 @@ TEST(Link, RootOfTheLongestLength)
 
 TEST(Link, ARunWithoutTheDictionaryItNeedsFails)
 {
-    const Request wanted{
-        .code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true};
+    const Request wanted{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true};
     run_case(command("ipobj listbussflow", M, {{wanted, {}}},
                      "{root}/usr/ramdisk/bin/dict.so: cannot open shared object file: "
                      "No such file or directory\n",
@@ -289,9 +286,7 @@ TEST_F(Session, TheDictionaryIsTakenFromTheFrontOfTheAnswer)
     EXPECT_STREQ("undname", application_name(3));
     // Unused records are not registered, but the pointer field of every group is cleared.
     std::string round = "register USERONE\nregister USERTHREE\nregister GROUPONE\n";
-    EXPECT_EQ("initialise\n" + round + round +
-                  "group link cleared\ngroup link cleared\nprotocol USERONE\nunload\n",
-              read_file(diary));
+    EXPECT_EQ("initialise\n" + round + round + "group link cleared\ngroup link cleared\nprotocol USERONE\nunload\n", read_file(diary));
 }
 
 TEST_F(Session, TheDictionaryIsFetchedWhenALookUpNeedsIt)
@@ -309,14 +304,11 @@ TEST_F(Session, TheDictionaryIsFetchedWhenALookUpNeedsIt)
 TEST_F(Session, AFailedFetchSaysSo)
 {
     std::string path = socket();
-    ScriptedDaemon daemon(
-        path, {{{.code = 511, .wants_dictionary = true, .address = 0}, {.error = 9, .error_text = "LOCKED"}},
-               {{.code = 511, .wants_dictionary = true, .address = 0}, {.close_without_reply = true}}});
+    ScriptedDaemon daemon(path, {{{.code = 511, .wants_dictionary = true, .address = 0}, {.error = 9, .error_text = "LOCKED"}},
+                                 {{.code = 511, .wants_dictionary = true, .address = 0}, {.close_without_reply = true}}});
     ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
-    EXPECT_EQ("rpc_syncdesc: LOCKED(9)\n",
-              captured_output([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
-    EXPECT_EQ("rpc_syncdesc: r_Success_0(5)\n",
-              captured_output([&] { EXPECT_EQ(nullptr, application_entry_name(2)); }));
+    EXPECT_EQ("rpc_syncdesc: LOCKED(9)\n", captured_output([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
+    EXPECT_EQ("rpc_syncdesc: r_Success_0(5)\n", captured_output([&] { EXPECT_EQ(nullptr, application_entry_name(2)); }));
 }
 
 TEST_F(Session, ALibraryWithoutASymbolIsRefused)

@@ -13,8 +13,7 @@ std::string ouidb(const PrivateRoot& root, std::string arguments)
     for (size_t at; (at = arguments.find('@')) != std::string::npos;)
         arguments.replace(at, 1, root.path());
     std::string output = root.path() + "/output";
-    int status =
-        system(("'" VIGIL_BINARY_DIR "/tools/vigil-ouidb' " + arguments + " >" + output + " 2>&1").c_str());
+    int status = system(("'" VIGIL_BINARY_DIR "/tools/vigil-ouidb' " + arguments + " >" + output + " 2>&1").c_str());
     return std::to_string(WEXITSTATUS(status)) + " " + read_file(output);
 }
 
@@ -35,11 +34,10 @@ TEST(Ouidb, MakesWhatItLists)
         "\t\t\t\tStreet 1/2\n001A2D thirdthirdthirdthirdthirdthirdthirdthirdthirdthirdth\n00:1A:2E/28 bits\n00:1A:2F A/S\n00:1A-2B two signs\n"
         "00:1A:30 \n00:1A:2B again\n00:1A:31 " +
             std::string(53, 'v') + "\n00:1A:32 last");
-    EXPECT_EQ(
-        ouidb(root, "make @/list @/db" + key),
-        "0 " + said({"lines with a \"/\", which the appliance will not read: 2", "lines without a prefix: 1",
-                     "lines without a name: 1", "lines whose prefix was seen before: 1",
-                     "lines whose name the appliance cuts at 52 characters: 1"}));
+    EXPECT_EQ(ouidb(root, "make @/list @/db" + key),
+              "0 " +
+                  said({"lines with a \"/\", which the appliance will not read: 2", "lines without a prefix: 1", "lines without a name: 1",
+                        "lines whose prefix was seen before: 1", "lines whose name the appliance cuts at 52 characters: 1"}));
     const std::string listed =
         "0 00:1A:2B Vendor name (hex)\n00:1A:2C other\n00:1A:2D thirdthirdthirdthirdthirdthirdthirdthirdthirdthirdth\n00:1A:31 " +
         std::string(52, 'v') + "\n00:1A:32 last\n";
@@ -47,18 +45,14 @@ TEST(Ouidb, MakesWhatItLists)
     EXPECT_EQ(ouidb(root, "list @/db" + key), listed);
     EXPECT_EQ(ouidb(root, "list @/db"), "255 invalid file\n");
     // what cannot be had leaves the database as it was
-    EXPECT_EQ(ouidb(root, "make @/none @/db"),
-              "255 vigil-ouidb: cannot read " + root.path() + "/none: No such file or directory\n");
-    EXPECT_EQ(ouidb(root, "make @/log @/db"),
-              "255 vigil-ouidb: cannot read " + root.path() + "/log: Is a directory\n");
+    EXPECT_EQ(ouidb(root, "make @/none @/db"), "255 vigil-ouidb: cannot read " + root.path() + "/none: No such file or directory\n");
+    EXPECT_EQ(ouidb(root, "make @/log @/db"), "255 vigil-ouidb: cannot read " + root.path() + "/log: Is a directory\n");
     root.write("/list", "00:1A:2B\n");
-    EXPECT_EQ(ouidb(root, "make @/list @/db"),
-              "255 " + said({"lines without a name: 1", "no line that the appliance will read"}));
+    EXPECT_EQ(ouidb(root, "make @/list @/db"), "255 " + said({"lines without a name: 1", "no line that the appliance will read"}));
     root.write("/list", "00:1A:2B fine\n");
     EXPECT_EQ(ouidb(root, "make @/list @/none/db"),
               "255 vigil-ouidb: cannot write " + root.path() + "/none/db: No such file or directory\n");
-    EXPECT_EQ(ouidb(root, "make @/list /dev/full"),
-              "255 vigil-ouidb: cannot write /dev/full: No space left on device\n");
+    EXPECT_EQ(ouidb(root, "make @/list /dev/full"), "255 vigil-ouidb: cannot write /dev/full: No space left on device\n");
     EXPECT_EQ(ouidb(root, "list @/db" + key), listed);
     std::string many;
     for (int i = 0; i < 51201; i++) {
@@ -67,8 +61,7 @@ TEST(Ouidb, MakesWhatItLists)
         many += line;
     }
     root.write("/list", many);
-    EXPECT_EQ(ouidb(root, "make @/list @/db"),
-              "0 " + said({"lines beyond the 51200 records that the appliance reads: 1"}));
+    EXPECT_EQ(ouidb(root, "make @/list @/db"), "0 " + said({"lines beyond the 51200 records that the appliance reads: 1"}));
     EXPECT_EQ(ouidb(root, "list @/none"), "255 file fstat error\n");
     EXPECT_EQ(ouidb(root, "list @/db --key 12"), "255 vigil-ouidb: --key takes 32 hexadecimal digits\n");
     EXPECT_EQ(ouidb(root, "").substr(0, 22), "255 usage: vigil-ouidb");

@@ -19,22 +19,17 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // A listing that prints while it walks: one session a batch, the opening before the first request.
-const std::string session_record =
-    Bytes(24).ip(0, 10, 0, 0, 1).ip(4, 10, 0, 0, 2).be16(8, 1).be16(10, 2).str();
+const std::string session_record = Bytes(24).ip(0, 10, 0, 0, 1).ip(4, 10, 0, 0, 2).be16(8, 1).be16(10, 2).str();
 const char opening[] = R"({"data":[)";
 const char row[] = R"({"src":"10.0.0.1","dst":"10.0.0.2","sport":1,"dport":2,"proto":0,"catagore":0,)"
                    R"("pkts0":0,"pkts1":0,"birth":0})";
-const Request batch_request{
-    .code = 2055, .module = "idssum", .data = leading(" show_session=1"), .segment_size = 65536};
+const Request batch_request{.code = 2055, .module = "idssum", .data = leading(" show_session=1"), .segment_size = 65536};
 const std::vector<std::string> walking{"kesidslog", "listflow"};
 
 struct Scene {
     PrivateRoot root;
     ScriptedDaemon daemon;
-    Scene(Daemon at, std::vector<Exchange> exchanges)
-        : daemon(root.path() + socket_of(at), std::move(exchanges))
-    {
-    }
+    Scene(Daemon at, std::vector<Exchange> exchanges) : daemon(root.path() + socket_of(at), std::move(exchanges)) {}
     Environment environment() const
     {
         Environment all = environment_below(root.path());
@@ -98,8 +93,7 @@ TEST(Signals, AStopAtAnyMomentEndsTheRun)
     for (int i = 0; i < 4; i++) {
         Reply reply{.answer = session_record, .count = 1, .last = i == 3, .delay_ms = 1};
         walk.exchanges.push_back({batch_request, reply});
-        Request sessions{
-            .code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = i == 0};
+        Request sessions{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = i == 0};
         reply.answer = std::string(228, '\0');
         load.exchanges.push_back({sessions, reply});
     }
@@ -110,10 +104,8 @@ TEST(Signals, AStopAtAnyMomentEndsTheRun)
 
 TEST(Signals, WhatWasPrintedIsOut)
 {
-    Scene scene(
-        Daemon::management,
-        {{batch_request, {.answer = session_record, .count = 1, .last = false}},
-         {batch_request, {.close_without_reply = true, .before = [](pid_t run) { kill(run, SIGTERM); }}}});
+    Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1, .last = false}},
+                                     {batch_request, {.close_without_reply = true, .before = [](pid_t run) { kill(run, SIGTERM); }}}});
     Program program(walking, scene.environment());
     EXPECT_EQ(1, program.wait().status);
     scene.daemon.finish(); // it has let go of the segment too
@@ -129,8 +121,7 @@ void expect_end_without_a_reply(int signal, int status)
     std::promise<void> ended;
     std::future<void> end = ended.get_future();
     const Request dump{.code = 2068, .module = "mempcap"};
-    const Reply three_bytes{
-        .answer = "out", .last = false, .edit = [](Bytes& record, std::span<char>) { record.u32(172, 3); }};
+    const Reply three_bytes{.answer = "out", .last = false, .edit = [](Bytes& record, std::span<char>) { record.u32(172, 3); }};
     Scene scene(Daemon::management, {{dump, three_bytes}, {dump, {.before = [&](pid_t run) {
                                                                kill(run, signal);
                                                                end.wait();
@@ -155,8 +146,7 @@ TEST(Signals, TheDaemonIsNotWaitedFor)
 TEST(Signals, AReaderThatDoesNotReadIsNotWaitedFor)
 {
     std::string answer(2 * 1024 * 1024 - 1, 'x');
-    Scene scene(Daemon::analysis,
-                {{{.code = 2055, .module = "gadget", .data = trailing("")}, {.answer = answer}}});
+    Scene scene(Daemon::analysis, {{{.code = 2055, .module = "gadget", .data = trailing("")}, {.answer = answer}}});
     Program program({"gadget", "list"}, scene.environment());
     program.read_output(1);
     kill(program.pid(), SIGTERM);
@@ -172,8 +162,7 @@ TEST(Signals, AnInterruptedWriteRepeatsNothing)
     std::string answer;
     for (int i = 0; answer.size() < 200000; i++)
         answer += std::to_string(i) + "\n";
-    Scene scene(Daemon::analysis,
-                {{{.code = 2055, .module = "gadget", .data = trailing("")}, {.answer = answer}}});
+    Scene scene(Daemon::analysis, {{{.code = 2055, .module = "gadget", .data = trailing("")}, {.answer = answer}}});
     const std::string fifo = scene.root.path() + "/fifo";
     ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
     int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
@@ -209,9 +198,7 @@ TEST(Signals, AFaultFromOutsideClosesTheSession)
 
 TEST(Signals, ARealFaultEndsTheRunAndItsSegment)
 {
-    Scene scene(
-        Daemon::management,
-        {{{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true}, {}}});
+    Scene scene(Daemon::management, {{{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true}, {}}});
     scene.root.install_dictionary("faulty");
     Program program({"ipobj", "listbussflow"}, scene.environment());
     EXPECT_EQ(-SIGSEGV, program.wait(20).status);
@@ -221,8 +208,8 @@ TEST(Signals, ARealFaultEndsTheRunAndItsSegment)
 // Whichever it is: one that ends the run waits until the segment goes with the run.
 TEST(Signals, NoneComesBetweenTheSegmentAndItsMark)
 {
-    for (auto [signal, status] : {std::pair{SIGTERM, 1}, std::pair{SIGHUP, 1}, std::pair{SIGALRM, -SIGALRM},
-                                  std::pair{SIGUSR1, -SIGUSR1}, std::pair{SIGVTALRM, -SIGVTALRM}}) {
+    for (auto [signal, status] : {std::pair{SIGTERM, 1}, std::pair{SIGHUP, 1}, std::pair{SIGALRM, -SIGALRM}, std::pair{SIGUSR1, -SIGUSR1},
+                                  std::pair{SIGVTALRM, -SIGVTALRM}}) {
         Case one = command("gadget stat", Daemon::analysis, {}, "", status);
         one.fault = "raise " + std::to_string(signal);
         run_case(one);
@@ -232,11 +219,10 @@ TEST(Signals, NoneComesBetweenTheSegmentAndItsMark)
 // As under nohup: the closed terminal does not end the run.
 TEST(Signals, WhatIsIgnoredAtTheStartStaysIgnored)
 {
-    Scene scene(Daemon::management,
-                {{batch_request, {.answer = session_record, .count = 1, .before = [](pid_t run) {
-                                      kill(run, SIGHUP);
-                                      kill(run, SIGQUIT);
-                                  }}}});
+    Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1, .before = [](pid_t run) {
+                                                          kill(run, SIGHUP);
+                                                          kill(run, SIGQUIT);
+                                                      }}}});
     Program program(walking, scene.environment(), "", {SIGHUP, SIGQUIT});
     EXPECT_EQ(0, program.wait(20).status);
     EXPECT_EQ(std::string(opening) + row + R"(], "total":1})", program.output());
@@ -245,8 +231,8 @@ TEST(Signals, WhatIsIgnoredAtTheStartStaysIgnored)
 // A reader that goes away, or a limit on the size of files, is no signal.
 TEST(Signals, LostOutputIsAnError)
 {
-    Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1}},
-                                     {batch_request, {.answer = session_record, .count = 1}}});
+    Scene scene(Daemon::management,
+                {{batch_request, {.answer = session_record, .count = 1}}, {batch_request, {.answer = session_record, .count = 1}}});
     EXPECT_EQ(255, Program(walking, scene.environment(), "|").wait().status);
     EXPECT_EQ(255, Program({"sysboot"}, scene.environment(), "|").wait().status);
 

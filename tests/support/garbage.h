@@ -54,10 +54,7 @@ public:
     }
 
 private:
-    char any_byte()
-    {
-        return below(3) == 0 ? static_cast<char>(random_()) : alphabet_[below(alphabet_.size())];
-    }
+    char any_byte() { return below(3) == 0 ? static_cast<char>(random_()) : alphabet_[below(alphabet_.size())]; }
 
     std::mt19937 random_;
     std::vector<std::string> samples_;

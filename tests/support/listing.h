@@ -15,21 +15,16 @@ inline std::vector<std::string> words_of(const std::string& line)
 inline uint32_t code_of(const std::string& verb)
 {
     static const std::map<std::string, uint32_t> codes = {
-        {"disable", 2049}, {"stat", 2050},     {"add", 2051},    {"addip", 2051},  {"remove", 2052},
-        {"clear", 2052},   {"set", 2053},      {"get", 2054},    {"getcmp", 2054}, {"list", 2055},
-        {"load", 2056},    {"loadfile", 2056}, {"config", 2057}, {"debug", 2064}};
+        {"disable", 2049}, {"stat", 2050},   {"add", 2051},  {"addip", 2051}, {"remove", 2052},   {"clear", 2052},  {"set", 2053},
+        {"get", 2054},     {"getcmp", 2054}, {"list", 2055}, {"load", 2056},  {"loadfile", 2056}, {"config", 2057}, {"debug", 2064}};
     return codes.at(verb);
 }
 
 // `command`, its words divided by blanks, asks the management daemon the same for each of its replies.
-inline Case listing(const std::string& command, Request request, const std::vector<Reply>& replies,
-                    const std::string& output, int status = 0)
+inline Case listing(const std::string& command, Request request, const std::vector<Reply>& replies, const std::string& output,
+                    int status = 0)
 {
-    Case one{.name = command,
-             .arguments = words_of(command),
-             .daemon = Daemon::management,
-             .output = output,
-             .status = status};
+    Case one{.name = command, .arguments = words_of(command), .daemon = Daemon::management, .output = output, .status = status};
     for (const Reply& reply : replies) {
         one.exchanges.push_back({request, reply});
         request.cursor = reply.cursor;

@@ -63,8 +63,8 @@ PrivateRoot::PrivateRoot()
     if (mkdtemp(name) == nullptr)
         throw std::runtime_error("mkdtemp");
     path_ = name;
-    for (const char* folder : {"/var/tmp", "/usr/ramdisk/var", "/usr/ramdisk/bin", "/usr/ramdisk/etc",
-                               "/conf", "/usr/obslog", "/usr/keslog", "/log"})
+    for (const char* folder :
+         {"/var/tmp", "/usr/ramdisk/var", "/usr/ramdisk/bin", "/usr/ramdisk/etc", "/conf", "/usr/obslog", "/usr/keslog", "/log"})
         std::filesystem::create_directories(path_ + folder);
 }
 
@@ -82,8 +82,7 @@ void PrivateRoot::write(const std::string& place, const std::string& content) co
 
 void PrivateRoot::install_dictionary(const std::string& variant) const
 {
-    std::filesystem::create_symlink(VIGIL_BINARY_DIR "/tests/dict/dict_" + variant + ".so",
-                                    path_ + "/usr/ramdisk/bin/dict.so");
+    std::filesystem::create_symlink(VIGIL_BINARY_DIR "/tests/dict/dict_" + variant + ".so", path_ + "/usr/ramdisk/bin/dict.so");
 }
 
 Environment environment_below(const std::string& root)
@@ -96,8 +95,8 @@ Environment environment_below(const std::string& root)
             {"UBSAN_OPTIONS", "print_stacktrace=1"}};
 }
 
-Program::Program(const std::vector<std::string>& arguments, const Environment& environment,
-                 const std::string& output_to, const std::vector<int>& ignored)
+Program::Program(const std::vector<std::string>& arguments, const Environment& environment, const std::string& output_to,
+                 const std::vector<int>& ignored)
 {
     const bool json = !arguments.empty() && arguments[0] == "@json";
     std::vector<std::string> words{"vigil"}, settings;
@@ -126,8 +125,8 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
     start_clean(attributes, ignored);
     for (int signal : ignored)
         ::signal(signal, SIG_IGN);
-    int failure = posix_spawn(&run_.pid, json ? VIGIL_BINARY "-json" : VIGIL_BINARY, &to.actions, &attributes,
-                              pointers(words).data(), pointers(settings).data());
+    int failure = posix_spawn(&run_.pid, json ? VIGIL_BINARY "-json" : VIGIL_BINARY, &to.actions, &attributes, pointers(words).data(),
+                              pointers(settings).data());
     for (int signal : ignored)
         ::signal(signal, SIG_DFL);
     posix_spawnattr_destroy(&attributes);
@@ -240,8 +239,7 @@ std::string read_file(const std::string& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges,
-             const std::string& output, int status)
+Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges, const std::string& output, int status)
 {
     std::istringstream words(line);
     return {.name = line,

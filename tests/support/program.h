@@ -50,10 +50,9 @@ struct Request {
     Data data = {};          // default: length 0
     bool wants_dictionary = false;
     int32_t cursor = 0;
-    uint32_t segment_size = 0;            // bytes; 0: any
-    std::optional<uint64_t> address = {}; // of the data; default: where the client has its segment
-    std::function<void(const std::string& record)> check =
-        {}; // may use EXPECT_...: runs in the test's thread
+    uint32_t segment_size = 0;                                 // bytes; 0: any
+    std::optional<uint64_t> address = {};                      // of the data; default: where the client has its segment
+    std::function<void(const std::string& record)> check = {}; // may use EXPECT_...: runs in the test's thread
 };
 
 struct Reply {
@@ -90,29 +89,25 @@ struct RunResult {
 
 struct Case {
     std::string name = {};
-    std::vector<std::string> arguments =
-        {};                           // "{root}" in arguments and environment stands for the private root
-    Daemon daemon = Daemon::analysis; // only this one listens
+    std::vector<std::string> arguments = {}; // "{root}" in arguments and environment stands for the private root
+    Daemon daemon = Daemon::analysis;        // only this one listens
     std::vector<Exchange> exchanges = {};
     std::string output = {};
     int status = 0;
-    std::string dictionary = {}; // a variant of tests/support/dict: "full", "no_axpdict", "no_usraxps", ...
-    std::map<std::string, std::string> files = {}; // below the root: path → content
-    std::map<std::string, std::string> environment =
-        {}; // beside VIGIL_ROOT, TZ=CST-8, PATH, sanitizer options
+    std::string dictionary = {};                         // a variant of tests/support/dict: "full", "no_axpdict", "no_usraxps", ...
+    std::map<std::string, std::string> files = {};       // below the root: path → content
+    std::map<std::string, std::string> environment = {}; // beside VIGIL_ROOT, TZ=CST-8, PATH, sanitizer options
     std::string errors = {};
-    std::string fault = {};                  // a call that fails in the run, as tests/support/faults takes it
-    std::optional<uint64_t> file_limit = {}; // bytes that the run may write into one file
-    std::string output_to =
-        {}; // open this instead of capturing ("/dev/full"); "-": closed; "|": nobody reads
+    std::string fault = {};                                  // a call that fails in the run, as tests/support/faults takes it
+    std::optional<uint64_t> file_limit = {};                 // bytes that the run may write into one file
+    std::string output_to = {};                              // open this instead of capturing ("/dev/full"); "-": closed; "|": nobody reads
     std::function<void(const RunResult&)> check = {};        // instead of comparing `output`
     std::function<void(const std::string& root)> after = {}; // looks at files the run has written
 };
 
 // The short form of a case: the command line, split at blanks, is its name too. A first word "@json" runs
 // vigil-json.
-Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges,
-             const std::string& output, int status = 0);
+Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges, const std::string& output, int status = 0);
 
 // The same in a run of which a call fails.
 inline Case failing(const std::string& fault, Case one)
@@ -165,8 +160,8 @@ Environment environment_below(const std::string& root);
 // their defaults but for those that are to be `ignored`.
 class Program {
 public:
-    Program(const std::vector<std::string>& arguments, const Environment& environment,
-            const std::string& output_to = "", const std::vector<int>& ignored = {});
+    Program(const std::vector<std::string>& arguments, const Environment& environment, const std::string& output_to = "",
+            const std::vector<int>& ignored = {});
     ~Program(); // kills what is still running
     Program(const Program&) = delete;
     pid_t pid() const { return run_.pid; }
@@ -200,6 +195,6 @@ private:
 // False when it has not become so within a minute.
 bool wait_until(const std::function<bool()>& is_so);
 
-int segments_of(pid_t creator); // SysV segments that this process has created and that exist
-std::string user_arrays();      // what a daemon puts in front of an answer for tests/support/dict
+int segments_of(pid_t creator);                 // SysV segments that this process has created and that exist
+std::string user_arrays();                      // what a daemon puts in front of an answer for tests/support/dict
 std::string read_file(const std::string& path); // empty when it is missing

@@ -17,5 +17,4 @@ extern "C" const char* __ubsan_default_options()
 }
 
 // What is given from outside stays.
-static const int inherited =
-    setenv("ASAN_OPTIONS", ASAN_DEFAULTS, 0) + setenv("UBSAN_OPTIONS", UBSAN_DEFAULTS, 0);
+static const int inherited = setenv("ASAN_OPTIONS", ASAN_DEFAULTS, 0) + setenv("UBSAN_OPTIONS", UBSAN_DEFAULTS, 0);

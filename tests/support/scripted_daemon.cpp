@@ -80,9 +80,8 @@ struct ScriptedDaemon::Script {
     template <class A, class B> void compare(const char* what, const A& expected, const B& actual)
     {
         if (!(expected == actual))
-            failures.push_back("request " + std::to_string(arrived) + ": " + what + ": expected " +
-                               testing::PrintToString(expected) + ", arrived " +
-                               testing::PrintToString(actual));
+            failures.push_back("request " + std::to_string(arrived) + ": " + what + ": expected " + testing::PrintToString(expected) +
+                               ", arrived " + testing::PrintToString(actual));
     }
     void run();
     bool end();
@@ -119,8 +118,8 @@ ScriptedDaemon::ScriptedDaemon(const std::string& socket_path, std::vector<Excha
         throw std::runtime_error("socket path too long");
     memcpy(address.sun_path, socket_path.data(), socket_path.size());
     script_->listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (bind(script_->listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        listen(script_->listener, 16) != 0 || pipe2(script_->stop, O_CLOEXEC) != 0)
+    if (bind(script_->listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(script_->listener, 16) != 0 ||
+        pipe2(script_->stop, O_CLOEXEC) != 0)
         throw std::runtime_error("cannot listen at " + socket_path);
     script_->thread = std::thread([this] { script_->run(); });
 }
@@ -190,8 +189,7 @@ void ScriptedDaemon::Script::serve(int connection)
     if (n <= 0)
         return;
     compare("bytes of a request", record_size, static_cast<size_t>(n));
-    static const Exchange unexpected{.request = {},
-                                     .reply = {.error = 99, .error_text = "UNEXPECTED_REQUEST"}};
+    static const Exchange unexpected{.request = {}, .reply = {.error = 99, .error_text = "UNEXPECTED_REQUEST"}};
     bool known = arrived < exchanges.size();
     const Exchange& exchange = known ? exchanges[arrived] : unexpected;
     records.push_back(record);
@@ -204,8 +202,8 @@ void ScriptedDaemon::Script::serve(int connection)
         else if (known)
             compare_request(exchange.request, record, segment);
         else
-            failures.push_back("a request beyond the script: code " + std::to_string(read_le(&record[0], 4)) +
-                               ", module " + shown(&record[36]) + ", text " + shown(segment.bytes.data()));
+            failures.push_back("a request beyond the script: code " + std::to_string(read_le(&record[0], 4)) + ", module " +
+                               shown(&record[36]) + ", text " + shown(segment.bytes.data()));
         if (exchange.reply.before)
             exchange.reply.before(segment.creator);
         out = reply_to(record, exchange.reply, segment);
@@ -215,8 +213,7 @@ void ScriptedDaemon::Script::serve(int connection)
         send_reply(connection, out, exchange.reply);
 }
 
-void ScriptedDaemon::Script::compare_request(const Request& expected, const std::string& record,
-                                             const Segment& segment)
+void ScriptedDaemon::Script::compare_request(const Request& expected, const std::string& record, const Segment& segment)
 {
     const char* r = record.data();
     compare("code", expected.code, read_le(r, 4));
@@ -242,8 +239,7 @@ void ScriptedDaemon::Script::compare_request(const Request& expected, const std:
         compare("a segment without text is empty", true, all_zero(area));
 }
 
-void ScriptedDaemon::Script::compare_address(const Request& expected, uint64_t address,
-                                             const std::vector<uint64_t>& places)
+void ScriptedDaemon::Script::compare_address(const Request& expected, uint64_t address, const std::vector<uint64_t>& places)
 {
     if (expected.address)
         compare("data address", *expected.address, address);

@@ -38,8 +38,7 @@ TEST(Catalogue, HoldsNoRowByAccident)
     for (const auto& [name, times] : rows)
         for (int i = 1; i < times; i++)
             doubled.push_back(name);
-    EXPECT_EQ((std::vector<std::string>{"obsreasslog list", "obsreasslog remove", "obsreasslog stat"}),
-              doubled);
+    EXPECT_EQ((std::vector<std::string>{"obsreasslog list", "obsreasslog remove", "obsreasslog stat"}), doubled);
     EXPECT_EQ(188U, rows.size());
 }
 
@@ -49,12 +48,11 @@ TEST(Catalogue, KeepsTheRunOn)
     std::vector<std::string> verbs;
     for (const VerbEntry* entry = management_table[0].verbs; entry->verb != nullptr; entry++)
         verbs.emplace_back(entry->verb);
-    EXPECT_EQ((std::vector<std::string>{"list", "remove", "config", "stat", "stat", "set", "get", "add",
-                                        "remove", "list", "disable", "debug"}),
-              verbs);
+    EXPECT_EQ(
+        (std::vector<std::string>{"list", "remove", "config", "stat", "stat", "set", "get", "add", "remove", "list", "disable", "debug"}),
+        verbs);
     EXPECT_EQ(management_table[0].verbs + 4, management_table[1].verbs);
-    EXPECT_EQ(find_entry(management_table, "obsreasslog", "set"),
-              find_entry(management_table, "obsreasspkt", "set"));
+    EXPECT_EQ(find_entry(management_table, "obsreasslog", "set"), find_entry(management_table, "obsreasspkt", "set"));
     EXPECT_EQ(management_table[0].verbs + 3, find_entry(management_table, "obsreasslog", "stat"));
 }
 
@@ -71,8 +69,7 @@ TEST(Catalogue, IsInTheDemoWhole)
     for (std::string line; std::getline(script, line);) {
         std::istringstream words(line);
         std::string word, module, verb;
-        while (words >> word && word != "shows" && word != "takes" && word != "counts" && word != "prints" &&
-               word != "hides") {
+        while (words >> word && word != "shows" && word != "takes" && word != "counts" && word != "prints" && word != "hides") {
         }
         if (word == "prints" || word == "hides") // and what
             words >> word;

@@ -131,8 +131,7 @@ TEST_F(Endpoints, ListenAcceptAndMoveWholeBuffers)
         EXPECT_EQ(1, option_of(listener, SO_ACCEPTCONN));
         EXPECT_EQ(1024, backlog);
         EXPECT_EQ(ipv4 ? 1 : 0, option_of(listener, SO_REUSEPORT));
-        EXPECT_EQ("", captured_output(
-                          [&] { EXPECT_GT(0, socket_accept(listener, 0)); })); // nobody there: no message
+        EXPECT_EQ("", captured_output([&] { EXPECT_GT(0, socket_accept(listener, 0)); })); // nobody there: no message
         EXPECT_EQ("", captured_output([&] { EXPECT_EQ(-1, socket_accept(listener, 1)); }));
 
         int near = socket_connect(("udp:" + address).c_str()); // a stream socket all the same
@@ -221,8 +220,7 @@ TEST_F(Endpoints, DatagramsOfBothFamilies)
 TEST_F(Endpoints, SaysWhatFailed)
 {
     const std::string longest(107, 'p'), too_long(108, 'p');
-    const std::string connecting = "socket_connect: invalid path\n",
-                      listening = "socket_listen: invalid path\n";
+    const std::string connecting = "socket_connect: invalid path\n", listening = "socket_listen: invalid path\n";
     const std::string nowhere = "bind tcp fail Cannot assign requested address\n";
     const struct {
         int (*make)(const char*);
@@ -241,8 +239,7 @@ TEST_F(Endpoints, SaysWhatFailed)
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.printed, captured_output([&] { EXPECT_EQ(-1, c.make(c.address.c_str())); })) << c.address;
-    EXPECT_EQ("socket_accept: Bad file descriptor(9)\n",
-              captured_output([&] { EXPECT_GT(0, socket_accept(-1, 0)); }));
+    EXPECT_EQ("socket_accept: Bad file descriptor(9)\n", captured_output([&] { EXPECT_GT(0, socket_accept(-1, 0)); }));
 
     sockaddr_in any{};
     any.sin_family = AF_INET;
@@ -252,8 +249,7 @@ TEST_F(Endpoints, SaysWhatFailed)
               captured_output([&] { EXPECT_EQ(-1, udp_listen(static_cast<uint16_t>(port_of(taken)))); }));
     close(taken);
     listen_fails = true;
-    EXPECT_EQ("listen fail Address already in use\n",
-              captured_output([&] { EXPECT_EQ(-1, socket_listen(path.c_str())); }));
+    EXPECT_EQ("listen fail Address already in use\n", captured_output([&] { EXPECT_EQ(-1, socket_listen(path.c_str())); }));
     listen_fails = false;
 }
 

@@ -121,8 +121,7 @@ TEST(Descriptions, FilesThatCannotBeReadSaySo)
 {
     PrivateFiles files;
     std::string said;
-    for (const char* place :
-         {"/conf/kestrel.conf", "/conf/obs_assets.conf", "/conf/obscfg.conf", "/usr/ramdisk/KS.conf"}) {
+    for (const char* place : {"/conf/kestrel.conf", "/conf/obs_assets.conf", "/conf/obscfg.conf", "/usr/ramdisk/KS.conf"}) {
         std::filesystem::create_directories(files.path + place);
         said += files.path + place + ": Is a directory\n";
     }
@@ -167,8 +166,8 @@ TEST(AssetsStore, FindsTextsThatBeginWithTheQuery)
 TEST(AssetsStore, ClimbsToAncestors)
 {
     ASSERT_EQ(assetsdesc_init(), 0);
-    for (AssetGroup group : {AssetGroup{1, 0, "top"}, AssetGroup{2, 1, "middle"}, AssetGroup{0, 2, "low"},
-                             AssetGroup{8, 9, "circle"}, AssetGroup{9, 8, "circle"}})
+    for (AssetGroup group : {AssetGroup{1, 0, "top"}, AssetGroup{2, 1, "middle"}, AssetGroup{0, 2, "low"}, AssetGroup{8, 9, "circle"},
+                             AssetGroup{9, 8, "circle"}})
         EXPECT_EQ(assetsdesc_add_group(group), nullptr);
     EXPECT_EQ(assetsdesc_add_group({1024, 0, "last"}), nullptr);
     EXPECT_STREQ(assetsdesc_add_group({1025, 0, "beyond"}), "INV_ID\n");
@@ -196,13 +195,12 @@ TEST(AppLevel, KeepsAnEntryForEveryToken)
     PrivateFiles files;
     applevel_load();
     EXPECT_EQ(applevel_list, nullptr);
-    files.write("/conf/obscfg.conf",
-                "other id=1 color=no\n"
-                "  applevel id=3 color=red extr=x\r\n"
-                "applevels id=65534 color=lightgreen  extr=" +
-                    std::string(40, 'e') +
-                    "\n"
-                    "\tapplevel id=7\napplevel id=65535\napplevel id=-1\napplevel color=blue\n");
+    files.write("/conf/obscfg.conf", "other id=1 color=no\n"
+                                     "  applevel id=3 color=red extr=x\r\n"
+                                     "applevels id=65534 color=lightgreen  extr=" +
+                                         std::string(40, 'e') +
+                                         "\n"
+                                         "\tapplevel id=7\napplevel id=65535\napplevel id=-1\napplevel color=blue\n");
     applevel_load();
     std::string list;
     for (const AppLevel* entry = applevel_list; entry != nullptr; entry = entry->next)

@@ -45,8 +45,7 @@ TEST_F(Places, ExportRowsBeginWithALineFeed)
     export_record_text(file, cells, std::string(100, 'x').c_str());
     EXPECT_EQ(cells, 5U);
     EXPECT_TRUE(close_export(file));
-    EXPECT_EQ(files.read("/usr/obslog/"s + name),
-              "\n\xE4\xB8\xAD,b,c\n18446744073709551615,\xD6\xD0,\xD6\xD0,x,a," + std::string(64, 'x'));
+    EXPECT_EQ(files.read("/usr/obslog/"s + name), "\n\xE4\xB8\xAD,b,c\n18446744073709551615,\xD6\xD0,\xD6\xD0,x,a," + std::string(64, 'x'));
 }
 
 TEST_F(Places, ExportIsNamedAfterTheLocalSecondAndTruncatesItsTwin)
@@ -115,8 +114,7 @@ TEST_F(Places, AlertsGoToTheFileOfTheUtcDayNamedAfterTheLocalDate)
     write_alert_at(before_midnight, "one");
     setenv("RAMLOG", root.c_str(), 1);
     write_alert_at(before_midnight + 2, "two");
-    EXPECT_EQ(files.read("/usr/keslog/alert_2026.01.01.log"),
-              "2026.01.01/23:59:59 one\n2026.01.02/00:00:01 two\n");
+    EXPECT_EQ(files.read("/usr/keslog/alert_2026.01.01.log"), "2026.01.01/23:59:59 one\n2026.01.02/00:00:01 two\n");
     write_alert_at(next_utc_day, "three");
     EXPECT_EQ(files.read("/alert_2026.01.02.log"), "2026.01.02/08:00:00 three\n");
     setenv("RAMLOG", std::string(5000, 'x').c_str(), 1);

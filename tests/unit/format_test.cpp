@@ -37,8 +37,8 @@ TEST(Format, RangesAreWholeOnePrefixOneAddressOrTwoEnds)
                  "128.0.0.0-255.255.255.255 => 128.0.0.0/1 | 192.168.1.2-192.168.1.3 => 192.168.1.2/31 | "
                  "10.0.0.1-10.0.0.1 => 10.0.0.1 | 0.0.0.0-0.0.0.0 => 0.0.0.0",
                  range_result);
-    for (const char* same : {"192.168.1.1-192.168.1.2", "10.0.0.0-10.0.0.254", "10.0.0.128-10.0.1.127",
-                             "10.0.0.5-10.0.0.4", "0.0.0.0-255.255.255.254", "255.255.255.255-0.0.0.0"})
+    for (const char* same : {"192.168.1.1-192.168.1.2", "10.0.0.0-10.0.0.254", "10.0.0.128-10.0.1.127", "10.0.0.5-10.0.0.4",
+                             "0.0.0.0-255.255.255.254", "255.255.255.255-0.0.0.0"})
         EXPECT_EQ(range_result(same), same);
 }
 
@@ -71,8 +71,7 @@ TEST(Format, TimesAreLocalWithTheFullYear)
 TEST(Format, TimesFollowTheRulesOfTheZone)
 {
     std::mt19937 random(3);
-    for (const char* rule :
-         {"EST5EDT,M3.2.0,M11.1.0", "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "XYZ0:44:30", "UTC0"}) {
+    for (const char* rule : {"EST5EDT,M3.2.0,M11.1.0", "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "XYZ0:44:30", "UTC0"}) {
         use_zone(rule);
         auto expect_same = [&](uint32_t seconds) {
             char expected[40];
@@ -94,12 +93,11 @@ TEST(Format, SizesAndCountsCarryTheirUnitAndABlank)
         uint64_t value = parse_size(number.c_str());
         return printed_as(ByteSize{value}) + "; " + printed_as(Count{value});
     };
-    expect_cases(
-        "0 => 0 ; 0  | 999 => 999 ; 999  | 1000 => 1000 ; 1.00K  | 1023 => 1023 ; 1.02K  | "
-        "1024 => 1.00K ; 1.02K  | 999999 => 976.56K ; 1000.00K  | 1000000 => 976.56K ; 1.00M  | "
-        "1048575 => 1024.00K ; 1.05M  | 1048576 => 1.00M ; 1.05M  | 1073741823 => 1024.00M ; 1073.74M  | "
-        "1073741824 => 1.00G ; 1073.74M  | 18446744073709551615 => 17179869184.00G ; 18446744073709.55M ",
-        both);
+    expect_cases("0 => 0 ; 0  | 999 => 999 ; 999  | 1000 => 1000 ; 1.00K  | 1023 => 1023 ; 1.02K  | "
+                 "1024 => 1.00K ; 1.02K  | 999999 => 976.56K ; 1000.00K  | 1000000 => 976.56K ; 1.00M  | "
+                 "1048575 => 1024.00K ; 1.05M  | 1048576 => 1.00M ; 1.05M  | 1073741823 => 1024.00M ; 1073.74M  | "
+                 "1073741824 => 1.00G ; 1073.74M  | 18446744073709551615 => 17179869184.00G ; 18446744073709.55M ",
+                 both);
 }
 
 // The C library is asked: halves of a hundredth are not exact in binary, most of them.
@@ -130,8 +128,8 @@ TEST(Format, RowsTakeNumbersTextsAndForms)
     FixedText<4> full;
     full.assign("abcd");
     EXPECT_EQ(captured_output([&] {
-                  print(FORMAT(R"({{"n":[{},{},{},{}],"t":"{}{}{}"}})"), port, uint8_t{200}, INT64_MIN,
-                        UINT64_MAX, full, std::string_view{"e"}, text_of(nullptr));
+                  print(FORMAT(R"({{"n":[{},{},{},{}],"t":"{}{}{}"}})"), port, uint8_t{200}, INT64_MIN, UINT64_MAX, full,
+                        std::string_view{"e"}, text_of(nullptr));
               }),
               R"({"n":[443,200,-9223372036854775808,18446744073709551615],"t":"abcde"})");
     // Longer than the buffer, and filling it up to the last byte.
@@ -151,19 +149,17 @@ TEST(Format, KeyValueLines)
     network = 0x01020304;
     std::string lines;
     for (const std::string& piece :
-         {printed_as(key_value("count", -7)), printed_as(key_value("id ", INT32_MIN)),
-          printed_as(key_value(" src=", Ipv4{0x0A000001})), printed_as(key_value(" dst ", Ipv4{network})),
-          printed_as(key_value("ip", Ipv4{network})), printed_as(key_value("ip6", Ipv6{ipv6})),
-          printed_as(key_value("range", Ipv4Range{0, 0xFFFFFFFF})),
-          printed_as(key_value("net", Ipv4Range{0x0A000000, 0x0A0000FF})),
-          printed_as(key_value("mac", MacAddress{mac})), printed_as(key_value("at", LocalTime{new_year})),
-          printed_as(key_value("day", LocalDate{new_year})), printed_as(key_value("bytes", ByteSize{2048})),
-          printed_as(key_value("flows", Count{2048})), printed_as(key_value("", std::string_view{"x"}))})
+         {printed_as(key_value("count", -7)), printed_as(key_value("id ", INT32_MIN)), printed_as(key_value(" src=", Ipv4{0x0A000001})),
+          printed_as(key_value(" dst ", Ipv4{network})), printed_as(key_value("ip", Ipv4{network})),
+          printed_as(key_value("ip6", Ipv6{ipv6})), printed_as(key_value("range", Ipv4Range{0, 0xFFFFFFFF})),
+          printed_as(key_value("net", Ipv4Range{0x0A000000, 0x0A0000FF})), printed_as(key_value("mac", MacAddress{mac})),
+          printed_as(key_value("at", LocalTime{new_year})), printed_as(key_value("day", LocalDate{new_year})),
+          printed_as(key_value("bytes", ByteSize{2048})), printed_as(key_value("flows", Count{2048})),
+          printed_as(key_value("", std::string_view{"x"}))})
         lines += piece;
-    EXPECT_EQ(lines,
-              "count=-7\nid -2147483648\n src==10.0.0.1 dst 1.2.3.4ip=1.2.3.4\nip6=2001:db8::1\nrange=any\n"
-              "net=10.0.0.0/24\nmac=00-1a-b2-3c-4d-ff\nat=2026-01-01/07:59:59\nday=2026-01-01\n"
-              "bytes=2.00K \nflows=2.05K \n=x\n");
+    EXPECT_EQ(lines, "count=-7\nid -2147483648\n src==10.0.0.1 dst 1.2.3.4ip=1.2.3.4\nip6=2001:db8::1\nrange=any\n"
+                     "net=10.0.0.0/24\nmac=00-1a-b2-3c-4d-ff\nat=2026-01-01/07:59:59\nday=2026-01-01\n"
+                     "bytes=2.00K \nflows=2.05K \n=x\n");
 }
 
 TEST(Format, JsonMembers)
@@ -172,20 +168,17 @@ TEST(Format, JsonMembers)
     be32 network;
     network = 0x01020304;
     auto write = [&](Output* out) {
-        append(out, FORMAT("{}{}{}"), member("id", -1), member(",n", 4294967295U),
-               member(",bytes", ~uint64_t{}));
+        append(out, FORMAT("{}{}{}"), member("id", -1), member(",n", 4294967295U), member(",bytes", ~uint64_t{}));
         append(out, FORMAT("{}{}"), member(",name", "a\"%s"), member(",none", nullptr));
         append(out, FORMAT("{}{}"), member(",ip", Ipv4{0x0A000001}), member(",dst", Ipv4{network}));
         append(out, FORMAT("{}"), member(",ip6", Ipv6{ipv6}));
-        append(out, FORMAT("{}{}"), member(",all", Ipv4Range{0, 0xFFFFFFFF}),
-               member(",range", Ipv4Range{1, 5}));
+        append(out, FORMAT("{}{}"), member(",all", Ipv4Range{0, 0xFFFFFFFF}), member(",range", Ipv4Range{1, 5}));
         append(out, FORMAT("{}"), member(",mac", MacAddress{mac}));
         append(out, FORMAT("{}{}"), member(",at", LocalTime{new_year}), member(",day", LocalDate{new_year}));
     };
-    const std::string expected =
-        R"("id":-1,"n":4294967295,"bytes":18446744073709551615,"name":"a"%s","none":"","ip":"10.0.0.1",)"
-        R"("dst":"1.2.3.4","ip6":"2001:db8::1","all":"any","range":"0.0.0.1-0.0.0.5",)"
-        R"("mac":"00-1a-b2-3c-4d-ff","at":"2026-01-01/07:59:59","day":"2026-01-01")";
+    const std::string expected = R"("id":-1,"n":4294967295,"bytes":18446744073709551615,"name":"a"%s","none":"","ip":"10.0.0.1",)"
+                                 R"("dst":"1.2.3.4","ip6":"2001:db8::1","all":"any","range":"0.0.0.1-0.0.0.5",)"
+                                 R"("mac":"00-1a-b2-3c-4d-ff","at":"2026-01-01/07:59:59","day":"2026-01-01")";
     EXPECT_EQ(captured_output([&] { write(nullptr); }), expected);
 
     char whole[400], cut[20];

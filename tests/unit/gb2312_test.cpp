@@ -24,8 +24,7 @@ using Conversion = bool(char*, int, const char*, int);
 std::string converted(Conversion convert, const std::string& text, int size = 4096)
 {
     auto buffer = std::make_unique<char[]>(static_cast<size_t>(size)); // exact, for the sanitizer
-    captured_output(
-        [&] { EXPECT_TRUE(convert(buffer.get(), size, text.data(), static_cast<int>(text.size()))); });
+    captured_output([&] { EXPECT_TRUE(convert(buffer.get(), size, text.data(), static_cast<int>(text.size()))); });
     std::string out(buffer.get(), static_cast<size_t>(size));
     out.resize(out.find_last_not_of('\0') + 1);
     return out;
@@ -38,8 +37,7 @@ TEST(Gb2312, EveryPairIsTheConvertersCharacter)
         for (int second = 0xA1; second <= 0xFF; second++) {
             std::string pair{static_cast<char>(first), static_cast<char>(second)};
             std::string expected = through_iconv("UTF-8", "EUC-CN", pair);
-            ASSERT_EQ(converted(gb2312_to_utf8, pair + "z", 8), expected.empty() ? "" : expected + "z")
-                << std::hex << first << second;
+            ASSERT_EQ(converted(gb2312_to_utf8, pair + "z", 8), expected.empty() ? "" : expected + "z") << std::hex << first << second;
             mapped += !expected.empty();
         }
     }
@@ -64,8 +62,7 @@ TEST(Gb2312, BytesThatStandForThemselvesAndBytesThatEndTheText)
 {
     for (int byte = 0; byte < 256; byte++) {
         std::string itself = byte == 128 ? "\xC2\x80" : std::string(1, static_cast<char>(byte));
-        EXPECT_EQ(converted(gb2312_to_utf8, {static_cast<char>(byte)}),
-                  byte >= 32 && byte <= 128 ? itself : "");
+        EXPECT_EQ(converted(gb2312_to_utf8, {static_cast<char>(byte)}), byte >= 32 && byte <= 128 ? itself : "");
     }
     EXPECT_EQ(converted(gb2312_to_utf8, "ab\tcd"), "ab");
     EXPECT_EQ(converted(gb2312_to_utf8, "ab\xD6"), "ab"); // half a pair
@@ -116,8 +113,7 @@ TEST(Gb2312, TheEncoderTracesAndSkipsWhatItCannotWrite)
 
 TEST(Gb2312, GarbageNeverLeavesItsBuffers)
 {
-    Garbage garbage(4, {"\xD6\xD0\xCE\xC4", "abc", "\xE4\xB8\xAD\xE6\x96\x87", "\xFD\x80\x80\x80\x80\x80"},
-                    "\x80\xA1\xD6\xE4\xF7\xFC");
+    Garbage garbage(4, {"\xD6\xD0\xCE\xC4", "abc", "\xE4\xB8\xAD\xE6\x96\x87", "\xFD\x80\x80\x80\x80\x80"}, "\x80\xA1\xD6\xE4\xF7\xFC");
     captured_output([&] {
         for (int i = 0; i < garbage_inputs; i++) {
             auto text = garbage.next_copy();

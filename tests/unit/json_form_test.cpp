@@ -45,10 +45,8 @@ TEST(JsonForm, TextsBecomeUtf8)
 
 TEST(JsonForm, OneObjectAndNothingElse)
 {
-    for (const char* object :
-         {"{}", " {\"a\" : [1, -0.5e+10, true, null, \"\\u00e9\\\"\\ud83d\\ude00\", {}]}\n",
-          R"({"":0,"a":{"":0}})", R"({"a":0,"A":0,"a ":0,"\u0061b":0})",
-          R"({"n":123456789012345678901234567890})"})
+    for (const char* object : {"{}", " {\"a\" : [1, -0.5e+10, true, null, \"\\u00e9\\\"\\ud83d\\ude00\", {}]}\n", R"({"":0,"a":{"":0}})",
+                               R"({"a":0,"A":0,"a ":0,"\u0061b":0})", R"({"n":123456789012345678901234567890})"})
         EXPECT_TRUE(is_json_object(object)) << object;
     for (const char* other : {"",
                               "[]",
@@ -86,9 +84,7 @@ TEST(JsonForm, OneObjectAndNothingElse)
                               "{\"\xc3\xa9\":1,\"\\u00e9\":2}",
                               R"({"😀":1,"\ud83d\ude00":2})"})
         EXPECT_FALSE(is_json_object(other)) << other;
-    auto nested = [](size_t levels) {
-        return R"({"a":)" + std::string(levels - 1, '[') + std::string(levels - 1, ']') + "}";
-    };
+    auto nested = [](size_t levels) { return R"({"a":)" + std::string(levels - 1, '[') + std::string(levels - 1, ']') + "}"; };
     EXPECT_TRUE(is_json_object(nested(100)));
     EXPECT_FALSE(is_json_object(nested(101)));
 }

@@ -16,9 +16,8 @@ const std::string sample = VIGIL_SOURCE_DIR "/tests/data/sample.pcap";
 std::string conversation(const World& world, const Session& s)
 {
     return std::string{s.protocol == 6 ? "tcp" : "udp"} + ' ' + address_text(world.address(s.client)) + ' ' +
-           std::to_string(s.client_port) + ' ' + address_text(world.address(s.server)) + ' ' +
-           std::to_string(s.server_port) + ' ' + std::to_string(s.up_packets) + ' ' +
-           std::to_string(s.up_bytes) + ' ' + std::to_string(s.down_packets) + ' ' +
+           std::to_string(s.client_port) + ' ' + address_text(world.address(s.server)) + ' ' + std::to_string(s.server_port) + ' ' +
+           std::to_string(s.up_packets) + ' ' + std::to_string(s.up_bytes) + ' ' + std::to_string(s.down_packets) + ' ' +
            std::to_string(s.down_bytes);
 }
 
@@ -48,32 +47,19 @@ const Session& session_from(const World& world, uint16_t client_port)
 
 // As "tshark -q -z conv,tcp -z conv,udp" lists the file's conversations, in order of their first packets.
 constexpr const char* conversations[] = {
-    "udp 10.20.0.5 54024 10.20.0.53 53 1 75 1 109",
-    "tcp 10.20.0.5 58862 203.0.113.10 80 7 549 5 542",
-    "udp 10.20.0.5 39400 10.20.0.53 53 2 150 2 230",
-    "tcp fd00:20::5 53000 2001:db8:20::10 80 8 784 8 24899",
-    "udp 10.20.0.5 44783 10.20.0.53 53 1 77 1 93",
-    "tcp 10.20.0.5 55876 198.51.100.20 80 6 497 6 924",
-    "udp 10.20.0.5 37799 10.20.0.53 53 1 76 1 92",
-    "tcp 10.20.0.5 51118 203.0.113.10 443 11 1457 9 7127",
-    "tcp 10.20.0.5 51122 203.0.113.10 443 7 806 7 1355",
-    "tcp fd00:20::5 46108 2001:db8:20::10 443 8 1122 8 2000",
-    "udp 10.20.0.5 39371 10.20.0.53 53 2 154 2 170",
-    "tcp 10.20.0.5 50882 198.51.100.20 22 7 1575 5 355",
-    "udp 10.20.0.5 39018 10.20.0.53 53 2 154 2 170",
-    "tcp 10.20.0.5 50890 198.51.100.20 22 7 1599 5 355",
-    "udp 10.20.0.5 38103 10.20.0.53 53 2 154 2 170",
-    "tcp 10.20.0.5 50902 198.51.100.20 22 4 272 2 157",
-    "udp 10.20.0.5 58927 10.20.0.53 53 2 154 2 170",
-    "tcp 10.20.0.5 50906 198.51.100.20 22 4 260 2 157",
-    "udp 10.20.0.5 58970 10.20.0.53 53 2 154 2 170",
-    "tcp 10.20.0.5 50914 198.51.100.20 22 4 260 2 157",
-    "udp 10.20.0.5 33455 10.20.0.53 53 1 75 1 109",
-    "tcp 10.20.0.5 50978 203.0.113.10 81 1 74 1 54",
-    "udp 10.20.0.5 58328 10.20.0.53 53 2 158 2 158",
-    "tcp 10.20.0.5 40306 198.51.100.20 80 8 611 7 24673",
-    "udp 10.20.0.5 43867 10.20.0.53 514 1 158 0 0",
-    "udp 10.20.0.5 137 10.20.0.53 137 1 92 0 0",
+    "udp 10.20.0.5 54024 10.20.0.53 53 1 75 1 109",      "tcp 10.20.0.5 58862 203.0.113.10 80 7 549 5 542",
+    "udp 10.20.0.5 39400 10.20.0.53 53 2 150 2 230",     "tcp fd00:20::5 53000 2001:db8:20::10 80 8 784 8 24899",
+    "udp 10.20.0.5 44783 10.20.0.53 53 1 77 1 93",       "tcp 10.20.0.5 55876 198.51.100.20 80 6 497 6 924",
+    "udp 10.20.0.5 37799 10.20.0.53 53 1 76 1 92",       "tcp 10.20.0.5 51118 203.0.113.10 443 11 1457 9 7127",
+    "tcp 10.20.0.5 51122 203.0.113.10 443 7 806 7 1355", "tcp fd00:20::5 46108 2001:db8:20::10 443 8 1122 8 2000",
+    "udp 10.20.0.5 39371 10.20.0.53 53 2 154 2 170",     "tcp 10.20.0.5 50882 198.51.100.20 22 7 1575 5 355",
+    "udp 10.20.0.5 39018 10.20.0.53 53 2 154 2 170",     "tcp 10.20.0.5 50890 198.51.100.20 22 7 1599 5 355",
+    "udp 10.20.0.5 38103 10.20.0.53 53 2 154 2 170",     "tcp 10.20.0.5 50902 198.51.100.20 22 4 272 2 157",
+    "udp 10.20.0.5 58927 10.20.0.53 53 2 154 2 170",     "tcp 10.20.0.5 50906 198.51.100.20 22 4 260 2 157",
+    "udp 10.20.0.5 58970 10.20.0.53 53 2 154 2 170",     "tcp 10.20.0.5 50914 198.51.100.20 22 4 260 2 157",
+    "udp 10.20.0.5 33455 10.20.0.53 53 1 75 1 109",      "tcp 10.20.0.5 50978 203.0.113.10 81 1 74 1 54",
+    "udp 10.20.0.5 58328 10.20.0.53 53 2 158 2 158",     "tcp 10.20.0.5 40306 198.51.100.20 80 8 611 7 24673",
+    "udp 10.20.0.5 43867 10.20.0.53 514 1 158 0 0",      "udp 10.20.0.5 137 10.20.0.53 137 1 92 0 0",
     "udp 10.20.0.5 38848 198.51.100.20 9999 1 1082 0 0",
 };
 
@@ -99,17 +85,13 @@ TEST(LabCapture, SessionsCarryWhatTheProgramsSaid)
         ResetBy reset;
         const char *host, *request, *banner, *agent;
     } expected[] = {
-        {58862, 200, Handshake::complete, ResetBy::nobody, "www.lab.example", "GET", "SimpleHTTP/0.6",
-         "curl/7.88.1"},
-        {55876, 404, Handshake::complete, ResetBy::nobody, "files.lab.example", "GET", "SimpleHTTP/0.6",
-         "curl/7.88.1"},
+        {58862, 200, Handshake::complete, ResetBy::nobody, "www.lab.example", "GET", "SimpleHTTP/0.6", "curl/7.88.1"},
+        {55876, 404, Handshake::complete, ResetBy::nobody, "files.lab.example", "GET", "SimpleHTTP/0.6", "curl/7.88.1"},
         {51118, 0, Handshake::complete, ResetBy::nobody, "shop.lab.example", "TLS1.3", "", ""},
         {51122, 0, Handshake::complete, ResetBy::nobody, "old.lab.example", "TLS1.2", "", ""},
-        {50882, 0, Handshake::complete, ResetBy::nobody, "files.lab.example", "", "SSH-2.0-lab_1.0",
-         "SSH-2.0-OpenSSH-keyscan"},
+        {50882, 0, Handshake::complete, ResetBy::nobody, "files.lab.example", "", "SSH-2.0-lab_1.0", "SSH-2.0-OpenSSH-keyscan"},
         {50978, 0, Handshake::syn, ResetBy::server, "www.lab.example", "", "", ""}, // named by the answer
-        {40306, 200, Handshake::complete, ResetBy::client, "files.lab.example", "GET", "SimpleHTTP/0.6",
-         "impatient"},
+        {40306, 200, Handshake::complete, ResetBy::client, "files.lab.example", "GET", "SimpleHTTP/0.6", "impatient"},
         {58328, 0, Handshake::none, ResetBy::nobody, "nowhere.lab.example", "A", "", ""},
     };
     for (auto& e : expected) {
@@ -154,10 +136,7 @@ struct Blocks {
         std::string length = number(body.size() + 12, 4);
         bytes += number(type, 4) + length + body + length;
     }
-    void section()
-    {
-        add(0x0a0d0d0a, number(0x1a2b3c4d, 4) + number(1, 2) + number(0, 2) + number(~0ULL, 8));
-    }
+    void section() { add(0x0a0d0d0a, number(0x1a2b3c4d, 4) + number(1, 2) + number(0, 2) + number(~0ULL, 8)); }
     void interface(uint16_t link, uint32_t snapshot, const std::string& options)
     {
         add(1, number(link, 2) + number(0, 2) + number(snapshot, 4) + options);
@@ -170,8 +149,8 @@ struct Blocks {
     }
     void packet(uint32_t interface, uint64_t clock, const std::string& kept, uint32_t length)
     {
-        add(6, number(interface, 4) + number(clock >> 32, 4) + number(clock & UINT32_MAX, 4) +
-                   number(kept.size(), 4) + number(length, 4) + kept);
+        add(6, number(interface, 4) + number(clock >> 32, 4) + number(clock & UINT32_MAX, 4) + number(kept.size(), 4) + number(length, 4) +
+                   kept);
     }
 };
 
@@ -199,11 +178,10 @@ std::string blocks_of_two_sections()
     little.add(0x4000badd, "passed over");
     little.add(3, little.number(31, 4) + datagram(1003)); // without a time: that of the packet before
     big.section();
-    big.interface(101, 65535,
-                  big.option(9, "\x8a") + big.option(14, big.number(1600000000, 8)) + big.option(0, ""));
+    big.interface(101, 65535, big.option(9, "\x8a") + big.option(14, big.number(1600000000, 8)) + big.option(0, ""));
     big.packet(0, 1024ULL * 100'000'004, datagram(1004), 31); // 1024 a second, from an offset
-    big.add(2, big.number(0, 2) + big.number(7, 2) + big.number(0, 4) + big.number(1024 * 5, 4) +
-                   big.number(31, 4) + big.number(31, 4) + datagram(1005)); // the old kind
+    big.add(2, big.number(0, 2) + big.number(7, 2) + big.number(0, 4) + big.number(1024 * 5, 4) + big.number(31, 4) + big.number(31, 4) +
+                   datagram(1005)); // the old kind
     return little.bytes + big.bytes;
 }
 
@@ -218,11 +196,8 @@ TEST(LabPcapng, InterfacesHaveLinksLengthsAndClocksOfTheirOwn)
     std::vector<std::pair<uint16_t, uint32_t>> found;
     for (const Session& session : world.sessions)
         found.emplace_back(session.client_port, session.birth);
-    EXPECT_EQ(found, (std::vector<std::pair<uint16_t, uint32_t>>{{1005, 1600000005},
-                                                                 {1001, 1700000001},
-                                                                 {1002, 1700000002},
-                                                                 {1003, 1700000003},
-                                                                 {1004, 1700000004}}));
+    EXPECT_EQ(found, (std::vector<std::pair<uint16_t, uint32_t>>{
+                         {1005, 1600000005}, {1001, 1700000001}, {1002, 1700000002}, {1003, 1700000003}, {1004, 1700000004}}));
     EXPECT_EQ(session_from(world, 1002).up_bytes, 45u);
 }
 
@@ -314,11 +289,7 @@ TEST(LabFlows, ASynWithAnotherNumberBeginsASession)
         {"repeated SYN", {{true, S, 100, 0, 0}, {true, S, 100, 0, 0}}, {2, 0}},
         {"new SYN", {{true, S, 100, 0, 0}, {true, S, 200, 0, 0}}, {1, 0, 1, 0}},
         {"port used again",
-         {{true, S, 9, 0, 0},
-          {false, S | A, 7, 10, 0},
-          {true, F | A, 10, 8, 0},
-          {true, S, 900, 0, 0},
-          {false, R | A, 0, 901, 0}},
+         {{true, S, 9, 0, 0}, {false, S | A, 7, 10, 0}, {true, F | A, 10, 8, 0}, {true, S, 900, 0, 0}, {false, R | A, 0, 901, 0}},
          {2, 1, 1, 1}},
         {"SYN after its acknowledgement", {{false, A, 70, 101, 0}, {true, S, 100, 0, 0}}, {1, 1}},
         {"SYN that was not acknowledged", {{false, A, 70, 55, 0}, {true, S, 100, 0, 0}}, {0, 1, 1, 0}},
@@ -372,11 +343,9 @@ TEST(LabFlows, OnlyBytesSeenBeforeAreRetransmissions)
         std::vector<Segment> segments;
     } cases[] = {
         {"in order, then again", {{100, 50, false}, {150, 50, false}, {100, 50, true}, {120, 10, true}}},
-        {"a gap that is filled late",
-         {{100, 50, false}, {200, 50, false}, {150, 50, false}, {150, 50, true}}},
+        {"a gap that is filled late", {{100, 50, false}, {200, 50, false}, {150, 50, false}, {150, 50, true}}},
         {"half of it new", {{100, 50, false}, {125, 50, false}, {125, 50, true}}},
-        {"two gaps, one piece over both",
-         {{100, 10, false}, {120, 10, false}, {140, 10, false}, {105, 30, false}, {105, 30, true}}},
+        {"two gaps, one piece over both", {{100, 10, false}, {120, 10, false}, {140, 10, false}, {105, 30, false}, {105, 30, true}}},
         {"before the first seen", {{100, 50, false}, {50, 50, false}, {50, 50, true}}},
         {"across the end of the numbers", {{0xfffffff0, 32, false}, {0, 8, true}, {16, 8, false}}},
         {"a keep-alive repeats the last byte", {{100, 50, false}, {149, 1, false}, {120, 1, true}}},
@@ -420,21 +389,18 @@ TEST(LabCapture, DamagedPacketsAreCountedNeverFatal)
     Fragments fragments;
     size_t skipped = 0;
     constexpr size_t rounds = 100000;
-    constexpr int links[] = {DLT_EN10MB,     DLT_EN10MB, DLT_EN10MB, DLT_LINUX_SLL,
-                             DLT_LINUX_SLL2, DLT_RAW,    DLT_NULL};
+    constexpr int links[] = {DLT_EN10MB, DLT_EN10MB, DLT_EN10MB, DLT_LINUX_SLL, DLT_LINUX_SLL2, DLT_RAW, DLT_NULL};
     for (size_t i = 0; i < rounds; i++) {
         Frame frame = frames[random() % frames.size()];
         for (size_t hits = random() % 6; hits > 0; hits--)
-            frame.bytes[random() % std::min<size_t>(frame.bytes.size(), 120)] =
-                static_cast<uint8_t>(random());
+            frame.bytes[random() % std::min<size_t>(frame.bytes.size(), 120)] = static_cast<uint8_t>(random());
         if (random() % 4 == 0)
             frame.bytes.resize(random() % (frame.bytes.size() + 1));
         std::vector<uint8_t> exact(frame.bytes); // a heap block of just its size
         Packet packet;
         Fragment piece;
         packet.time = 1700000000000000 + i;
-        Decoded decoded =
-            decode_frame(links[random() % std::size(links)], exact, frame.length, packet, piece);
+        Decoded decoded = decode_frame(links[random() % std::size(links)], exact, frame.length, packet, piece);
         if (decoded == Decoded::fragment)
             decoded = fragments.add(piece, packet);
         if (decoded == Decoded::packet)
@@ -505,9 +471,8 @@ TEST(LabPacket, WhatWasNotCapturedIsKnownFromTheHeaders)
         return bytes;
     };
     // Next header 44, then the piece: more to come.
-    const std::string ipv6 = std::string("\x60\0\0\0\0\x13\x2c\x40", 8) + std::string(15, '\0') + '\1' +
-                             std::string(15, '\0') + '\2' + std::string("\x11\0\0\1\0\0\0\1", 8) +
-                             udp.substr(20);
+    const std::string ipv6 = std::string("\x60\0\0\0\0\x13\x2c\x40", 8) + std::string(15, '\0') + '\1' + std::string(15, '\0') + '\2' +
+                             std::string("\x11\0\0\1\0\0\0\1", 8) + udp.substr(20);
     const struct {
         const char* what;
         std::string frame;

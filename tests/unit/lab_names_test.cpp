@@ -131,9 +131,8 @@ TEST(LabNames, AHelloIsReadOnceAllOfItIsThere)
     EXPECT_EQ(read_tls_client_hello(bytes_of("GET / HTTP/1.1\r\n"), other), Found::no);
 
     // The same message in two records.
-    std::string message = hello.substr(5),
-                split = text("\x16\3\1\0\x0a") + message.substr(0, 10) + text("\x16\3\1\0") +
-                        static_cast<char>(message.size() - 10) + message.substr(10);
+    std::string message = hello.substr(5), split = text("\x16\3\1\0\x0a") + message.substr(0, 10) + text("\x16\3\1\0") +
+                                                   static_cast<char>(message.size() - 10) + message.substr(10);
     TlsHello halves;
     ASSERT_EQ(read_tls_client_hello(bytes_of(split), halves), Found::yes);
     EXPECT_EQ(halves.server_name, "old.lab.example");
@@ -153,8 +152,7 @@ TEST(LabNames, HttpAndSshHeads)
     EXPECT_EQ(request.host, "shop.example:8080");
     EXPECT_EQ(request.agent, "tool/1");
     HttpResponse response;
-    ASSERT_EQ(read_http_response(bytes_of("HTTP/1.0 404 Not Found\r\nServer: webd/2\r\n\r\n"), response),
-              Found::yes);
+    ASSERT_EQ(read_http_response(bytes_of("HTTP/1.0 404 Not Found\r\nServer: webd/2\r\n\r\n"), response), Found::yes);
     EXPECT_EQ(response.status, 404);
     EXPECT_EQ(response.server, "webd/2");
     std::string banner;
@@ -172,8 +170,8 @@ TEST(LabNames, HttpAndSshHeads)
 TEST(LabNames, GarbageIsReadWithoutHarm)
 {
     std::mt19937 random(5);
-    const std::string seeds[] = {dns_response, client_hello(), "GET / HTTP/1.1\r\nHost: a\r\n\r\n",
-                                 "HTTP/1.1 200 OK\r\nServer: b\r\n\r\n", "SSH-2.0-x\r\n"};
+    const std::string seeds[] = {dns_response, client_hello(), "GET / HTTP/1.1\r\nHost: a\r\n\r\n", "HTTP/1.1 200 OK\r\nServer: b\r\n\r\n",
+                                 "SSH-2.0-x\r\n"};
     for (int i = 0; i < 100000; i++) {
         std::string seed = seeds[random() % std::size(seeds)];
         for (size_t hits = random() % 5; hits > 0; hits--)

@@ -57,8 +57,7 @@ struct Client {
     }
 };
 
-void record(Recorder& recorder, const Asked& asked, const std::string& answer,
-            const std::function<void(RequestRecord&)>& change = nullptr)
+void record(Recorder& recorder, const Asked& asked, const std::string& answer, const std::function<void(RequestRecord&)>& change = nullptr)
 {
     Client client(asked, 1);
     recorder.asked(asked.daemon, client.record, client.segment);
@@ -82,9 +81,7 @@ std::string answer(Replay& replay, const Asked& asked)
         EXPECT_EQ(client.segment.back(), '\0');
         return client.segment.c_str();
     }
-    EXPECT_NE(said.find("lacks request " + std::to_string(asked.code) + " \"" + asked.module + '"'),
-              std::string::npos)
-        << said;
+    EXPECT_NE(said.find("lacks request " + std::to_string(asked.code) + " \"" + asked.module + '"'), std::string::npos) << said;
     return std::string(client.record.text.view());
 }
 
@@ -107,9 +104,8 @@ struct Recorded {
 TEST(LabRecording, AnswersTheSameRequestsInTheirOrder)
 {
     Recorded recorded;
-    const Asked first, second{.cursor = 5}, management{.daemon = daemon_kind::management},
-        dictionary{.dictionary = true}, get{.code = verb::get},
-        file{.text = "file=" + recorded.root.path + "/log/x"};
+    const Asked first, second{.cursor = 5}, management{.daemon = daemon_kind::management}, dictionary{.dictionary = true},
+        get{.code = verb::get}, file{.text = "file=" + recorded.root.path + "/log/x"};
     record(recorded.recorder, first, "one");
     record(recorded.recorder, second, "two");
     record(recorded.recorder, management, "four");
@@ -196,8 +192,7 @@ TEST(LabRecording, KeepsFilesForTheirOwnerAloneAndAsTheyWereLast)
     Client unanswered({}, 1);
     recorded.recorder.asked(daemon_kind::analysis, unanswered.record, unanswered.segment);
     for (const auto& entry : fs::recursive_directory_iterator(recorded.folder))
-        EXPECT_EQ(static_cast<int>(entry.status().permissions()), entry.is_directory() ? 0700 : 0600)
-            << entry;
+        EXPECT_EQ(static_cast<int>(entry.status().permissions()), entry.is_directory() ? 0700 : 0600) << entry;
     EXPECT_EQ(static_cast<int>(fs::status(recorded.folder).permissions()), 0700);
     EXPECT_EQ(read(recorded.folder + "/000001/before.bin"), "a=1 "); // no zeros behind
     EXPECT_FALSE(Recorder(recorded.folder).begin());                 // nothing is overwritten
@@ -224,8 +219,7 @@ TEST(LabRecording, KeepsFilesForTheirOwnerAloneAndAsTheyWereLast)
     record(recorded.recorder, {}, "three");
     record(recorded.recorder, {}, "four");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "vigil-lab: " + recorded.folder +
-                  "/000004.part: No such file or directory; nothing is recorded from now on\n");
+              "vigil-lab: " + recorded.folder + "/000004.part: No such file or directory; nothing is recorded from now on\n");
     EXPECT_TRUE(recorded.recorder.failed());
 }
 

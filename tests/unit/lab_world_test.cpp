@@ -24,9 +24,8 @@ std::string digest(const World& world)
     std::string out;
     for (const Session& s : world.sessions)
         for (uint64_t value :
-             {s.up_bytes, s.down_bytes, uint64_t{s.client}, uint64_t{s.server}, uint64_t{s.birth},
-              uint64_t{s.last}, uint64_t{s.server_delay}, uint64_t{s.host}, uint64_t{s.client_port},
-              uint64_t{s.application}, uint64_t{s.http_status}})
+             {s.up_bytes, s.down_bytes, uint64_t{s.client}, uint64_t{s.server}, uint64_t{s.birth}, uint64_t{s.last},
+              uint64_t{s.server_delay}, uint64_t{s.host}, uint64_t{s.client_port}, uint64_t{s.application}, uint64_t{s.http_status}})
             out += std::to_string(value) + ' ';
     for (const Endpoint& endpoint : world.endpoints)
         out += address_text(endpoint.address) + ' ' + std::string{world.text(endpoint.name)} + ' ';
@@ -67,8 +66,7 @@ TEST(LabWorld, AGeneratedWorldHasSomethingForEveryReport)
     EXPECT_GT(places.size(), 10u);
     EXPECT_TRUE(places.contains(""));                                 // inside
     EXPECT_TRUE(places.contains("\xb1\xa3\xc1\xf4\xb5\xd8\xd6\xb7")); // reserved
-    EXPECT_FALSE(world.syslog_events.empty() || world.ssh_events.empty() || world.tls_events.empty() ||
-                 world.netbios_events.empty());
+    EXPECT_FALSE(world.syslog_events.empty() || world.ssh_events.empty() || world.tls_events.empty() || world.netbios_events.empty());
     EXPECT_FALSE(malicious_of(world).empty() || world.event_log.empty() || signatures_of(world).empty());
     EXPECT_FALSE(white_flows_of(world).empty() || world.ip_tables[0].members.empty());
 }
@@ -105,8 +103,7 @@ TEST(LabViews, TotalsOfDifferentReportsAgree)
     // Four days hold the three of the traffic; half of the last bucket may lie ahead of now.
     Chart chart = chart_of(world, {.hours = 96, .end = now + 3600});
     ASSERT_LE(chart.times.size(), 288u);
-    for (auto [tag, total] :
-         {std::pair{"bytes", bytes}, {"packets", packets}, {"resets", resets}, {"flows", uint64_t{5000}}}) {
+    for (auto [tag, total] : {std::pair{"bytes", bytes}, {"packets", packets}, {"resets", resets}, {"flows", uint64_t{5000}}}) {
         uint64_t sum = 0;
         for (const TimeSeries& series : chart.series)
             if (series.tag == tag)

@@ -68,8 +68,7 @@ TEST(Oui, ReadsRecords)
         EXPECT_EQ(vendor_of(c.prefix[0], c.prefix[1], c.prefix[2]), c.vendor) << c.line;
     EXPECT_EQ(vendor_of(0, 1, 8), "-");
     EXPECT_EQ(oui_entries().size(), 7u);
-    EXPECT_EQ(load(files, enciphered(signature + "00:1A:2B later\n02:00:01 new\n" + std::string(1, '\0') +
-                                     "02:00:02 behind the end\n")),
+    EXPECT_EQ(load(files, enciphered(signature + "00:1A:2B later\n02:00:01 new\n" + std::string(1, '\0') + "02:00:02 behind the end\n")),
               "");
     EXPECT_EQ(vendor_of(0, 0x1a, 0x2b), "Vendor name") << "loading again keeps what is known";
     EXPECT_EQ(vendor_of(2, 0, 1), "new");
@@ -138,9 +137,8 @@ TEST(Oui, AFullPoolDropsWhatFollows)
 TEST(Oui, GarbageStaysWithinItsFields)
 {
     PrivateFiles files;
-    Garbage garbage(
-        5, {"00:1A:2B Vendor name\r\n", "4:05x:z1:99 lax\n", "00:01:02/28 long\n", ":\xff-:gg  blanks \r"},
-        "09afZ:  /\r\n\xff\t-v");
+    Garbage garbage(5, {"00:1A:2B Vendor name\r\n", "4:05x:z1:99 lax\n", "00:01:02/28 long\n", ":\xff-:gg  blanks \r"},
+                    "09afZ:  /\r\n\xff\t-v");
     for (int file = 0; file < 20; file++) {
         std::string text = signature;
         for (int line = 0; line < 5000; line++)

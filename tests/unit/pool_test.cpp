@@ -41,8 +41,7 @@ template <class Tested, class MakeKey> void fold_against_a_map(uint32_t keys, Ma
 TEST(Pool, HoldsEveryKeyOnceInTheOrderOfArrival)
 {
     for (uint32_t keys : {1U, 8U, 9U, 1024U, 1025U, 20000U}) {
-        fold_against_a_map<Pool<Ipv4Key, Count, 4096, 1024>>(keys,
-                                                             [](uint32_t n) { return n << 12 | n >> 20; });
+        fold_against_a_map<Pool<Ipv4Key, Count, 4096, 1024>>(keys, [](uint32_t n) { return n << 12 | n >> 20; });
         fold_against_a_map<Pool<ApplicationKey, Count, 16, 8>>(keys, [](uint32_t n) { return n; });
         fold_against_a_map<Pool<AddressKey, Count, 4096, 256>>(keys, [](uint32_t n) {
             AddressKey::Value value{};
@@ -50,9 +49,8 @@ TEST(Pool, HoldsEveryKeyOnceInTheOrderOfArrival)
             return value;
         });
         std::string text;
-        fold_against_a_map<Pool<TextKey<42>, Count, 2048, 1024>>(keys, [&](uint32_t n) -> std::string_view {
-            return text = "the.same.sixteen." + std::to_string(n);
-        });
+        fold_against_a_map<Pool<TextKey<42>, Count, 2048, 1024>>(
+            keys, [&](uint32_t n) -> std::string_view { return text = "the.same.sixteen." + std::to_string(n); });
     }
 }
 
@@ -62,9 +60,8 @@ TEST(Pool, TextsAreComparedWholeAndCut)
     Pool<Key, Count, 32, 1024> pool;
     const std::string long_text(60, 'x');
     for (std::string_view text :
-         {std::string_view("0123456789abcdef-1"), std::string_view("0123456789abcdef-2"),
-          std::string_view("0123456789abcdef-"), std::string_view("0123456789abcdef-1"),
-          std::string_view(long_text), std::string_view(long_text).substr(1)})
+         {std::string_view("0123456789abcdef-1"), std::string_view("0123456789abcdef-2"), std::string_view("0123456789abcdef-"),
+          std::string_view("0123456789abcdef-1"), std::string_view(long_text), std::string_view(long_text).substr(1)})
         pool.at(Key::cut(text))->flows++;
     ASSERT_EQ(pool.size(), 4U);
     EXPECT_EQ(pool[0].counters.flows, 2U);
@@ -102,8 +99,7 @@ TEST(Pool, PagesFollowTheOrder)
         pool.at(i)->flows = i % 5;
     auto page = [&](Paging paging, uint64_t (*key)(const Count&)) {
         std::vector<std::pair<uint32_t, int64_t>> out;
-        print_page(pool, paging, key,
-                   [&](const auto& entry, int64_t i) { out.emplace_back(entry.key.ip, i); });
+        print_page(pool, paging, key, [&](const auto& entry, int64_t i) { out.emplace_back(entry.key.ip, i); });
         return out;
     };
     using Page = std::vector<std::pair<uint32_t, int64_t>>;

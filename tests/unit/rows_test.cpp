@@ -29,12 +29,11 @@ TEST(Rows, EveryPageIsThePageOfAStableSort)
         all.push_back({static_cast<uint32_t>(random() % 50), static_cast<uint32_t>(random() % 3), i});
     for (bool refined : {false, true}) {
         std::vector<Row> sorted = all;
-        std::stable_sort(sorted.begin(), sorted.end(), [&](const Row& a, const Row& b) {
-            return a.key != b.key ? a.key > b.key : refined && a.refined < b.refined;
-        });
-        for (Paging paging : {Paging{1, 10}, Paging{3, 700}, Paging{20, 1000}, Paging{21, 1000},
-                              Paging{1, 30000}, Paging{INT32_MAX, INT32_MAX}, Paging{-1, 10}, Paging{0, 10},
-                              Paging{1, -5}, Paging{INT32_MIN, INT32_MAX}, Paging{1, 0}}) {
+        std::stable_sort(sorted.begin(), sorted.end(),
+                         [&](const Row& a, const Row& b) { return a.key != b.key ? a.key > b.key : refined && a.refined < b.refined; });
+        for (Paging paging :
+             {Paging{1, 10}, Paging{3, 700}, Paging{20, 1000}, Paging{21, 1000}, Paging{1, 30000}, Paging{INT32_MAX, INT32_MAX},
+              Paging{-1, 10}, Paging{0, 10}, Paging{1, -5}, Paging{INT32_MIN, INT32_MAX}, Paging{1, 0}}) {
             Rows<Row> rows({key_of, refined ? refine : nullptr});
             rows.want_until(paging.end());
             for (const Row& r : all)

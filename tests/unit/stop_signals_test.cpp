@@ -14,9 +14,8 @@ void on_signal(int signal)
 // What is held back comes at the end; what is ignored, as under nohup, neither comes nor counts.
 TEST(StopSignals, WaitWhileHeldUnlessIgnored)
 {
-    for (auto [signal, waits] :
-         {std::pair{SIGTERM, true}, std::pair{SIGINT, true}, std::pair{SIGHUP, true},
-          std::pair{SIGQUIT, true}, std::pair{SIGALRM, true}, std::pair{SIGTSTP, false}})
+    for (auto [signal, waits] : {std::pair{SIGTERM, true}, std::pair{SIGINT, true}, std::pair{SIGHUP, true}, std::pair{SIGQUIT, true},
+                                 std::pair{SIGALRM, true}, std::pair{SIGTSTP, false}})
         for (bool ignored : {false, true}) {
             ::signal(signal, ignored ? SIG_IGN : on_signal);
             came = 0;

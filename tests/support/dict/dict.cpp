@@ -16,8 +16,8 @@ struct Entry {
 };
 
 Entry entries[16] = {
-    {1, {}, "DNS", "names"}, {2, {}, "HTTP", "web"},    {3, {}, "TLS", "secure web"}, {4, {}, "SSH", "shell"},
-    {7, {}, "SMTP", "mail"}, {9, {}, "QUIC\"", "a\\b"}, // a name that needs care in JSON
+    {1, {}, "DNS", "names"}, {2, {}, "HTTP", "web"},  {3, {}, "TLS", "secure web"},
+    {4, {}, "SSH", "shell"}, {7, {}, "SMTP", "mail"}, {9, {}, "QUIC\"", "a\\b"}, // a name that needs care in JSON
 };
 int used = 6;
 

@@ -84,8 +84,8 @@ long syscall(long number, ...) noexcept
     va_start(arguments, number);
     long a = va_arg(arguments, long), b = va_arg(arguments, long), c = va_arg(arguments, long);
     va_end(arguments);
-    bool refuse = (number == SYS_shmget && fault("shmget")) || (number == SYS_shmat && fault("shmat")) ||
-                  (number == SYS_shmctl && fault("shmctl"));
+    bool refuse =
+        (number == SYS_shmget && fault("shmget")) || (number == SYS_shmat && fault("shmat")) || (number == SYS_shmctl && fault("shmctl"));
     if (refuse)
         errno = number == SYS_shmget ? ENOSPC : ENOMEM;
     long result = refuse ? -1 : real(number, a, b, c);
