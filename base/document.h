@@ -89,6 +89,12 @@ void print_fact(std::string_view name, uint32_t number, Format format, const Val
 
 enum class LineEnd { yes, no };
 
+// What this build is, in the form that has a place for it; false, with nothing printed, in the other.
+inline bool print_version()
+{
+    return form::version();
+}
+
 // A daemon's text, as it is.
 void print_answer(std::string_view text, LineEnd line_end = LineEnd::no);
 

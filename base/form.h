@@ -36,6 +36,8 @@ void end_words(char* row, char* end, size_t room, Words kind, bool line_end);
 // The name under which lines are listed; there is a list even if no line comes.
 void name_lines(std::string_view name);
 void answer(std::string_view text, bool line_end); // a line end is put behind it, where lines are printed
+// What this build is; false where "--version" is a word like any other.
+bool version();
 // One number that has a line of its own in the plain form.
 void fact(std::string_view name, uint32_t number, std::string_view plain);
 

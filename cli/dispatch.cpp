@@ -149,6 +149,8 @@ int dispatch(int argc, char** argv)
         return list_modules();
     if (argc > 2)
         return run_command(argc, argv);
+    if (strcmp(argv[1], "--version") == 0 && print_version())
+        return 0;
     const bool asks_boot_time = strcmp(argv[1], "sysboot") == 0;
     if (!asks_boot_time)
         name_lines("verbs");

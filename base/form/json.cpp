@@ -8,6 +8,7 @@
 #include "base/form/json_object.h"
 #include "base/form/json_text.h"
 #include "base/output.h"
+#include "base/version.h"
 
 namespace {
 
@@ -396,6 +397,17 @@ void fact(std::string_view name, uint32_t number, std::string_view)
     begin_member(name);
     print(FORMAT("{}"), number);
     all_is_whole();
+}
+
+bool version()
+{
+    const Held state;
+    begin_member("version");
+    print(FORMAT(R"("{}")"), text_of(build_version));
+    begin_member("vendor_key");
+    print(FORMAT(R"("{}")"), text_of(build_vendor_key));
+    all_is_whole();
+    return true;
 }
 
 bool always_json()

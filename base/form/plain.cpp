@@ -73,6 +73,11 @@ void fact(std::string_view, uint32_t, std::string_view plain)
     print_text("\n");
 }
 
+bool version()
+{
+    return false;
+}
+
 bool always_json()
 {
     return false;

@@ -43,14 +43,20 @@ bool make_folders()
     return !error;
 }
 
+fs::path dictionary_library()
+{
+    fs::path beside = program_directory() / lab_dictionary_library;
+    return fs::exists(beside) ? beside
+                              : program_directory() / VIGIL_LAB_LIBRARY_FOLDER / lab_dictionary_library;
+}
+
 // Renamed into place, so that a running client never sees half a library.
 bool install_dictionary()
 {
     std::error_code error;
     fs::path target = below_root(place::dictionary_library), fresh = target;
     fresh += ".new";
-    fs::copy_file(program_directory() / lab_dictionary_library, fresh, fs::copy_options::overwrite_existing,
-                  error);
+    fs::copy_file(dictionary_library(), fresh, fs::copy_options::overwrite_existing, error);
     if (!error)
         fs::rename(fresh, target, error);
     if (error)

@@ -1,4 +1,5 @@
 // The lab appliance: the three daemons over the real sockets and segments, for whoever has no appliance.
+#include "base/version.h"
 #include "lab/daemon/install.h"
 #include "lab/daemon/options.h"
 #include "lab/daemon/ring_writer.h"
@@ -104,6 +105,8 @@ int main(int argc, char** argv)
     std::string fault = read_options(argc, argv, options);
     if (options.help)
         return fputs(usage, stdout) < 0 ? 1 : 0;
+    if (options.version)
+        return printf("vigil-lab %s\n", build_version) < 0 ? 1 : 0;
     if (!fault.empty())
         return fail(fault);
     if ((status = use_root(options)) != 0)

@@ -8,6 +8,7 @@
 const char usage[] =
     R"(usage: vigil-lab [--root DIR] [--capture FILE | --sessions N --seed S | --replay DIR] [--now T] [--vendors FILE]
                  [--record DIR]
+       vigil-lab --version
 
 Serves vigil's three control sockets below DIR until SIGTERM or SIGINT. Prints "ready DIR" once it serves.
 
@@ -70,6 +71,8 @@ std::string read_options(int argc, char** argv, Options& options)
         const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
         if (key == "--help" || key == "-h")
             return options.help = true, "";
+        if (key == "--version")
+            return options.version = true, "";
         const auto* row = std::ranges::find(rows, key, &OptionRow::key);
         if (row == std::end(rows))
             return "unknown option " + key + "; try --help";

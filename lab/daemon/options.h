@@ -7,7 +7,7 @@
 struct Options {
     std::string root, capture, record, replay, vendors = "/usr/share/ieee-data/oui.txt";
     GeneratorOptions generator;
-    bool help = false;
+    bool help = false, version = false;
 };
 
 extern const char usage[];

@@ -30,6 +30,7 @@ TEST(Dispatch, ListsAndRefuses)
         command("mempcap", none, {}, "", 255), // modules of the other tables are not shown
         command("chart", none, {}, "", 255),
         command("sysboots", none, {}, "", 255),
+        command("--version", none, {}, "", 255), // a word like any other; vigil-json tells
         command("gadget frob x", A, {}, "invalid commands: gadget frob\n", 1),
         command("gadget stats", A, {}, "invalid commands: gadget stats\n", 1),
         command("gadget disable", A, {}, "invalid commands: gadget disable\n", 1), // no verb of the fallback

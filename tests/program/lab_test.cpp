@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <map>
 #include <poll.h>
 #include <sstream>
 #include <sys/socket.h>
@@ -233,6 +234,25 @@ TEST(Lab, CapturesAreCaptureFiles)
     std::string file = lab.root() + "/log/block.pcap";
     EXPECT_EQ(lab.run("obspcap save of=" + file), "");
     EXPECT_GT(packets_in(read_file(file)), 1);
+}
+
+// The file VERSION is the one place that says it.
+TEST(Lab, ProgramsTellTheirVersion)
+{
+    const std::string file = read_file(VIGIL_SOURCE_DIR "/VERSION");
+    const std::string version = file.substr(0, file.find('\n'));
+    const std::map<std::string, std::string> expected = {
+        {"lab/vigil-lab", "vigil-lab " + version + "\n"},
+        {"vigil-json", R"({"version":")" + version + R"(","vendor_key":"development"})" + "\n"},
+    };
+    for (const auto& [program, output] : expected) {
+        FILE* out = popen(("'" VIGIL_BINARY_DIR "/" + program + "' --version 2>&1").c_str(), "re");
+        ASSERT_NE(out, nullptr);
+        char said[256] = "";
+        EXPECT_NE(fgets(said, sizeof said, out), nullptr);
+        EXPECT_EQ(said, output);
+        EXPECT_EQ(pclose(out), 0);
+    }
 }
 
 // A root that holds what the lab did not make stays as it is.

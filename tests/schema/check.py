@@ -112,7 +112,7 @@ class Check:
         printed = subprocess.run([self.build / "tests/print_catalogue"], check=True, capture_output=True, text=True).stdout
         verbs = dict.fromkeys(" ".join(line.split()[1:]) for line in printed.splitlines())
         daemons = {" ".join(line.split()[1:]): line.split()[0] for line in printed.splitlines()}
-        forms = {"", "WORD", "sysboot", "keytbl list"}
+        forms = {"", "WORD", "sysboot", "--version", "keytbl list"}
         entries = {command: entry for command, entry in self.schemas.entries.items() if command not in forms}
         for command in verbs.keys() - entries.keys():
             self.fault(command, "is not in schema/catalogue.json")
@@ -268,8 +268,20 @@ class Check:
                     raise Fault(f"{document} with {ended}, the plain form {lines} with {plain_ended}")
             except Fault as fault:
                 self.fault(shown(words) or "no word", fault)
+        self.check_version()
         for words in (["a", "b"], ["chart", "nosuch"], ["keytbl", "stat"], ['"', "\\\xff"]):
             self.refused(words, None, f"invalid commands: {decode(' '.join(words).encode('utf-8', 'surrogateescape'))}", 1)
+
+    def check_version(self):
+        output, ended, _ = self.appliance.run(self.json, ["--version"])
+        plain, plain_ended, _ = self.appliance.run(self.plain, ["--version"])
+        self.plain_forms.setdefault("--version", set()).add(is_document(plain))
+        try:
+            document, _, _ = self.document(["--version"], output, ended, self.schemas.entries["--version"].schema, True)
+            if document.keys() != {"version", "vendor_key"} or ended != 0 or (plain, plain_ended) != (b"", FAILED):
+                raise Fault(f"{document} with {ended}, the plain form {plain} with {plain_ended}")
+        except Fault as fault:
+            self.fault("--version", fault)
 
     def refused(self, words, environment, text, status=FAILED, script=None, requests=0):
         """vigil-json must refuse these words with this text, before anything is asked."""
@@ -446,7 +458,7 @@ class Check:
                 lab.wait(60)
 
     def lab_verb(self, place, entry):
-        if entry.command in ("", "WORD", "sysboot") or entry.command.startswith(("MODULE", "obspcap")):
+        if entry.command in ("", "WORD", "sysboot", "--version") or entry.command.startswith(("MODULE", "obspcap")):
             return
         asked = [report.words for report in REPORTS if report.command == entry.command] or [sample_words(entry)]
         for words in asked:
