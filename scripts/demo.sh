@@ -3,15 +3,24 @@
 #   scripts/demo.sh         a short tour: each command line with its output
 #   scripts/demo.sh shell   a shell in which vigil works against the appliance; leaving it ends the appliance
 #   scripts/demo.sh all     every verb that is built; fails on an empty answer where there is something to show
+#   scripts/demo.sh fleet N N lab appliances asked at once (docs/fleet.md), 5 unless said otherwise
 # LAB_ARGUMENTS replaces what the appliance is started with, for example "--sessions 100000 --seed 7" or
 # "--capture FILE"; what that traffic has nothing of is then no failure. The root is made below TMPDIR, or /tmp.
 set -eu
 cd "$(dirname "$0")/.."
 mode=${1:-tour}
 case $mode in
-tour | shell | all) ;;
+tour | shell | all | fleet) ;;
 *)
-    echo "usage: scripts/demo.sh [shell|all]" >&2
+    echo "usage: scripts/demo.sh [shell|all|fleet N]" >&2
+    exit 2
+    ;;
+esac
+fleet_size=${2:-5}
+case $mode$fleet_size in
+fleet[3-9] | fleet[1-9][0-9] | fleet[1-9][0-9][0-9]) ;;
+fleet*)
+    echo "demo.sh: a fleet has 3 to 999 appliances" >&2
     exit 2
     ;;
 esac
@@ -22,8 +31,13 @@ give_up() {
 }
 work=
 lab=
+fleet=
 finish() {
     trap - EXIT HUP INT PIPE TERM
+    for one in $fleet; do
+        kill -KILL "$one" 2>/dev/null || true
+        wait "$one" 2>/dev/null || true
+    done
     if [ -n "$lab" ]; then
         kill "$lab" 2>/dev/null || true
         wait "$lab" 2>/dev/null || true
@@ -65,7 +79,7 @@ build() {
         give_up "cmake failed"
     }
     {
-        cmake --build --preset release -j "$(nproc)" --target vigil vigil-lab 2>&1 || echo failed >"$work/failed"
+        cmake --build --preset release -j "$(nproc)" --target vigil vigil-json vigil-lab 2>&1 || echo failed >"$work/failed"
     } | tee "$work/build" | awk -v on_terminal="$on_terminal" '
         !/^\[ *[0-9]+%\]/ { next }
         on_terminal { printf "\r%-78.78s", $0 }
@@ -150,6 +164,14 @@ END
 }
 
 make_work_folder
+if [ "$mode" = fleet ]; then
+    scripts/setup.sh --fleet
+    build
+    PATH=$PWD/build:$PWD/build/lab:$PATH
+    export PATH
+    . scripts/demo_fleet.sh
+    exit 0
+fi
 scripts/setup.sh
 build
 start_lab

@@ -3,16 +3,18 @@
 # only for what is missing.
 #   scripts/setup.sh           to build, test and run the demo
 #   scripts/setup.sh --dev     also what only developers need
+#   scripts/setup.sh --fleet   also what scripts/demo.sh fleet needs
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
 set -eu
 
 packages="g++ cmake make libfmt-dev libgtest-dev nettle-dev libpcap-dev ieee-data python3 python3-jsonschema"
 for option in "$@"; do
     case $option in
-    --dev) packages="$packages clang-format clang-tidy mandoc zsh jq" ;;
+    --dev) packages="$packages clang-format clang-tidy mandoc zsh jq parallel sqlite3" ;;
+    --fleet) packages="$packages parallel sqlite3" ;;
     --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
     *)
-        echo "usage: scripts/setup.sh [--dev] [--bench]" >&2
+        echo "usage: scripts/setup.sh [--dev] [--fleet] [--bench]" >&2
         exit 2
         ;;
     esac
