@@ -24,7 +24,7 @@ def merged_modules(schemas):
         for command in verbs:
             known.setdefault(command.verb, command.title)
     for form in schemas.forms:
-        if form.module and form.module.islower():
+        if form.module.isalpha() and form.module.islower():
             _, known = found.setdefault(form.module, (form.title[:1].upper() + form.title[1:], {}))
             if form.verb:
                 known[form.verb] = form.title

@@ -157,6 +157,8 @@ def entry(schemas, command, name):
 def forms(schemas):
     yield ".Bl -tag -width Ds"
     for form in schemas.forms:
+        if form.module.startswith("-"):  # an option of vigil-json's own
+            continue
         words = [word for word in str(form).split()]
         name = " ".join(f"Ar {word.lower()}" if word.isupper() else f"Cm {argument(word)}" for word in words)
         for one in form.arguments:
