@@ -2,6 +2,7 @@
 # A lab appliance below a private root, and vigil at work on it. Builds what is not built.
 #   scripts/demo.sh         a short tour: each command line with its output
 #   scripts/demo.sh shell   a shell in which vigil works against the appliance; leaving it ends the appliance
+#   scripts/demo.sh web [PORT]   a page in the browser, served on this machine only; Ctrl-C ends page and appliance
 #   scripts/demo.sh all     every verb that is built; fails on an empty answer where there is something to show
 #   scripts/demo.sh fleet N N lab appliances asked at once (docs/fleet.md), 5 unless said otherwise
 # LAB_ARGUMENTS replaces what the appliance is started with, for example "--sessions 100000 --seed 7" or
@@ -10,9 +11,9 @@ set -eu
 cd "$(dirname "$0")/.."
 mode=${1:-tour}
 case $mode in
-tour | shell | all | fleet) ;;
+tour | shell | all | fleet | web) ;;
 *)
-    echo "usage: scripts/demo.sh [shell|all|fleet N]" >&2
+    echo "usage: scripts/demo.sh [shell|all|fleet N|web [PORT]]" >&2
     exit 2
     ;;
 esac
@@ -24,6 +25,13 @@ fleet*)
     exit 2
     ;;
 esac
+port=${2:-8080}
+case $mode$port in
+web*[!0-9]* | web??????*)
+    echo "demo.sh: a port is a number" >&2
+    exit 2
+    ;;
+esac
 
 give_up() {
     echo "demo.sh: $*" >&2
@@ -32,12 +40,17 @@ give_up() {
 work=
 lab=
 fleet=
+web=
 finish() {
     trap - EXIT HUP INT PIPE TERM
     for one in $fleet; do
         kill -KILL "$one" 2>/dev/null || true
         wait "$one" 2>/dev/null || true
     done
+    if [ -n "$web" ]; then
+        kill "$web" 2>/dev/null || true
+        wait "$web" 2>/dev/null || true
+    fi
     if [ -n "$lab" ]; then
         kill "$lab" 2>/dev/null || true
         wait "$lab" 2>/dev/null || true
@@ -158,9 +171,35 @@ tour() {
 
 What to try next:
     scripts/demo.sh shell                                     a shell with this appliance, for commands of your own
+    scripts/demo.sh web                                       the same as a page in the browser
     scripts/demo.sh all                                       every verb
     LAB_ARGUMENTS="--capture FILE" scripts/demo.sh shell      the same with your own traffic
 END
+}
+
+# The web server runs as whoever runs this, and ends with it, as does the page when the appliance ends.
+serve_page() {
+    VIGIL_JSON=$PWD/build/vigil-json
+    VIGIL_SCHEMA=$PWD/schema
+    export VIGIL_JSON VIGIL_SCHEMA
+    cat >"$work/lighttpd.conf" <<END
+var.tree = "$PWD"
+var.work = "$work"
+var.port = $port
+include "$PWD/examples/web/lighttpd.conf"
+END
+    "$(command -v lighttpd || echo /usr/sbin/lighttpd)" -D -f "$work/lighttpd.conf" >"$work/web" 2>&1 &
+    web=$!
+    sleep 1
+    kill -0 "$web" 2>/dev/null || {
+        cat "$work/web" "$work/lighttpd.log" >&2 2>/dev/null || true
+        give_up "nothing can be served at port $port: name another one"
+    }
+    echo "The page: http://127.0.0.1:$port/    (Ctrl-C ends it)"
+    while kill -0 "$web" 2>/dev/null && kill -0 "$lab" 2>/dev/null; do
+        sleep 1
+    done
+    give_up "the appliance or the web server has ended"
 }
 
 make_work_folder
@@ -172,7 +211,10 @@ if [ "$mode" = fleet ]; then
     . scripts/demo_fleet.sh
     exit 0
 fi
-scripts/setup.sh
+case $mode in
+web) scripts/setup.sh --web ;;
+*) scripts/setup.sh ;;
+esac
 build
 start_lab
 case $mode in
@@ -182,5 +224,6 @@ shell)
     echo "    vigil ipobj listbussflow sort=bytes limit=10 lang=en | iconv -c -f GBK"
     "${SHELL:-/bin/sh}" || true
     ;;
+web) serve_page ;;
 all) . scripts/demo_verbs.sh ;;
 esac

@@ -4,6 +4,8 @@
 #   scripts/setup.sh           to build, test and run the demo
 #   scripts/setup.sh --dev     also what only developers need
 #   scripts/setup.sh --fleet   also what scripts/demo.sh fleet needs
+#   scripts/setup.sh --web     also what the page in examples/web needs
+#   scripts/setup.sh --web-test   also what its test needs: a browser and what drives it
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
 set -eu
 
@@ -13,8 +15,12 @@ for option in "$@"; do
     --dev) packages="$packages clang-format clang-tidy mandoc zsh jq parallel sqlite3" ;;
     --fleet) packages="$packages parallel sqlite3" ;;
     --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
+    --web) packages="$packages python3 lighttpd libjs-dygraphs" ;;
+    --web-test)
+        packages="$packages python3 lighttpd libjs-dygraphs chromium chromium-driver python3-selenium fonts-droid-fallback"
+        ;;
     *)
-        echo "usage: scripts/setup.sh [--dev] [--fleet] [--bench]" >&2
+        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--bench]" >&2
         exit 2
         ;;
     esac
