@@ -87,7 +87,7 @@ class Check:
         with tempfile.TemporaryDirectory(prefix="vigil.", dir="/tmp") as place:
             root = pathlib.Path(place, "root")
             root.mkdir()
-            environment = {"HOME": place, "TMPDIR": place, "TZ": "UTC0", "VIGIL_ROOT": str(root), "LC_ALL": "C.UTF-8",
+            environment = {**os.environ, "HOME": place, "TMPDIR": place, "TZ": "UTC0", "VIGIL_ROOT": str(root), "LC_ALL": "C.UTF-8",
                            "PATH": f"{self.build}:{self.build}/lab:{self.build}/tools:{os.environ['PATH']}"}
             lab = subprocess.Popen([self.build / "lab/vigil-lab", "--sessions", "500", "--seed", "3"], env=environment,
                                    stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
