@@ -32,7 +32,7 @@ start_fleet() {
     echo "00:1A:2B Vendor" >"$folder/vendors.txt"
     : >"$folder/appliances.tsv"
     for number in $(seq "$fleet_size"); do
-        root=$folder/$number
+        root=$work/$number # short: sockets lie below it
         mkdir "$root"
         VIGIL_ROOT=$root vigil-lab --sessions "$((200 + number % 7 * 50))" --seed "$number" \
             --vendors "$folder/vendors.txt" >"$folder/$number.ready" 2>"$folder/$number.errors" &
@@ -131,6 +131,8 @@ show_fleet() {
     [ ! -e "$folder/harm" ] || fleet_fault "what was typed was run"
     [ "$(grep -c '"INV_ARG"' typed.tsv)" -eq $((fleet_size - 1)) ] || # one does not serve fleet_fault "what was typed was not refused"
     [ "$fleet_faults" -eq 0 ] || give_up "$fleet_faults faults"
+    echo
+    echo "$complete of $fleet_size appliances answered in full, locally and over ssh; the others are named: $failed"
 }
 
 start_fleet
