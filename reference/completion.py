@@ -50,15 +50,15 @@ def values_of(one):
 def bash_tables(schemas):
     modules = merged_modules(schemas)
     yield f"_vigil_modules={quoted(' '.join(modules))}"
-    yield "declare -A _vigil_verbs=("
+    yield "declare -gA _vigil_verbs=("
     for module, (_, verbs) in modules.items():
         yield f"    [{module}]={quoted(' '.join(verbs))}"
     yield ")"
-    yield "declare -A _vigil_arguments=("
+    yield "declare -gA _vigil_arguments=("
     for (module, verb), arguments in typed_arguments(schemas).items():
         yield f"    [{module} {verb}]={quoted(' '.join(one['name'] for one in arguments))}"
     yield ")"
-    yield "declare -A _vigil_values=("
+    yield "declare -gA _vigil_values=("
     for (module, verb), arguments in typed_arguments(schemas).items():
         for one in arguments:
             if values_of(one):

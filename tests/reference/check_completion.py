@@ -38,7 +38,8 @@ TYPED = [
 
 BASH = """
 bind 'set bell-style none'; bind 'set enable-bracketed-paste off'; bind 'set completion-query-items 0'; bind 'set page-completions off'
-source {build}/reference/vigil.bash
+# As it is loaded on the first TAB: from within a function
+load() {{ source {build}/reference/vigil.bash; }}; load
 """
 ZSH = """
 setopt no_beep no_list_beep; unset zle_bracketed_paste
