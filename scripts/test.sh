@@ -76,6 +76,16 @@ if usable clang-tidy; then
 fi
 [ -z "$skipped" ] || echo "== skipped:$skipped"
 
+# A browser is much to install for one test.
+browser_packages="lighttpd libjs-dygraphs chromium chromium-driver python3-selenium fonts-droid-fallback"
+# shellcheck disable=SC2086 # words
+if [ "$(dpkg-query -W -f '${db:Status-Status}\n' $browser_packages 2>/dev/null | grep -cx installed)" -eq "$(echo $browser_packages | wc -w)" ]; then
+    echo "== the page of examples/web in a browser"
+    scripts/test_web.sh || fail "the page of examples/web"
+else
+    echo "== skipped: the page of examples/web, which needs $browser_packages (scripts/setup.sh --web-test)"
+fi
+
 for tree in release sanitize; do
     echo "== tests, $tree build"
     ctest --preset $tree -j "$jobs" || fail "tests of the $tree build"

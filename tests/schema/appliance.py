@@ -34,6 +34,7 @@ class Request:
     def __init__(self, record, text):
         self.code, self.length = struct.unpack_from("<Ii", record, 0)
         self.dictionary = record[20] != 0
+        self.cursor = struct.unpack_from("<i", record, 156)[0]
         self.module = record[36:152].split(b"\0", 1)[0]
         self.text = text
 

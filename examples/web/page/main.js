@@ -13,9 +13,8 @@ const mono = (value) => element("bdi", {class: "mono"}, visible(value));
 const TILES = ["Sessions", "Sources", "Malicious", "Hosts", "Assets"];
 const tiles = new Map(TILES.map((name) => [name, element("dd", {}, "–")]));
 document.getElementById("tiles").append(...TILES.map((name) => element("div", {}, element("dt", {}, name), tiles.get(name))));
-function tile(name, value) {
-    if (tiles.has(name))
-        tiles.get(name).textContent = count(value);
+function tile(name, value, failed) {
+    tiles.get(name).textContent = failed ? "–" : count(value);
 }
 
 const throughput = new Throughput(section("throughput"));
@@ -54,11 +53,11 @@ function chooseTalkers(name) {
         caption, sort, all, columns: columns ?? addresses, empty: "No session was seen.",
         query: (state) => ({path: "ipobj/listflow",
             parameters: all ? parameters : {...parameters, sort: state.sort, page: state.page, limit: state.limit}}),
-        rows: (d) => {
+        rows: (d, failed) => {
             const rows = Array.isArray(d) ? d : d.data ?? [];
             const total = Array.isArray(d) ? rows.length : d.total ?? 0;
             if (name === "sources")
-                tile("Sources", total);
+                tile("Sources", total, failed);
             return {rows, total};
         },
     });
@@ -91,11 +90,11 @@ const sessions = new Table(body("sessions"), {
     ],
     query: ({page, limit, sort}) => ({path: "ipobj/listbussflow", parameters: {sort, page, limit, lang: "en",
         ...Object.fromEntries([...new FormData(filter)].map(([key, value]) => [key, value.trim()]))}}),
-    rows: (d) => {
+    rows: (d, failed) => {
         const lines = d.lines ?? [];
         const total = Number(/^total (\d+)$/.exec(lines.at(-1) ?? "")?.[1] ?? 0);
         if (![...new FormData(filter).values()].some((value) => value.trim() !== ""))
-            tile("Sessions", total);
+            tile("Sessions", total, failed);
         const rows = lines.slice(0, total > 0 ? -1 : undefined).map((line) => session(line) ?? UNREADABLE(line));
         return {rows: total > 0 ? rows : [], total};
     },
@@ -113,7 +112,7 @@ const security = new Security(section("security"), tile);
 const topology = new Panel(body("topology"), {empty: "No group was drawn into the topology."});
 // Groups that hold groups open and close; a tree of any depth is built without calling oneself.
 function drawTopology(groups) {
-    const root = element("ul", {class: "tree"});
+    const root = element("ul");
     const left = Array.isArray(groups) ? [[groups, root]] : [];
     let seen = 0;
     while (left.length > 0) {
@@ -130,7 +129,7 @@ function drawTopology(groups) {
             left.push([group.children, inner]);
         }
     }
-    topology.content.replaceChildren(root);
+    topology.content.replaceChildren(element("div", {class: "scroll tree", tabindex: "0", role: "region", "aria-label": "Groups"}, root));
     return seen;
 }
 
@@ -147,10 +146,10 @@ const hosts = new Table(body("hosts"), {
         {title: "Note", cell: (r) => text(r.note)},
     ],
     query: () => ({path: "hostinfo/list", parameters: {count: "5000"}}),
-    rows: (d) => {
+    rows: (d, failed) => {
         const rows = (d.lines ?? []).map((line) => host(line) ?? {name: line, address: "", total: 0, dns: 0, http: 0,
             ports: "", seen: "", note: ""});
-        tile("Hosts", rows.length);
+        tile("Hosts", rows.length, failed);
         return {rows, total: rows.length};
     },
 });
@@ -170,8 +169,8 @@ const assets = new Table(body("assets"), {
         {title: "Threats", number: true, cell: (r) => count(r.threats)},
     ],
     query: ({page, limit, sort}) => ({path: "assetsobj/list", parameters: {page, limit, sort}}),
-    rows: (d) => {
-        tile("Assets", d.total ?? 0);
+    rows: (d, failed) => {
+        tile("Assets", d.total ?? 0, failed);
         return {rows: d.list ?? [], total: d.total ?? 0};
     },
 });

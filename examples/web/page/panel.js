@@ -62,7 +62,7 @@ export class Panel {
         }
     }
 
-    // Asks, and has `draw(document)` fill the content; `draw` returns how many things there are to see.
+    // Asks, and has `draw(document, failed)` fill the content; `draw` returns how many things there are to see.
     async load(path, parameters, draw) {
         this.last = () => this.load(path, parameters, draw);
         this.running?.abort();
@@ -87,7 +87,7 @@ export class Panel {
     show({document, notes, failure}, draw) {
         let seen = 0;
         try {
-            seen = draw(document ?? {});
+            seen = draw(document ?? {}, failure !== null);
         } catch (error) {
             console.error(error);
             this.content.replaceChildren();

@@ -68,9 +68,9 @@ const LOGS = {
 };
 
 export class Security {
-    constructor(section, tiles) {
+    constructor(section, tile) {
         this.section = section;
-        this.tiles = tiles;
+        this.tile = tile;
         this.levels = new Panel(section.querySelector(".summary"), {empty: "No malicious activity was seen."});
         this.times = new Panel(section.querySelector(".times"), {empty: "Nothing to draw over time."});
         this.choose("malicious");
@@ -88,7 +88,6 @@ export class Security {
             query: ({page, limit}) => ({path: log.path, parameters: {...log.parameters, page, limit}}),
             rows: (d) => {
                 const total = d.total ?? 0;
-                this.tiles(log.caption.split(",")[0], total);
                 return {rows: log.rows(d) ?? [], total};
             },
         });
@@ -96,15 +95,15 @@ export class Security {
 
     load() {
         const log = this.log;
-        this.levels.load("malclog/list", {show_level: "1", show_malc: "1"}, (d) => this.drawLevels(d));
+        this.levels.load("malclog/list", {show_level: "1", show_malc: "1"}, (d, failed) => this.drawLevels(d, failed));
         this.times.load(log.path, {...log.parameters, page: "1", limit: NEWEST}, (d) => this.drawTimes(log, d));
         return this.table.load();
     }
 
-    drawLevels(d) {
+    drawLevels(d, failed) {
         const levels = d.show_level ?? [], types = d.show_malc ?? [];
         const total = levels.reduce((sum, level) => sum + (level.cnt ?? 0), 0);
-        this.tiles("Malicious", total);
+        this.tile("Malicious", total, failed);
         this.levels.content.replaceChildren(
             element("dl", {class: "levels", "aria-label": "Malicious activity by level"}, ...levels.map((level) =>
                 element("div", {class: `level ${level.name}`}, element("dt", {}, level.name), element("dd", {}, count(level.cnt))))),

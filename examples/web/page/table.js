@@ -3,8 +3,8 @@ import {count, element} from "./dom.js";
 import {Panel} from "./panel.js";
 
 // `columns`: {title, cell(row) or bar(row), number, sort, part}; `part` is the colour of the value in the bar; `sort` is what the query is given when the column is chosen, or, where
-// `all` rows come at once, the key of a row. `query(state)` gives {path, parameters}; `rows(document)` gives {rows,
-// total}. What a daemon calls largest first stays so; rows that are all here turn round on a second click.
+// `all` rows come at once, the key of a row. `query(state)` gives {path, parameters}; `rows(document, failed)` gives
+// {rows, total}. What a daemon calls largest first stays so; rows that are all here turn round on a second click.
 export class Table {
     constructor(place, {caption, empty, columns, query, rows, size = 10, sort = "", all = false}) {
         Object.assign(this, {caption, columns, query, rows, size, all});
@@ -16,8 +16,8 @@ export class Table {
 
     load() {
         const {path, parameters} = this.query(this.state);
-        return this.panel.load(path, parameters, (document) => {
-            this.kept = this.rows(document);
+        return this.panel.load(path, parameters, (document, failed) => {
+            this.kept = this.rows(document, failed);
             this.total = this.kept.total;
             return this.draw();
         });
