@@ -58,7 +58,9 @@ def wrapped(text):
     """Lines of a list item, none of them broken inside a pair of backquotes."""
     pieces = text.split("`")
     pieces[1::2] = [piece.replace(" ", "\x1f") for piece in pieces[1::2]]
-    lines = textwrap.wrap("`".join(pieces), 118, subsequent_indent="  ", break_on_hyphens=False, break_long_words=False)
+    lines = textwrap.wrap(
+        "`".join(pieces), 118, subsequent_indent="  ", break_on_hyphens=False, break_long_words=False
+    )
     return "\n".join(lines).replace("\x1f", " ")
 
 
@@ -112,6 +114,7 @@ class Page:
                         found.setdefault(name, {})[member] = None
                 for inner in schema.values():
                     walk(name, inner)
+
         for name, schema in self.files.items():
             if name != "defs.json":
                 walk(name, schema)
@@ -134,7 +137,9 @@ class Page:
         groups = {}
         for command, said in self.commands():
             plain = said["x-plain"]
-            groups.setdefault(plain["valid"], {}).setdefault((plain["why"], plain.get("with", "")), []).append(command)
+            groups.setdefault(plain["valid"], {}).setdefault((plain["why"], plain.get("with", "")), []).append(
+                command
+            )
         for valid in ("always", "sometimes", "never"):
             yield f"### {valid.capitalize()}\n"
             for (why, word), commands in groups.get(valid, {}).items():

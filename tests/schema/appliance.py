@@ -15,6 +15,12 @@ SOCKETS = {
 }
 FOLDERS = ["/var/tmp", "/usr/ramdisk/var", "/usr/ramdisk/bin", "/usr/ramdisk/etc", "/usr/obslog", "/conf", "/log"]
 
+# How instrumented programs behave: memory is not freed before the end of a run.
+SANITIZERS = {
+    "ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1:handle_segv=2",
+    "UBSAN_OPTIONS": "print_stacktrace=1",
+}
+
 _libc = ctypes.CDLL(None, use_errno=True)
 _libc.shmat.restype = ctypes.c_void_p
 _libc.shmat.argtypes = [ctypes.c_int, ctypes.c_void_p, ctypes.c_int]
@@ -69,6 +75,9 @@ class Root:
     def __exit__(self, *_):
         self.close()
 
+    def environment(self, more=None):
+        return {"VIGIL_ROOT": self.root, "TZ": "UTC0", "PATH": "/usr/bin:/bin", **SANITIZERS, **(more or {})}
+
     def run(self, program, words, script=None, environment=None, output=None, seconds=60):
         """Runs a program; returns (standard output, status, requests that arrived)."""
         if script:
@@ -79,8 +88,7 @@ class Root:
             stdin=subprocess.DEVNULL,
             stdout=output or subprocess.PIPE,
             stderr=subprocess.PIPE,
-            env={"VIGIL_ROOT": self.root, "TZ": "UTC0", "PATH": "/usr/bin:/bin", **(environment or {}),
-                 **{name: os.environ[name] for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS") if name in os.environ}},
+            env=self.environment(environment),
             timeout=seconds,
             close_fds=False,
         )
@@ -89,6 +97,7 @@ class Root:
         if self.faults:
             raise AssertionError(f"{words}: the script failed: {self.faults.pop()}")
         return run.stdout, run.returncode, self.requests
+
 
 class Appliance(Root):
     """A root with daemons: `script` is called with each request and returns its reply."""
@@ -164,4 +173,4 @@ class Appliance(Root):
         cursor = struct.unpack_from("<i", record, 156)[0]
         struct.pack_into("<iii", record, 156, cursor + 1, 0, reply.count)
         struct.pack_into("<i", record, 168, reply.length)
-        connection.sendall(bytes(record[:reply.size]))
+        connection.sendall(bytes(record[: reply.size]))

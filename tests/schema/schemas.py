@@ -199,8 +199,11 @@ class Schemas:
             flat = self._flat(name, schema)
             if "description" not in schema and not str(schema.get("$ref", "")).startswith("#"):
                 yield f"{name}{place}: no description of what the member means here"
-            number = flat.get("type") in ("integer", "number") or flat.get("x-quoted-number") or (
-                "enum" in flat and all(isinstance(value, int) for value in flat["enum"]))
+            number = (
+                flat.get("type") in ("integer", "number")
+                or flat.get("x-quoted-number")
+                or ("enum" in flat and all(isinstance(value, int) for value in flat["enum"]))
+            )
             if number and "x-unit" not in flat:
                 yield f"{name}{place}: no unit"
             if flat.get("maximum", 0) > 2**53 and not flat.get("x-64-bit"):
@@ -216,7 +219,11 @@ class Schemas:
 
     def _open_objects(self, name, place, schema):
         if isinstance(schema, dict):
-            if schema.get("type") == "object" and schema.get("additionalProperties") is not False and not schema.get("x-open"):
+            if (
+                schema.get("type") == "object"
+                and schema.get("additionalProperties") is not False
+                and not schema.get("x-open")
+            ):
                 yield f"{name}{place}: an object that takes any member"
             for word, inner in schema.items():
                 if not word.startswith("x-"):

@@ -4,19 +4,52 @@ REPLACEMENT = "\N{REPLACEMENT CHARACTER}"
 
 # Each is a fault that some reader has, or a document that somebody forges.
 HOSTILE = [
-    b'"', b"\\", b'\\"', b'"}', b'","level":0,"x":"', b'"},{"A":"B', b'"}],"total":0}\n', b'\\u0022', b"\\u0000",
-    b"\x01\x02\x1f\x7f", b"a\tb\nc\rd\be\ff", b"</script><!--", b"{} []", b'{"error":{"text":"x"}}', b"'; --",
-    b"%s%n%d", b"null", b"NaN", b"1e999",
-    b"\xe2\x80\xa8\xe2\x80\xa9",                        # the two separators that JavaScript takes for line ends
-    b"\xef\xbb\xbfx", b"\xef\xbf\xbe", b"\xf4\x8f\xbf\xbf",
-    "\u4e2d\u56fd|\u7535\u4fe1".encode(),               # UTF-8
+    b'"',
+    b"\\",
+    b'\\"',
+    b'"}',
+    b'","level":0,"x":"',
+    b'"},{"A":"B',
+    b'"}],"total":0}\n',
+    b"\\u0022",
+    b"\\u0000",
+    b"\x01\x02\x1f\x7f",
+    b"a\tb\nc\rd\be\ff",
+    b"</script><!--",
+    b"{} []",
+    b'{"error":{"text":"x"}}',
+    b"'; --",
+    b"%s%n%d",
+    b"null",
+    b"NaN",
+    b"1e999",
+    b"\xe2\x80\xa8\xe2\x80\xa9",  # the two separators that JavaScript takes for line ends
+    b"\xef\xbb\xbfx",
+    b"\xef\xbf\xbe",
+    b"\xf4\x8f\xbf\xbf",
+    "\u4e2d\u56fd|\u7535\u4fe1".encode(),  # UTF-8
     "\u4e2d\u56fd|\u7535\u4fe1".encode("gbk"),
     "\u4e2d".encode("gbk") + b'"' + "\u56fd".encode(),  # both at once
-    b"\x81\"", b"\x81\\", b"\xd6", b"ab\xd6",           # halves of a pair in front of what must be escaped, and at the end
-    b"\x80\xff\x80", b"\xa1\x5c\x95\x5c",               # pairs whose second byte is a backslash
-    b"\xc0\x80", b"\xc1\xbf", b"\xe0\x80\xaf", b"\xed\xa0\x80", b"\xed\xb0\x80", b"\xf0\x80\x80\xaf", b"\xf4\x90\x80\x80",
-    b"\xf8\x88\x80\x80\x80", b"\xfc\x84\x80\x80\x80\x80", b"\xfe\xfe", b"\xe4\xb8", b"\xf0\x9f\x98", "\U0001f600".encode(),
-    b"\x84\x31\xa4\x37",                                # four bytes that are a character elsewhere
+    b'\x81"',
+    b"\x81\\",
+    b"\xd6",
+    b"ab\xd6",  # halves of a pair in front of what must be escaped, and at the end
+    b"\x80\xff\x80",
+    b"\xa1\x5c\x95\x5c",  # pairs whose second byte is a backslash
+    b"\xc0\x80",
+    b"\xc1\xbf",
+    b"\xe0\x80\xaf",
+    b"\xed\xa0\x80",
+    b"\xed\xb0\x80",
+    b"\xf0\x80\x80\xaf",
+    b"\xf4\x90\x80\x80",
+    b"\xf8\x88\x80\x80\x80",
+    b"\xfc\x84\x80\x80\x80\x80",
+    b"\xfe\xfe",
+    b"\xe4\xb8",
+    b"\xf0\x9f\x98",
+    "\U0001f600".encode(),
+    b"\x84\x31\xa4\x37",  # four bytes that are a character elsewhere
 ]
 
 
@@ -50,7 +83,7 @@ def decode(raw):
 def sweep(width):
     """Every byte value but NUL, in texts that fill a field to its end."""
     values = bytes(range(1, 256))
-    return [values[at:at + width] for at in range(0, len(values), width)]
+    return [values[at : at + width] for at in range(0, len(values), width)]
 
 
 def cut(raw, width):
