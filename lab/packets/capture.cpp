@@ -1,63 +1,24 @@
 #include "lab/packets/capture.h"
 
 #include "lab/packets/flow_table.h"
-#include "lab/packets/fragments.h"
+#include "lab/packets/frame_reader.h"
 #include "lab/world/furnish.h"
 
 #include <algorithm>
-
-namespace {
-
-// Where the frames that become no packet of a session are counted.
-uint64_t& counter_of(Decoded decoded, CaptureCounts& counts)
-{
-    switch (decoded) {
-    case Decoded::packet:
-        break;
-    case Decoded::fragment:
-        return counts.fragments;
-    case Decoded::not_ip:
-        return counts.not_ip;
-    case Decoded::other_protocol:
-        return counts.other_protocol;
-    case Decoded::truncated:
-        return counts.truncated;
-    case Decoded::malformed:
-        return counts.malformed;
-    case Decoded::unknown_link:
-        return counts.unknown_link;
-    }
-    return counts.followed;
-}
-
-void add_frame(const Frame& frame, Fragments& fragments, FlowTable& flows, CaptureCounts& counts)
-{
-    Packet packet;
-    Fragment fragment;
-    packet.time = frame.time;
-    Decoded decoded = decode_frame(frame.link_type, frame.bytes, frame.length, packet, fragment);
-    if (decoded == Decoded::fragment)
-        decoded = fragments.add(fragment, packet);
-    if (decoded == Decoded::packet)
-        flows.add(packet);
-    counter_of(decoded, counts)++;
-    counts.packets++;
-}
-
-} // namespace
 
 bool read_capture(const std::string& path, World& world, std::string& error)
 {
     std::unique_ptr<FrameSource> source = open_capture_file(path, error);
     if (!source)
         return false;
-    Fragments fragments;
+    FrameReader reader;
     FlowTable flows{world};
     Frame frame;
     FrameRead read;
     CaptureCounts& counts = world.capture;
     while ((read = source->next(frame)) == FrameRead::frame) {
-        add_frame(frame, fragments, flows, counts);
+        if (const Packet* packet = reader.read(frame, counts))
+            flows.add(*packet);
         world.now = std::max(world.now, static_cast<uint32_t>(frame.time / 1'000'000));
     }
     if (read == FrameRead::failed)

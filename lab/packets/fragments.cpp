@@ -4,7 +4,9 @@
 
 namespace {
 
-constexpr size_t open_max = 256; // datagrams that wait for pieces; beyond that all are given up
+// Datagrams that wait for pieces, and the bytes that they hold, so much for each piece besides its own;
+// beyond that all are given up.
+constexpr size_t open_max = 256, held_max = 16 << 20, piece_overhead = 64;
 constexpr uint32_t datagram_max = 65535;
 
 bool is_whole(const std::map<uint32_t, uint32_t>& pieces, uint32_t whole)
@@ -20,6 +22,11 @@ bool is_whole(const std::map<uint32_t, uint32_t>& pieces, uint32_t whole)
 
 } // namespace
 
+size_t Fragments::Datagram::held() const
+{
+    return bytes.capacity() + pieces.size() * piece_overhead;
+}
+
 Decoded Fragments::add(const Fragment& piece, Packet& packet)
 {
     if (piece.length > datagram_max || piece.offset > datagram_max - piece.length)
@@ -28,11 +35,14 @@ Decoded Fragments::add(const Fragment& piece, Packet& packet)
         bool shows_ports = piece.offset == 0 && !packet.source.ipv6;
         return shows_ports ? decode_transport(piece.bytes, piece.length, packet) : Decoded::truncated;
     }
-    if (open_.size() >= open_max)
+    if (open_.size() >= open_max || held_ >= held_max) {
         open_.clear();
+        held_ = 0;
+    }
     uint16_t vlan = packet.source.ipv6 ? uint16_t{0} : packet.vlan;
     Key key{packet.source.bytes, packet.destination.bytes, packet.protocol, vlan, piece.identification};
     Datagram& datagram = open_[key];
+    held_ -= datagram.held();
     uint32_t end = piece.offset + piece.length;
     if (datagram.bytes.size() < end)
         datagram.bytes.resize(end);
@@ -41,8 +51,10 @@ Decoded Fragments::add(const Fragment& piece, Packet& packet)
     length = std::max(length, piece.length);
     if (!piece.more)
         datagram.whole = end;
-    if (!is_whole(datagram.pieces, datagram.whole))
+    if (!is_whole(datagram.pieces, datagram.whole)) {
+        held_ += datagram.held();
         return Decoded::fragment;
+    }
     complete_ = std::move(datagram.bytes);
     complete_.resize(datagram.whole);
     open_.erase(key);

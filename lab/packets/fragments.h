@@ -19,9 +19,12 @@ private:
         std::vector<uint8_t> bytes;
         std::map<uint32_t, uint32_t> pieces; // offset, length
         uint32_t whole = 0;                  // length, once the last piece has come
+
+        size_t held() const; // about what it takes in memory
     };
     using Key = std::tuple<std::array<uint8_t, 16>, std::array<uint8_t, 16>, uint8_t, uint16_t, uint32_t>;
 
     std::map<Key, Datagram> open_;
+    size_t held_ = 0; // by all of them
     std::vector<uint8_t> complete_;
 };
