@@ -9,9 +9,7 @@
 
 namespace {
 
-constexpr size_t head_max = 16384;     // bytes kept of a direction before giving up on it
-constexpr size_t heads_max = 64 << 20; // of all directions: beyond, a head tells what it can at once or never
-constexpr size_t events_max = 65536;   // a log of the appliance holds no more
+constexpr size_t head_max = 16384; // bytes kept of a direction before giving up on it
 
 bool either_port(const Packet& packet, uint16_t port)
 {
@@ -46,7 +44,7 @@ void FlowTable::examine_stream(const Packet& packet, Session& session, Flow& flo
     head.next += packet.payload_length;
     heads_held_ += packet.payload.size();
     bool cut = packet.payload.size() < packet.payload_length || head.bytes.size() > head_max ||
-               heads_held_ > heads_max;
+               heads_held_ > bounds_.heads;
     Bytes message;
     Found dns = find_dns_message(bytes_of(head.bytes), is_dns(packet), message);
     if (dns == Found::yes || is_dns(packet)) // there, a piece of one tells something too
@@ -69,18 +67,18 @@ bool FlowTable::examine_client_head(Bytes head, Session& session)
     Found found[] = {read_http_request(head, http), read_tls_client_hello(head, tls),
                      read_ssh_banner(head, banner)};
     if (found[0] == Found::yes) {
-        session.request = traffic_.texts.intern(http.method);
-        session.agent = traffic_.texts.intern(http.agent);
-        session.host = traffic_.texts.intern(http.host);
+        session.request = keep(http.method);
+        session.agent = keep(http.agent);
+        session.host = keep(http.host);
         learn_name(session.server, std::string{name_of_host(http.host)});
     } else if (found[1] == Found::yes) {
         session.encrypted = true;
-        session.request = traffic_.texts.intern(tls_version_word(tls.version));
-        session.host = traffic_.texts.intern(tls.server_name);
+        session.request = keep(tls_version_word(tls.version));
+        session.host = keep(tls.server_name);
         learn_name(session.server, tls.server_name);
     } else if (found[2] == Found::yes) {
         session.encrypted = true;
-        session.agent = traffic_.texts.intern(banner);
+        session.agent = keep(banner);
     }
     return std::none_of(std::begin(found), std::end(found), [](Found f) { return f == Found::need_more; });
 }
@@ -94,12 +92,12 @@ bool FlowTable::examine_server_head(const Packet& packet, Bytes head, Session& s
                      read_ssh_banner(head, banner)};
     if (found[0] == Found::yes) {
         session.http_status = http.status;
-        session.banner = traffic_.texts.intern(http.server);
+        session.banner = keep(http.server);
     } else if (found[1] == Found::yes) {
-        session.request = traffic_.texts.intern(tls_version_word(tls.version));
+        session.request = keep(tls_version_word(tls.version));
         log_event(traffic_.tls_events, packet, session, {.tls_version = tls.version});
     } else if (found[2] == Found::yes) {
-        session.banner = traffic_.texts.intern(banner);
+        session.banner = keep(banner);
         log_event(traffic_.ssh_events, packet, session, {.text = banner});
     }
     return std::none_of(std::begin(found), std::end(found), [](Found f) { return f == Found::need_more; });
@@ -128,30 +126,53 @@ void FlowTable::learn_from_dns(Bytes payload, Session& session)
     if (session.application == lab_application_other)
         session.application = application_named("dns");
     if (session.host == 0 && !message.question.empty()) {
-        session.host = traffic_.texts.intern(message.question);
-        session.request = traffic_.texts.intern(dns_type_word(message.question_type));
+        session.host = keep(message.question);
+        session.request = keep(dns_type_word(message.question_type));
     }
     if (!message.is_response)
         return;
     for (const DnsAnswer& answer : message.answers)
         if (answer.has_address)
-            answered_names_.try_emplace(
-                answer.address,
-                traffic_.texts.intern(message.question.empty() ? answer.name : message.question));
+            learn_answer(answer.address, message.question.empty() ? answer.name : message.question);
+}
+
+// The text's number; 0 when there is no more room for new texts.
+TextId FlowTable::keep(std::string_view text)
+{
+    TextId known = 0;
+    if (traffic_.texts.bytes() < bounds_.texts)
+        return traffic_.texts.intern(text);
+    return traffic_.texts.find(text, known) ? known : TextId{0};
+}
+
+// The first name that an address is given is its name.
+void FlowTable::learn_answer(const Address& address, const std::string& name)
+{
+    TextId text = keep(name);
+    if (text == 0 || older_answered_names_.contains(address))
+        return;
+    answered_names_.try_emplace(address, text);
+    if (answered_names_.size() <= bounds_.answered / 2)
+        return;
+    older_answered_names_ = std::move(answered_names_);
+    answered_names_.clear();
 }
 
 void FlowTable::learn_name(uint32_t endpoint, const std::string& name)
 {
     Address address;
     if (traffic_.endpoints[endpoint].name == 0 && !parse_address(name, address))
-        traffic_.endpoints[endpoint].name = traffic_.texts.intern(name);
+        traffic_.endpoints[endpoint].name = keep(name);
 }
 
 void FlowTable::log_event(std::vector<ProtocolEvent>& log, const Packet& packet, const Session& session,
                           ProtocolEvent event)
 {
-    if (log.size() == events_max)
-        return;
+    if (log.size() == bounds_.events) {
+        if (!bounds_.newest_events)
+            return;
+        log.erase(log.begin(), log.begin() + static_cast<ptrdiff_t>(log.size() / 2));
+    }
     event.client = session.client;
     event.server = session.server;
     event.client_port = session.client_port;

@@ -44,7 +44,23 @@ size_t FlowTable::KeyHash::operator()(const Key& key) const
     return mixed ^ (mixed >> 31);
 }
 
-void FlowTable::add(const Packet& packet)
+FlowTable::Key FlowTable::key_of(uint32_t from, uint32_t to, uint16_t from_port, uint16_t to_port,
+                                 uint8_t protocol)
+{
+    bool in_order = from != to ? from < to : from_port <= to_port;
+    return in_order ? Key{from, to, from_port, to_port, protocol}
+                    : Key{to, from, to_port, from_port, protocol};
+}
+
+// The packets of an echo carry its identifier as both ports, its session as the client's alone.
+FlowTable::Key FlowTable::key_of(const Session& session)
+{
+    bool echo = session.protocol == ip_protocol::icmp || session.protocol == ip_protocol::icmp6;
+    return key_of(session.client, session.server, session.client_port,
+                  echo ? session.client_port : session.server_port, session.protocol);
+}
+
+FlowTable::Added FlowTable::add(const Packet& packet)
 {
     uint32_t source = traffic_.endpoint_of(packet.source);
     uint32_t destination = traffic_.endpoint_of(packet.destination);
@@ -61,16 +77,13 @@ void FlowTable::add(const Packet& packet)
         examine_stream(packet, session, flows_[index], up);
     else if (packet.protocol == ip_protocol::udp)
         examine_datagram(packet, session);
+    return {index, up};
 }
 
 // Finds the packet's session or begins one.
 uint32_t FlowTable::session_of(const Packet& packet, uint32_t source, uint32_t destination)
 {
-    bool in_order =
-        source != destination ? source < destination : packet.source_port <= packet.destination_port;
-    Key key = in_order
-                  ? Key{source, destination, packet.source_port, packet.destination_port, packet.protocol}
-                  : Key{destination, source, packet.destination_port, packet.source_port, packet.protocol};
+    Key key = key_of(source, destination, packet.source_port, packet.destination_port, packet.protocol);
     auto [found, added] = latest_.try_emplace(key, 0);
     if (!added) {
         bool up = is_up(packet, found->second, source, destination);
@@ -120,6 +133,12 @@ uint32_t FlowTable::begin_session(const Packet& packet, uint32_t source, uint32_
     session.hops = packet.hops;
     session.vlan = packet.vlan;
     session.path = path_of(packet.vlan);
+    if (!empty_.empty()) {
+        uint32_t place = empty_.back();
+        empty_.pop_back();
+        traffic_.sessions[place] = session;
+        return place;
+    }
     traffic_.sessions.push_back(session);
     flows_.emplace_back();
     return static_cast<uint32_t>(traffic_.sessions.size() - 1);
@@ -168,15 +187,28 @@ void FlowTable::begin_numbering(const Packet& packet, Direction& own, Direction&
         own.sequence.begin(packet.sequence);
 }
 
+// Counts what the segment's numbers and window say.
+void FlowTable::note_segment(const Packet& packet, Session& session, Direction& direction, bool up)
+{
+    bool syn = packet.has(tcp_flag::syn);
+    if (packet.payload_length > 0 && !syn) {
+        size_t most = gaps_held_ < bounds_.gaps ? SequenceTracker::gaps_max : 1;
+        gaps_held_ -= direction.sequence.gaps();
+        if (direction.sequence.add(packet.sequence, packet.payload_length, most))
+            (up ? session.up_retransmissions : session.down_retransmissions)++;
+        gaps_held_ += direction.sequence.gaps();
+    }
+    if (packet.window == 0 && !syn && !packet.has(tcp_flag::rst))
+        (up ? session.up_zero_windows : session.down_zero_windows)++;
+    direction.finished |= packet.has(tcp_flag::fin);
+}
+
 void FlowTable::follow_tcp(const Packet& packet, Session& session, Flow& flow, bool up)
 {
     Direction& direction = up ? flow.up : flow.down;
     bool syn = packet.has(tcp_flag::syn), ack = packet.has(tcp_flag::ack), rst = packet.has(tcp_flag::rst);
     begin_numbering(packet, direction, up ? flow.down : flow.up);
-    if (packet.payload_length > 0 && !syn && direction.sequence.add(packet.sequence, packet.payload_length))
-        (up ? session.up_retransmissions : session.down_retransmissions)++;
-    if (packet.window == 0 && !syn && !rst)
-        (up ? session.up_zero_windows : session.down_zero_windows)++;
+    note_segment(packet, session, direction, up);
     if (up && syn && flow.syn_time == 0) {
         flow.syn_time = packet.time;
         session.handshake = std::max(session.handshake, Handshake::syn);
@@ -206,13 +238,19 @@ void FlowTable::measure_application(const Packet& packet, Session& session, Flow
         session.application_delay = delay_between(flow.request_time, packet.time);
 }
 
+void FlowTable::name_endpoints()
+{
+    for (const Names* names : {&answered_names_, &older_answered_names_})
+        for (auto [address, name] : *names) {
+            uint32_t endpoint = traffic_.find_endpoint(address);
+            if (endpoint != Traffic::nowhere)
+                traffic_.endpoints[endpoint].name = name;
+        }
+}
+
 void FlowTable::finish()
 {
-    for (auto [address, name] : answered_names_) {
-        uint32_t endpoint = traffic_.find_endpoint(address);
-        if (endpoint != Traffic::nowhere)
-            traffic_.endpoints[endpoint].name = name;
-    }
+    name_endpoints();
     for (Session& session : traffic_.sessions)
         if (session.host == 0)
             session.host = traffic_.endpoints[session.server].name;

@@ -1,9 +1,5 @@
 #include "lab/packets/sequence.h"
 
-#include <cstddef>
-
-static constexpr size_t gaps_max = 64; // more losses at once: the oldest gap is taken as seen
-
 // Whether `a` comes before `b` on the ring of sequence numbers.
 static bool before(uint32_t a, uint32_t b)
 {
@@ -17,7 +13,7 @@ void SequenceTracker::begin(uint32_t sequence)
     begun_ = true;
 }
 
-bool SequenceTracker::add(uint32_t sequence, uint32_t length)
+bool SequenceTracker::add(uint32_t sequence, uint32_t length, size_t gaps_most)
 {
     begin(sequence);
     uint32_t end = sequence + length;
@@ -26,7 +22,7 @@ bool SequenceTracker::add(uint32_t sequence, uint32_t length)
     if (fresh)
         start_ = sequence;
     if (before(next_, sequence)) {
-        if (gaps_.size() == gaps_max)
+        while (gaps_.size() >= gaps_most)
             gaps_.erase(gaps_.begin());
         gaps_.emplace_back(next_, sequence);
     }

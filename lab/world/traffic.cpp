@@ -37,6 +37,20 @@ uint32_t Traffic::endpoint_of(const Address& address)
     return slot;
 }
 
+std::vector<uint32_t> Traffic::keep_endpoints(const std::vector<bool>& used)
+{
+    std::vector<uint32_t> numbers(endpoints.size(), nowhere);
+    uint32_t kept = 0;
+    for (uint32_t i = 0; i < endpoints.size(); i++)
+        if (used[i]) {
+            endpoints[kept] = endpoints[i];
+            numbers[i] = kept++;
+        }
+    endpoints.resize(kept);
+    make_slots();
+    return numbers;
+}
+
 std::string Traffic::name_of(uint32_t endpoint) const
 {
     TextId name = endpoints[endpoint].name;
@@ -50,4 +64,13 @@ TextId Traffic::name_of_host(TextId host) const
     if (name.size() == whole.size())
         return host;
     return texts.find(name, known) ? known : TextId{0};
+}
+
+Rate rate_of(const Traffic& traffic, const Session& session)
+{
+    if (traffic.live)
+        return traffic.live->rates[static_cast<size_t>(&session - traffic.sessions.data())];
+    uint64_t duration = duration_of(session);
+    return {session.up_bytes / duration, session.down_bytes / duration,
+            (uint64_t{session.up_packets} + session.down_packets) / duration};
 }

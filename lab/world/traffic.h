@@ -2,9 +2,12 @@
 // What the appliance has seen. The capture reader or the generator fills it; what can be counted from the
 // sessions is not stored beside them: see views/.
 #include "lab/world/address.h"
+#include "lab/world/live.h"
 #include "lab/world/text_pool.h"
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -82,6 +85,7 @@ struct Traffic {
     std::vector<Session> sessions; // in order of birth
     std::vector<ProtocolEvent> syslog_events, ssh_events, tls_events, netbios_events;
     CaptureCounts capture;
+    std::optional<LiveDetails> live; // nothing: the traffic is what it is
 
     const Address& address(uint32_t endpoint) const { return endpoints[endpoint].address; }
     const Location& location(uint32_t endpoint) const { return locations[endpoints[endpoint].location]; }
@@ -91,8 +95,20 @@ struct Traffic {
     static constexpr uint32_t nowhere = UINT32_MAX;
     uint32_t find_endpoint(const Address& address) const; // nowhere: it took part in nothing
     uint32_t endpoint_of(const Address& address);         // finds or adds
+    // Forgets the endpoints that are not `used`. Returns their new numbers, in the same order; nowhere for
+    // the forgotten ones.
+    std::vector<uint32_t> keep_endpoints(const std::vector<bool>& used);
     // The endpoint's name, or its address as text where no name was learnt.
     std::string name_of(uint32_t endpoint) const;
+
+    std::array<std::vector<ProtocolEvent>*, 4> logs()
+    {
+        return {&syslog_events, &ssh_events, &tls_events, &netbios_events};
+    }
+    std::array<const std::vector<ProtocolEvent>*, 4> logs() const
+    {
+        return {&syslog_events, &ssh_events, &tls_events, &netbios_events};
+    }
 
 private:
     size_t slot_of(const Address& address) const;
@@ -108,3 +124,6 @@ inline uint32_t duration_of(const Session& session)
 {
     return session.last > session.birth ? session.last - session.birth : 1;
 }
+
+// What the session carries in a second: over its duration, or where the traffic is live of late.
+Rate rate_of(const Traffic& traffic, const Session& session);
