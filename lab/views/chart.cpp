@@ -4,10 +4,11 @@
 #include "lab/world/applications.h"
 
 #include <algorithm>
+#include <span>
 
 namespace {
 
-constexpr uint32_t points_max = 288, bucket_step = 300, hours_max = 24 * 366;
+constexpr uint32_t points_max = 288, bucket_step = ChartHistory::step, hours_max = 24 * 366;
 
 enum class Measure { bytes, packets, sessions };
 
@@ -55,7 +56,7 @@ uint64_t share(uint64_t amount, uint64_t passed, uint64_t duration)
 
 // Adds `amount`, spread over the session's duration, to the buckets that it overlaps.
 void spread(uint64_t amount, const Session& session, uint64_t start, uint64_t bucket,
-            std::vector<uint64_t>& values)
+            std::span<uint64_t> values)
 {
     uint64_t duration = duration_of(session), end = session.birth + duration;
     uint64_t chart_end = start + bucket * values.size();
@@ -86,21 +87,76 @@ Chart empty_chart(const Traffic& traffic, const ChartQuery& query)
     return chart;
 }
 
-void fill_series(const Traffic& traffic, const ChartQuery& query, const SeriesRow& row, const Chart& chart,
-                 std::vector<uint64_t>& values)
+// Adds what the series counts of the session to the buckets from `start` on.
+void add_session(const SeriesRow& row, const Session& session, uint64_t start, uint64_t bucket,
+                 std::span<uint64_t> values)
 {
-    uint64_t start = chart.times.front(), length = uint64_t{chart.bucket} * values.size();
-    for (const Session& session : traffic.sessions) {
-        if (query.path != 0 && session.path != query.path)
+    uint64_t amount = row.of(session);
+    if (amount == 0)
+        return;
+    if (row.measure != Measure::sessions)
+        spread(amount, session, start, bucket, values);
+    else if (session.birth >= start && session.birth - start < bucket * values.size())
+        values[(session.birth - start) / bucket] += amount;
+}
+
+// The history of one series and path, a value a step.
+template <class Amounts> auto history_of(Amounts& amounts, const SeriesRow& row, size_t path)
+{
+    auto series = static_cast<size_t>(&row - rows);
+    return std::span(amounts).subspan((series * ChartHistory::paths + path) * ChartHistory::steps,
+                                      ChartHistory::steps);
+}
+
+size_t path_place(uint32_t path)
+{
+    return (path - 1) % ChartHistory::paths;
+}
+
+void add_history(const ChartHistory& history, const ChartQuery& query, const SeriesRow& row, uint64_t start,
+                 uint64_t bucket, std::span<uint64_t> values)
+{
+    for (size_t path = 0; path < ChartHistory::paths && !history.amounts.empty(); path++) {
+        if (query.path != 0 && path_place(query.path) != path)
             continue;
-        uint64_t amount = row.of(session);
-        if (amount == 0)
-            continue;
-        if (row.measure != Measure::sessions)
-            spread(amount, session, start, chart.bucket, values);
-        else if (session.birth >= start && session.birth - start < length)
-            values[(session.birth - start) / chart.bucket] += amount;
+        std::span<const uint64_t> amounts = history_of(history.amounts, row, path);
+        for (size_t i = 0; i < amounts.size(); i++) {
+            uint64_t time = history.start + i * ChartHistory::step;
+            if (time >= start && (time - start) / bucket < values.size())
+                values[(time - start) / bucket] += amounts[i];
+        }
     }
+}
+
+void fill_series(const Traffic& traffic, const ChartQuery& query, const SeriesRow& row, const Chart& chart,
+                 std::span<uint64_t> values)
+{
+    uint64_t start = chart.times.front();
+    for (const Session& session : traffic.sessions)
+        if (query.path == 0 || session.path == query.path)
+            add_session(row, session, start, chart.bucket, values);
+    if (traffic.live)
+        add_history(traffic.live->history, query, row, start, chart.bucket, values);
+}
+
+// Moves the history on until `time` lies in it; what is too old then is forgotten.
+void advance(ChartHistory& history, uint64_t time)
+{
+    constexpr uint64_t step = ChartHistory::step, steps = ChartHistory::steps;
+    if (history.amounts.empty()) {
+        history.amounts.resize(std::size(rows) * ChartHistory::paths * steps);
+        history.start = time / step < steps - 1 ? 0 : (time / step - (steps - 1)) * step;
+    }
+    if (time < history.start + steps * step)
+        return;
+    uint64_t by = std::min((time - history.start) / step - (steps - 1), steps);
+    history.start = (time / step - (steps - 1)) * step;
+    for (const SeriesRow& row : rows)
+        for (size_t path = 0; path < ChartHistory::paths; path++) {
+            std::span<uint64_t> values = history_of(history.amounts, row, path);
+            std::fill(std::shift_left(values.begin(), values.end(), static_cast<ptrdiff_t>(by)), values.end(),
+                      0);
+        }
 }
 
 } // namespace
@@ -111,6 +167,14 @@ std::vector<ChartTag> chart_tags()
     for (const SeriesRow& row : rows)
         tags.push_back({row.tag, row.label});
     return tags;
+}
+
+void remember(ChartHistory& history, const Session& session)
+{
+    advance(history, uint64_t{session.birth} + duration_of(session));
+    for (const SeriesRow& row : rows)
+        add_session(row, session, history.start, ChartHistory::step,
+                    history_of(history.amounts, row, path_place(session.path)));
 }
 
 Chart chart_of(const Traffic& traffic, const ChartQuery& query)

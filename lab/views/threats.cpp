@@ -89,19 +89,19 @@ bool has_failed(const Session& session)
     return refused || session.reset != ResetBy::nobody || session.http_status >= 400;
 }
 
-void count_session(const Session& session, bool serving, uint32_t threats, AssetReport& report)
+void count_session(const Session& session, const Rate& rate, bool serving, uint32_t threats,
+                   AssetReport& report)
 {
-    uint32_t duration = duration_of(session);
     uint64_t out = serving ? session.down_bytes : session.up_bytes;
     uint64_t in = serving ? session.up_bytes : session.down_bytes;
     report.flows++;
     (has_failed(session) ? report.failed : report.succeeded)++;
     report.packets += session.up_packets + session.down_packets;
-    report.packet_rate += (session.up_packets + session.down_packets) / duration;
+    report.packet_rate += rate.packets;
     report.bytes_out += out;
     report.bytes_in += in;
-    report.rate_out += out / duration * 8;
-    report.rate_in += in / duration * 8;
+    report.rate_out += (serving ? rate.down : rate.up) * 8;
+    report.rate_in += (serving ? rate.up : rate.down) * 8;
     if (session.server_delay != 0) {
         report.delay_sum += session.server_delay;
         report.delay_samples[delay_class(session.server_delay)]++;
@@ -189,7 +189,8 @@ std::vector<AssetReport> assets_of(const World& world)
     for (const Session& session : world.sessions)
         index.visit(session, [&](size_t asset, bool serving) {
             auto found = threats.find(&session);
-            count_session(session, serving, found == threats.end() ? 0 : found->second, reports[asset]);
+            count_session(session, rate_of(world, session), serving,
+                          found == threats.end() ? 0 : found->second, reports[asset]);
         });
     return reports;
 }

@@ -72,14 +72,15 @@ std::vector<Throughput> throughput_of(const Traffic& traffic)
         return records[found->second];
     };
     for (const Session& session : traffic.sessions) {
-        uint64_t up = session.up_bytes / duration_of(session);
-        uint64_t down = session.down_bytes / duration_of(session);
+        Rate rate = rate_of(traffic, session);
+        if (traffic.live && rate.packets == 0 && rate.up + rate.down == 0)
+            continue; // nothing moves any more
         Throughput& client = record(session.client, session.application);
-        client.outbound += up;
-        client.inbound += down;
+        client.outbound += rate.up;
+        client.inbound += rate.down;
         Throughput& server = record(session.server, session.application);
-        server.inbound += up;
-        server.outbound += down;
+        server.inbound += rate.up;
+        server.outbound += rate.down;
     }
     return records;
 }

@@ -18,7 +18,8 @@ uint8_t traffic_class(const Session& session);
 std::vector<const Session*> resets_of(const Traffic& traffic);
 
 // Bytes per second by address and application. A session counts at both its ends with its bytes divided by
-// its duration, so the sums over all records are the sums over the sessions.
+// its duration, so the sums over all records are the sums over the sessions; where the traffic is live, with
+// what it carried of late, and not at all once nothing moves.
 struct Throughput {
     uint32_t endpoint = 0;
     uint16_t application = 0;
@@ -93,8 +94,10 @@ struct Chart {
     std::vector<TimeSeries> series;
 };
 // A session's bytes and packets are spread evenly over its duration without loss; the session itself counts
-// in the bucket of its birth.
+// in the bucket of its birth. Of live traffic, sessions that were dropped count too, for three days.
 Chart chart_of(const Traffic& traffic, const ChartQuery& query);
+// Adds a session that is dropped to what later charts show of it.
+void remember(ChartHistory& history, const Session& session);
 
 struct ChartTag {
     const char* tag;
