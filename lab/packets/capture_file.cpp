@@ -39,12 +39,17 @@ private:
 
 std::unique_ptr<FrameSource> open_capture_file(const std::string& path, std::string& error)
 {
-    constexpr int first_of_pcapng = 0x0a; // no other kind of capture begins with it
     FILE* file = path == "-" ? stdin : fopen(path.c_str(), "rbe");
     if (file == nullptr) {
         error = strerror(errno);
         return nullptr;
     }
+    return open_capture_stream(file, error);
+}
+
+std::unique_ptr<FrameSource> open_capture_stream(FILE* file, std::string& error)
+{
+    constexpr int first_of_pcapng = 0x0a; // no other kind of capture begins with it
     int first = getc(file);
     ungetc(first, file);
     if (first == first_of_pcapng)

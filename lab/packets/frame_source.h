@@ -2,6 +2,7 @@
 // Where captured frames come from.
 #include "lab/packets/packet.h"
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -35,3 +36,4 @@ private:
 // Opens a capture file of any kind that libpcap reads, and pcapng; "-" is standard input. Null with the
 // reason in `error`.
 std::unique_ptr<FrameSource> open_capture_file(const std::string& path, std::string& error);
+std::unique_ptr<FrameSource> open_capture_stream(FILE* file, std::string& error); // closes the file

@@ -98,13 +98,6 @@ bool read_link(int link_type, Bytes frame, Packet& packet, Network& network)
     }
 }
 
-bool is_known_link(int link_type)
-{
-    constexpr int known[] = {DLT_EN10MB, DLT_LINUX_SLL, DLT_LINUX_SLL2, DLT_RAW,
-                             DLT_IPV4,   DLT_IPV6,      DLT_NULL,       DLT_LOOP};
-    return std::find(std::begin(known), std::end(known), link_type) != std::end(known);
-}
-
 // The rest of an IP datagram of `length` bytes, of which `bytes` were captured: a piece or a whole.
 Decoded decode_rest(Bytes bytes, uint32_t length, bool is_piece, Packet& packet, Fragment& fragment)
 {
@@ -246,6 +239,13 @@ Decoded decode_icmp(Bytes bytes, uint32_t length, Packet& packet)
 }
 
 } // namespace
+
+bool is_known_link(int link_type)
+{
+    constexpr int known[] = {DLT_EN10MB, DLT_LINUX_SLL, DLT_LINUX_SLL2, DLT_RAW,
+                             DLT_IPV4,   DLT_IPV6,      DLT_NULL,       DLT_LOOP};
+    return std::find(std::begin(known), std::end(known), link_type) != std::end(known);
+}
 
 Decoded decode_transport(Bytes bytes, uint32_t length, Packet& packet)
 {

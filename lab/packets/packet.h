@@ -51,6 +51,9 @@ struct Fragment {
 
 enum class Decoded { packet, fragment, not_ip, other_protocol, truncated, malformed, unknown_link };
 
+// Whether decode_frame() reads frames of this link type, as libpcap numbers them.
+bool is_known_link(int link_type);
+
 // Reads one frame. `packet` is complete for Decoded::packet; for Decoded::fragment it lacks the transport,
 // and `fragment` is filled. `frame_length` is the length on the wire.
 Decoded decode_frame(int link_type, Bytes frame, uint32_t frame_length, Packet& packet, Fragment& fragment);
