@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -64,6 +65,20 @@ bool install_dictionary()
     return !error;
 }
 
+// Renamed into place, too: clients read what is configured while the lab runs.
+void replace_file(const fs::path& target, const std::function<void(std::ostream&)>& write)
+{
+    fs::path fresh = target;
+    fresh += ".new";
+    std::ofstream file(fresh);
+    write(file);
+    file.close();
+    std::error_code error;
+    fs::rename(fresh, target, error);
+    if (error || !file.good())
+        fprintf(stderr, "vigil-lab: cannot write %s\n", target.c_str());
+}
+
 // A word of a configuration line: its values are split at blanks.
 std::string one_word(std::string text)
 {
@@ -72,9 +87,8 @@ std::string one_word(std::string text)
 }
 
 // Names of the hosts of the own network, ranges of the branches, sources of intelligence.
-void write_descriptions(const World& world)
+void write_descriptions(const World& world, std::ostream& file)
 {
-    std::ofstream file(below_root(place::configuration_directory) / "kestrel.conf");
     file << "# hosts\n";
     size_t hosts = 0;
     for (const Endpoint& endpoint : world.endpoints) {
@@ -93,9 +107,8 @@ void write_descriptions(const World& world)
             "malcitlgc id=1 name=shared-list cname=shared-list vendor=2\n";
 }
 
-void write_assets(const World& world)
+void write_assets(const World& world, std::ostream& file)
 {
-    std::ofstream file(below_root(place::assets_configuration));
     for (const AssetObjectGroup& group : world.asset_groups)
         file << "group id=" << group.id << " pid=" << group.parent << " name=" << one_word(group.name)
              << "\n";
@@ -178,12 +191,19 @@ bool install_software()
     return make_folders() && install_dictionary();
 }
 
+void describe(const World& world)
+{
+    replace_file(below_root(place::configuration_directory) / "kestrel.conf",
+                 [&](std::ostream& file) { write_descriptions(world, file); });
+    replace_file(below_root(place::assets_configuration),
+                 [&](std::ostream& file) { write_assets(world, file); });
+}
+
 bool install_appliance(const World& world, const std::string& vendor_list)
 {
     if (!install_software())
         return false;
-    write_descriptions(world);
-    write_assets(world);
+    describe(world);
     write_colours();
     install_vendors(vendor_list);
     return true;

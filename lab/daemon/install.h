@@ -15,3 +15,6 @@ bool install_software();
 // All of it. False with a message on standard error when something that the daemons cannot do without is
 // missing. `vendor_list`: the IEEE's list of prefixes; a missing one only costs the vendor names.
 bool install_appliance(const World& world, const std::string& vendor_list);
+
+// Writes anew what configuration files say of the world: hosts, branches, assets.
+void describe(const World& world);

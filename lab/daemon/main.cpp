@@ -1,6 +1,7 @@
 // The lab appliance: the three daemons over the real sockets and segments, for whoever has no appliance.
 #include "base/version.h"
 #include "lab/daemon/install.h"
+#include "lab/daemon/live_world.h"
 #include "lab/daemon/options.h"
 #include "lab/daemon/ring_writer.h"
 #include "lab/daemon/server.h"
@@ -16,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <sys/signalfd.h>
 
 namespace {
@@ -45,6 +47,53 @@ int use_root(const Options& options)
     return 0;
 }
 
+// What is served, of one of the kinds that the options name.
+struct Served {
+    Answerer answerer;
+    std::string contents; // for the ready line
+    std::function<const Traffic&()> traffic = []() -> const Traffic& {
+        static const Traffic nothing;
+        return nothing;
+    };
+    std::function<void(Server&)> join = [](Server&) {}; // before serving
+    std::function<void()> idle = [] {};
+    std::function<bool()> failed = [] { return false; };
+};
+
+template <class Answering> Answerer answerer_of(std::shared_ptr<Answering> answering)
+{
+    return [answering](Exchange& exchange) {
+        answering->answer(exchange.daemon, exchange.record, exchange.segment);
+    };
+}
+
+int serve_replay(const Options& options, Served& served)
+{
+    auto replay = std::make_shared<Replay>(options.replay);
+    if (!replay->open() || !install_software() || !replay->install())
+        return 1;
+    served.answerer = answerer_of(replay);
+    served.contents = replay->contents();
+    return 0;
+}
+
+int serve_live(const Options& options, Served& served)
+{
+    std::string error;
+    auto live = std::make_shared<LiveWorld>(options.live, options.bounds);
+    if (!live->open(error))
+        return fail(options.live + ": " + error);
+    if (!install_appliance(live->world(), options.vendors))
+        return 1;
+    served.answerer = [live](Exchange& exchange) { live->answer(exchange); };
+    served.contents = "sessions=0";
+    served.traffic = [live]() -> const Traffic& { return live->world(); };
+    served.join = [live](Server& server) { live->join(server); };
+    served.idle = [live] { live->idle(); };
+    served.failed = [live] { return live->failed(); };
+    return 0;
+}
+
 int make_world(const Options& options, World& world)
 {
     std::string error;
@@ -65,14 +114,24 @@ int make_world(const Options& options, World& world)
     return 0;
 }
 
-Answerer answerer_of(Appliance& appliance)
+int serve_world(const Options& options, Served& served)
 {
-    return [&](Exchange& exchange) { appliance.answer(exchange.daemon, exchange.record, exchange.segment); };
+    auto appliance = std::make_shared<Appliance>();
+    if (int status = make_world(options, appliance->world); status != 0)
+        return status;
+    if (!install_appliance(appliance->world, options.vendors))
+        return 1;
+    served.answerer = answerer_of(appliance);
+    served.contents = "sessions=" + std::to_string(appliance->world.sessions.size());
+    served.traffic = [appliance]() -> const Traffic& { return appliance->world; };
+    return 0;
 }
 
-Answerer answerer_of(Replay& replay)
+int prepare(const Options& options, Served& served)
 {
-    return [&](Exchange& exchange) { replay.answer(exchange.daemon, exchange.record, exchange.segment); };
+    return !options.replay.empty() ? serve_replay(options, served)
+           : !options.live.empty() ? serve_live(options, served)
+                                   : serve_world(options, served);
 }
 
 Answerer recorded(Recorder& recorder, Answerer answerer)
@@ -111,31 +170,27 @@ int main(int argc, char** argv)
         return fail(fault);
     if ((status = use_root(options)) != 0)
         return status;
-    Appliance appliance;
-    Replay replay(options.replay);
-    Recorder recorder(options.record);
-    bool replaying = !options.replay.empty();
-    if (!replaying && (status = make_world(options, appliance.world)) != 0)
+    Served served;
+    int stop = stop_descriptor(); // before there are threads, which would get the signals
+    if ((status = prepare(options, served)) != 0)
         return status;
-    if (replaying ? !replay.open() || !install_software() || !replay.install()
-                  : !install_appliance(appliance.world, options.vendors))
-        return 1;
-    Answerer answerer = replaying ? answerer_of(replay) : answerer_of(appliance);
+    Recorder recorder(options.record);
     if (!options.record.empty()) {
         if (!recorder.begin())
             return 1;
-        answerer = recorded(recorder, std::move(answerer));
+        served.answerer = recorded(recorder, std::move(served.answerer));
     }
-    int stop = stop_descriptor();
-    RingWriter ring(appliance.world, placed(place::capture_ring).text);
-    Server server(std::move(answerer));
+    RingWriter ring(served.traffic, placed(place::capture_ring).text);
+    Server server(served.answerer);
     server.watch(stop, [&] { server.stop(); });
     if (stop < 0 || !server.listen())
         return 1;
-    printf("ready %s %s\n", getenv("VIGIL_ROOT"),
-           replaying ? replay.contents().c_str()
-                     : ("sessions=" + std::to_string(appliance.world.sessions.size())).c_str());
+    served.join(server);
+    printf("ready %s %s\n", getenv("VIGIL_ROOT"), served.contents.c_str());
     fflush(stdout);
-    server.serve([&] { ring.fill(); });
-    return recorder.failed() ? 1 : 0;
+    server.serve([&] {
+        served.idle();
+        ring.fill();
+    });
+    return served.failed() ? 2 : recorder.failed() ? 1 : 0;
 }

@@ -6,8 +6,8 @@
 #include <variant>
 
 const char usage[] =
-    R"(usage: vigil-lab [--root DIR] [--capture FILE | --sessions N --seed S | --replay DIR] [--now T] [--vendors FILE]
-                 [--record DIR]
+    R"(usage: vigil-lab [--root DIR] [--sessions N --seed S | --capture FILE | --live INTERFACE | --replay DIR]
+                 [--now T] [--sessions-max N] [--age SECONDS] [--vendors FILE] [--record DIR]
        vigil-lab --version
 
 Serves vigil's three control sockets below DIR until SIGTERM or SIGINT. Prints "ready DIR" once it serves.
@@ -15,6 +15,10 @@ Serves vigil's three control sockets below DIR until SIGTERM or SIGINT. Prints "
 --root DIR      where everything goes: a folder without files, or one of an earlier run; the default is VIGIL_ROOT.
                 At most 79 bytes: sockets lie below it.
 --capture FILE  the world is the traffic of this capture file; "-" is standard input
+--live INTERFACE  the world grows with the traffic of this interface ("any": of all); "-" is a capture that is
+                written into standard input
+--sessions-max N  a live world holds so many sessions at most (default 65536): ended ones go first, then silent ones
+--age SECONDS   a live world forgets a session so long after its last packet (default 86400)
 --sessions N    the world is made up: so many sessions (default 1000) ...
 --seed S        ... the same for the same seed (default 1)
 --now T         the time at which a made-up world ends, seconds since the epoch (default: now)
@@ -34,14 +38,17 @@ struct OptionRow {
 };
 
 constexpr OptionRow rows[] = {
-    {"--root",     0,           [](Options& o) { return Field{&o.root}; }              },
-    {"--capture",  0,           [](Options& o) { return Field{&o.capture}; }           },
-    {"--sessions", 100'000'000, [](Options& o) { return Field{&o.generator.sessions}; }},
-    {"--seed",     UINT64_MAX,  [](Options& o) { return Field{&o.generator.seed}; }    },
-    {"--now",      UINT32_MAX,  [](Options& o) { return Field{&o.generator.now}; }     },
-    {"--record",   0,           [](Options& o) { return Field{&o.record}; }            },
-    {"--replay",   0,           [](Options& o) { return Field{&o.replay}; }            },
-    {"--vendors",  0,           [](Options& o) { return Field{&o.vendors}; }           },
+    {"--root",         0,           [](Options& o) { return Field{&o.root}; }              },
+    {"--live",         0,           [](Options& o) { return Field{&o.live}; }              },
+    {"--sessions-max", 100'000'000, [](Options& o) { return Field{&o.bounds.sessions}; }   },
+    {"--age",          UINT32_MAX,  [](Options& o) { return Field{&o.bounds.age}; }        },
+    {"--capture",      0,           [](Options& o) { return Field{&o.capture}; }           },
+    {"--sessions",     100'000'000, [](Options& o) { return Field{&o.generator.sessions}; }},
+    {"--seed",         UINT64_MAX,  [](Options& o) { return Field{&o.generator.seed}; }    },
+    {"--now",          UINT32_MAX,  [](Options& o) { return Field{&o.generator.now}; }     },
+    {"--record",       0,           [](Options& o) { return Field{&o.record}; }            },
+    {"--replay",       0,           [](Options& o) { return Field{&o.replay}; }            },
+    {"--vendors",      0,           [](Options& o) { return Field{&o.vendors}; }           },
 };
 
 // False when the field takes a number and the text is none.
@@ -81,7 +88,7 @@ std::string read_options(int argc, char** argv, Options& options)
         if (!take(value, row->most, row->field(options)))
             return key + " needs a number, not " + value;
     }
-    if (!options.replay.empty() && !options.capture.empty())
-        return "--replay answers from a recording, --capture from a capture: only one of them can be";
-    return "";
+    if (int{!options.replay.empty()} + int{!options.capture.empty()} + int{!options.live.empty()} > 1)
+        return "--capture, --live and --replay are different worlds: only one of them can be";
+    return options.bounds.sessions == 0 ? "--sessions-max needs at least 1" : "";
 }

@@ -1,12 +1,14 @@
 #pragma once
 // What vigil-lab is told when it starts.
+#include "lab/packets/live_traffic.h"
 #include "lab/world/generator.h"
 
 #include <string>
 
 struct Options {
-    std::string root, capture, record, replay, vendors = "/usr/share/ieee-data/oui.txt";
+    std::string root, capture, live, record, replay, vendors = "/usr/share/ieee-data/oui.txt";
     GeneratorOptions generator;
+    LiveBounds bounds;
     bool help = false, version = false;
 };
 

@@ -19,7 +19,8 @@ constexpr size_t lock_tries = 1000;
 
 } // namespace
 
-RingWriter::RingWriter(const Traffic& traffic, std::string path) : traffic_(traffic), path_(std::move(path))
+RingWriter::RingWriter(std::function<const Traffic&()> traffic, std::string path)
+    : traffic_(std::move(traffic)), path_(std::move(path))
 {
     if (!map() && access(path_.c_str(), F_OK) != 0 && create())
         map();
@@ -100,21 +101,23 @@ void RingWriter::unlock()
     std::atomic_ref<uint32_t>(reinterpret_cast<CaptureRingHeader*>(base_)->lock).store(0);
 }
 
-// The next packets of the sessions, round and round, behind a heartbeat that tells the blocks apart.
-std::string RingWriter::next_block()
+// The next packets of the sessions, round and round, behind a heartbeat that tells the blocks apart. Where
+// the traffic is another one than before, they go on at the same place.
+std::string RingWriter::next_block(const Traffic& traffic)
 {
+    const std::vector<Session>& sessions = traffic.sessions;
     std::string out = capture_file_header();
-    append_heartbeat(traffic_.sessions.empty() ? traffic_.now : traffic_.sessions[session_].birth, serial_,
-                     out);
-    for (size_t i = 0; i < packets_in_block && !traffic_.sessions.empty(); i++) {
+    session_ = session_ < sessions.size() ? session_ : 0;
+    append_heartbeat(sessions.empty() ? traffic.now : sessions[session_].birth, serial_, out);
+    for (size_t i = 0; i < packets_in_block && !sessions.empty(); i++) {
         if (out.size() + frame_record_max > bs_)
             break;
-        const Session& session = traffic_.sessions[session_];
-        append_frame(traffic_, session, frame_, out);
+        const Session& session = sessions[session_];
+        append_frame(traffic, session, std::min(frame_, frames_of(session) - 1), out);
         if (++frame_ < frames_of(session))
             continue;
         frame_ = 0;
-        session_ = (session_ + 1) % traffic_.sessions.size();
+        session_ = (session_ + 1) % sessions.size();
     }
     return out;
 }
@@ -127,7 +130,8 @@ bool RingWriter::fill_slot(uint32_t i)
     std::atomic_ref<uint32_t> state(slot->state);
     if (state.load(std::memory_order_acquire) != capture_slot::empty)
         return true;
-    std::string block = next_block();
+    const Traffic& traffic = traffic_();
+    std::string block = next_block(traffic);
     if (block.size() > bs_)
         return true;
     char* data = base_ + sizeof(CaptureRingHeader) + sizeof(CaptureSlot) * uint64_t{cnt_} + uint64_t{bs_} * i;
@@ -136,7 +140,7 @@ bool RingWriter::fill_slot(uint32_t i)
         return false;
     slot->length = static_cast<uint32_t>(block.size());
     slot->writer_data[0] = serial_++;
-    slot->writer_data[1] = traffic_.now;
+    slot->writer_data[1] = traffic.now;
     state.store(capture_slot::full, std::memory_order_release);
     unlock();
     return true;

@@ -3,12 +3,14 @@
 #include "lab/world/traffic.h"
 #include "wire/capture_ring.h"
 
+#include <functional>
 #include <string>
 
 class RingWriter {
 public:
-    // The ring file's path; it is made, with small blocks, when it does not exist.
-    RingWriter(const Traffic& traffic, std::string path);
+    // The traffic is asked for with each block that is filled. The ring file at `path` is made, with small
+    // blocks, when it does not exist.
+    RingWriter(std::function<const Traffic&()> traffic, std::string path);
     ~RingWriter();
     RingWriter(const RingWriter&) = delete;
 
@@ -21,12 +23,12 @@ private:
     bool map();
     void unmap();
     bool is_ring(uint64_t size) const;
-    std::string next_block();
+    std::string next_block(const Traffic& traffic);
     bool fill_slot(uint32_t i);
     bool try_lock();
     void unlock();
 
-    const Traffic& traffic_;
+    std::function<const Traffic&()> traffic_;
     std::string path_;
     char* base_ = nullptr;
     uint64_t size_ = 0, device_ = 0, inode_ = 0;

@@ -128,8 +128,17 @@ void Server::watch(int fd, std::function<void()> ready)
     watched_.push_back({fd, std::move(ready)});
 }
 
+// The entry goes later: it may be the one that is being called.
+void Server::unwatch(int fd)
+{
+    for (Watched& watched : watched_)
+        if (watched.fd == fd)
+            watched.fd = -1;
+}
+
 void Server::wait_and_advance()
 {
+    std::erase_if(watched_, [](const Watched& watched) { return watched.fd < 0; });
     std::vector<pollfd> polled;
     auto add = [&](int fd) { polled.push_back({fd, POLLIN, 0}); };
     for (const Watched& watched : watched_)

@@ -19,6 +19,7 @@ public:
     bool listen();
     // Has `ready` called from the loop whenever `fd` is readable. It must not wait: all clients wait with it.
     void watch(int fd, std::function<void()> ready);
+    void unwatch(int fd);
     // Serves until stop(); calls `idle` about five times a second.
     void serve(const std::function<void()>& idle);
     void stop() { stopped_ = true; }

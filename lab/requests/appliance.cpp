@@ -44,6 +44,37 @@ std::span<const std::span<const Route>> all_routes()
     return routes;
 }
 
+bool is_change(uint32_t code)
+{
+    switch (code) {
+    case verb::disable:
+    case verb::add:
+    case verb::remove:
+    case verb::set:
+    case verb::load:
+    case verb::config:
+    case 121: // to a table: add, remove, clear, load
+    case 122:
+    case 125:
+    case 249:
+        return true;
+    default:
+        return false;
+    }
+}
+
+Appliance::Appliance(Appliance& earlier, bool earlier_goes_on, const std::function<Traffic()>& traffic)
+    : requests_(earlier.requests_)
+{
+    if (earlier_goes_on) {
+        static_cast<Knowledge&>(world) = earlier.world;
+    } else {
+        static_cast<Knowledge&>(world) = std::move(earlier.world);
+        earlier = {};
+    }
+    static_cast<Traffic&>(world) = traffic();
+}
+
 void Appliance::answer(uint8_t daemon, RequestRecord& record, std::span<char> segment)
 {
     bool generic = record.code >= verb::first && record.code <= verb::last;
@@ -54,8 +85,8 @@ void Appliance::answer(uint8_t daemon, RequestRecord& record, std::span<char> se
     else if (!turn.refused())
         answer_raw(daemon, record, turn);
     turn.finish();
-    if (requests_.contains(module) || requests_.size() < 1000) {
-        Requests& counts = requests_[module];
+    if (requests_->contains(module) || requests_->size() < 1000) {
+        Requests& counts = (*requests_)[module];
         (turn.refused() ? counts.refused : counts.answered)++;
     }
 }

@@ -3,11 +3,17 @@
 #include "lab/requests/turn.h"
 #include "lab/views/kept.h"
 
+#include <functional>
 #include <map>
 #include <string>
 
 class Appliance {
 public:
+    Appliance() = default;
+    // The appliance with other traffic: what operators set up and what was asked goes on. Where `earlier` is to
+    // answer no more it is emptied before the new traffic is made.
+    Appliance(Appliance& earlier, bool earlier_goes_on, const std::function<Traffic()>& traffic);
+
     World world;
 
     // Replaces the request by its reply and writes the answer into the segment.
@@ -15,7 +21,7 @@ public:
 
     void changed() { revision_++; } // what operators set up is no longer what it was
 
-    // The views that requests share. The first three depend on the traffic alone, which does not change.
+    // The views that requests share. The first three depend on the traffic alone, which does not change here.
     const std::vector<const Session*>& resets();
     const std::vector<Throughput>& throughput();
     const std::vector<HostReport>& hosts();
@@ -36,18 +42,22 @@ public:
     struct Requests {
         uint64_t answered = 0, refused = 0;
     };
-    const std::map<std::string, Requests>& requests() const { return requests_; }
+    const std::map<std::string, Requests>& requests() const { return *requests_; }
 
 private:
     void answer_generic(uint8_t daemon, Turn& turn);
     void answer_raw(uint8_t daemon, RequestRecord& record, Turn& turn);
 
     uint64_t revision_ = 0;
-    std::map<std::string, Requests> requests_;
+    std::shared_ptr<std::map<std::string, Requests>> requests_ =
+        std::make_shared<std::map<std::string, Requests>>();
     KeptViews views_;
 };
 
 using RequestHandler = void(Appliance& appliance, Turn& turn);
+
+// Whether a request asks for something to be changed.
+bool is_change(uint32_t code);
 
 // One request that a daemon serves.
 struct Route {

@@ -163,6 +163,9 @@ void ids_remove(Appliance& appliance, Turn& turn)
     });
     if (removed == 0)
         return turn.refuse(lab_error::unknown, "NOT_FOUND");
+    for (Signature& signature : world.signatures)
+        if (filter.passes(signature))
+            signature.forgotten = world.now;
     appliance.changed();
 }
 

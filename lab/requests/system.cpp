@@ -84,6 +84,16 @@ void say_totals(Turn& turn, const char* name, const Totals& totals)
     turn.say("%s sessions=%lu bytes=%lu packets=%lu\n", name, totals.sessions, totals.bytes, totals.packets);
 }
 
+// What a live world had to let go, and how its frames come.
+void say_live(Turn& turn, const LiveDetails& live)
+{
+    static constexpr const char* inputs[] = {"open", "ended", "failed"};
+    const DroppedCounts& dropped = live.dropped;
+    say_totals(turn, "dropped", {dropped.sessions, dropped.bytes, dropped.packets});
+    turn.say("dropped_because ended=%lu silent=%lu aged=%lu\n", dropped.ended, dropped.silent, dropped.aged);
+    turn.say("input state=%s lost_packets=%lu\n", inputs[static_cast<size_t>(live.input)], live.lost);
+}
+
 // By application; tag= names one.
 void log_stat(Appliance& appliance, Turn& turn)
 {
@@ -97,8 +107,11 @@ void log_stat(Appliance& appliance, Turn& turn)
     for (const LabApplication& application : lab_applications)
         if (by_application.contains(application.id) && (tag.empty() || tag == application.name))
             say_totals(turn, application.name, by_application[application.id]);
-    if (tag.empty())
-        say_totals(turn, "total", all);
+    if (!tag.empty())
+        return;
+    say_totals(turn, "total", all);
+    if (appliance.world.live)
+        say_live(turn, *appliance.world.live);
 }
 
 void log_get(Appliance& appliance, Turn& turn)

@@ -14,11 +14,14 @@ constexpr uint16_t busy_path = 1, malicious = 2, slow_answer = 3, asset = 4;
 // The pieces of furnish(), in the order in which it uses them. Each fills only what is still empty.
 void place_endpoints(World& world);
 void furnish_indicators(World& world);
-void furnish_signatures(World& world);
+void furnish_signatures(World& world); // and their hits
 void furnish_event_rules(World& world);
 void furnish_assets(World& world);
 void furnish_topology(World& world);
 void furnish_lists(World& world);
+
+// Finds the hits of the signatures among the sessions that there are.
+void hit_signatures(World& world);
 
 // Endpoints by how many sessions they served or asked for, busiest first; ties in order of appearance. Those
 // with none are left out.

@@ -127,13 +127,19 @@ void furnish_signatures(World& world)
     if (!world.signatures.empty())
         return;
     for (const SignatureRow& row : signature_rows)
-        world.signatures.push_back({row.sid, row.category, row.message, true});
+        world.signatures.push_back({row.sid, row.category, row.message});
+    hit_signatures(world);
+}
+
+void hit_signatures(World& world)
+{
+    world.signature_hits.clear();
     for (uint32_t i = 0; i < world.sessions.size(); i++) {
         const Session& session = world.sessions[i];
         if (world.address(session.client).ipv6)
             continue; // the session records of the detector hold IPv4 addresses
         for (uint32_t k = 0; k < std::size(signature_rows); k++)
-            if (signature_rows[k].matches(session))
+            if (session.birth > world.signatures[k].forgotten && signature_rows[k].matches(session))
                 world.signature_hits.push_back({i, k});
     }
 }

@@ -42,7 +42,8 @@ struct Signature {
     uint32_t sid = 0;
     uint8_t category = 0;
     std::string message;
-    bool enabled = true; // a disabled category shows no sessions, alerts or hits
+    bool enabled = true;    // a disabled category shows no sessions, alerts or hits
+    uint32_t forgotten = 0; // operators removed the hits of sessions that began until then
 };
 
 struct SignatureHit {
