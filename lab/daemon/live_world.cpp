@@ -74,9 +74,8 @@ void LiveWorld::end_input()
 {
     input_state_ = source_->state();
     server_->unwatch(source_->descriptor());
-    const Traffic& traffic = world();
     std::string counts =
-        "sessions=" + std::to_string(traffic.sessions.size()) + ' ' + counts_text(traffic.capture);
+        "sessions=" + std::to_string(traffic_.sessions()) + ' ' + counts_text(traffic_.counts());
     const char* reason = source_->reason().c_str();
     bool is_capture = input_ == standard_input;
     if (input_state_ == InputState::failed)
@@ -84,7 +83,7 @@ void LiveWorld::end_input()
                 is_capture ? "; what came before it counts" : "; tried again every second");
     if (is_capture)
         fprintf(stderr, "vigil-lab: %s: %s\n", input_.c_str(), counts.c_str());
-    failed_ = is_capture && input_state_ == InputState::failed && traffic.capture.packets == 0;
+    failed_ = is_capture && input_state_ == InputState::failed && traffic_.counts().packets == 0;
     if (failed_)
         server_->stop();
     next_try_ = Clock::now() + between_tries;

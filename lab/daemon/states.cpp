@@ -11,6 +11,15 @@ constexpr size_t states_max = 3;
 // How long a listing may be silent before its state may make room for a newer one.
 constexpr auto patience = std::chrono::seconds(10);
 
+void refuse(RequestRecord& record)
+{
+    record.error = lab_error::unknown;
+    record.text.assign("STATE_GONE");
+    record.count = 0;
+    record.length = 0;
+    record.last_batch = 1;
+}
+
 } // namespace
 
 States::States(std::shared_ptr<Appliance> first, Make make, std::function<bool()> has_news)
@@ -68,11 +77,8 @@ void States::answer(Exchange& exchange)
 {
     Key key{int32_t{exchange.record.segment_id}, uint32_t{exchange.record.code}};
     Appliance* state = state_for(key, exchange.record);
-    if (state == nullptr) {
-        exchange.record.error = lab_error::unknown;
-        exchange.record.text.assign("STATE_GONE");
-        return;
-    }
+    if (state == nullptr)
+        return refuse(exchange.record);
     auto listing = listings_.find(key);
     std::shared_ptr<Appliance> held =
         listing != listings_.end() && listing->second.state.get() == state ? listing->second.state : newest_;

@@ -22,6 +22,8 @@ public:
     // What a capture of the sessions there are would have given: a world's traffic, without its charts of
     // dropped sessions.
     Traffic state(uint32_t now);
+    size_t sessions() const { return order_.size(); }
+    const CaptureCounts& counts() const { return traffic_.capture; }
     uint64_t changes() const { return changes_; } // differs when the state does, but for its time
     uint32_t newest() const { return newest_; }   // seconds since the epoch of the latest packet
 

@@ -1,6 +1,6 @@
 // The lab appliance serves the built vigil: its reports agree with each other, its settings show in later
 // lists, and nothing stays behind.
-#include "tests/support/program.h"
+#include "tests/support/lab.h"
 
 #include <algorithm>
 #include <csignal>
@@ -19,71 +19,6 @@
 
 namespace {
 
-// vigil-lab below a private root, from its ready line to its end.
-class Lab {
-public:
-    // A made-up world of so many sessions, or the traffic of a capture file.
-    explicit Lab(const std::string& sessions, const std::string& capture = "")
-    {
-        std::vector<std::string> words{"vigil-lab", "--root", root_.path()};
-        if (capture.empty())
-            words.insert(words.end(), {"--sessions", sessions, "--seed", "5", "--now", "1790000000"});
-        else
-            words.insert(words.end(), {"--capture", capture});
-        std::vector<char*> arguments;
-        for (std::string& word : words)
-            arguments.push_back(word.data());
-        arguments.push_back(nullptr);
-        int out[2];
-        if (pipe2(out, O_CLOEXEC) != 0 || (pid_ = fork()) < 0)
-            throw std::runtime_error("fork");
-        if (pid_ == 0) {
-            dup2(out[1], 1);
-            execv(VIGIL_BINARY_DIR "/lab/vigil-lab", arguments.data());
-            _exit(127);
-        }
-        close(out[1]);
-        pollfd ready{out[0], POLLIN, 0};
-        char line[256] = "";
-        EXPECT_EQ(poll(&ready, 1, 120'000), 1) << "no ready line";
-        EXPECT_GT(read(out[0], line, sizeof line - 1), 0);
-        EXPECT_EQ(std::string(line), "ready " + root_.path() + " sessions=" + sessions + "\n");
-        close(out[0]);
-    }
-    ~Lab() { EXPECT_EQ(stop(), 0); }
-    Lab(const Lab&) = delete;
-
-    int stop()
-    {
-        int status = 0;
-        if (pid_ < 0)
-            return 0;
-        kill(pid_, SIGTERM);
-        waitpid(pid_, &status, 0);
-        pid_ = -1;
-        for (const char* socket : {"/var/tmp/obslog.d", "/usr/ramdisk/var/mgmt.d", "/usr/ramdisk/var/obschartd.d"})
-            EXPECT_FALSE(std::filesystem::exists(root_.path() + socket)) << socket;
-        return status;
-    }
-
-    std::string run(const std::string& command, int status = 0) const
-    {
-        std::istringstream words(command);
-        std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
-        Program program(arguments, environment_below(root_.path()));
-        auto& run = program.wait();
-        EXPECT_EQ(run.status, status) << command << ": " << run.output;
-        EXPECT_EQ(segments_of(run.pid), 0) << command;
-        return run.output;
-    }
-
-    const std::string& root() const { return root_.path(); }
-
-private:
-    PrivateRoot root_;
-    pid_t pid_ = -1;
-};
-
 std::vector<std::vector<std::string>> rows_of(const std::string& text)
 {
     std::vector<std::vector<std::string>> rows;
@@ -97,7 +32,7 @@ std::vector<std::vector<std::string>> rows_of(const std::string& text)
 
 TEST(Lab, ReportsOfOneWorldAgree)
 {
-    Lab lab("6000"); // more than one batch
+    Lab lab(made_up("6000")); // more than one batch
     auto sessions = rows_of(lab.run("ipobj listbussflow limit=100000 lang=en"));
     ASSERT_EQ(sessions.size(), 6001U);
     EXPECT_EQ(sessions.back(), (std::vector<std::string>{"total", "6000"}));
@@ -142,7 +77,7 @@ TEST(Lab, ReportsOfOneWorldAgree)
 
 TEST(Lab, SettingsShowInLaterLists)
 {
-    Lab lab("300");
+    Lab lab(made_up("300"));
     static const struct {
         const char* command;
         const char* output;
@@ -220,13 +155,14 @@ std::vector<std::string> sizes_of(const Lab& lab)
 
 TEST(Lab, CapturesAreCaptureFiles)
 {
-    Lab lab("200");
+    Lab lab(made_up("200"));
     lab.run("mempcap config max=1000000"); // everything
     std::string dump = lab.run("mempcap dump");
     EXPECT_GT(dump.size(), 200'000U); // several exchanges
     EXPECT_NE(lab.run("mempcap stat").find("packets=" + std::to_string(packets_in(dump)) + " "), std::string::npos);
     write_file(lab.root() + "/log/dump.pcap", dump);
-    Lab again("200", lab.root() + "/log/dump.pcap"); // the packets that it read are those that were dumped
+    Lab again(of_capture(lab.root() + "/log/dump.pcap",
+                         "200")); // the packets that it read are those that were dumped
     EXPECT_EQ(sizes_of(again), sizes_of(lab));
 
     EXPECT_EQ(lab.run("mempcap add ip=192.0.2.1"), "id=1\n");
@@ -274,7 +210,7 @@ TEST(Lab, TheFilesOfOthersAreLeftAlone)
 
 TEST(Lab, BadClientsCostOnlyThemselves)
 {
-    Lab lab("200");
+    Lab lab(made_up("200"));
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
     (lab.root() + "/usr/ramdisk/var/mgmt.d").copy(address.sun_path, sizeof address.sun_path - 1);
     auto connected = [&] {

@@ -65,10 +65,7 @@ struct Watched {
     ChartHistory history;
     LiveTraffic live;
 
-    explicit Watched(const LiveBounds& bounds)
-        : live(bounds, [this](const Session& session) { remember(history, session); })
-    {
-    }
+    explicit Watched(const LiveBounds& bounds) : live(bounds, [this](const Session& session) { remember(history, session); }) {}
     void add(uint32_t time, const std::string& bytes)
     {
         Frame frame{.time = uint64_t{time} * 1'000'000,
@@ -90,13 +87,11 @@ struct Watched {
 std::string text_of(const Traffic& traffic, const Session& s)
 {
     auto word = [](auto number) { return ' ' + std::to_string(number); };
-    return address_text(traffic.address(s.client)) + word(s.client_port) + ' ' +
-           address_text(traffic.address(s.server)) + word(s.server_port) + word(s.protocol) + word(s.birth) +
-           word(s.last) + word(s.up_packets) + word(s.up_bytes) + word(s.down_packets) + word(s.down_bytes) +
-           word(s.application) + word(s.server_delay) + word(s.up_retransmissions) + ' ' +
-           std::string{traffic.text(s.host)} + '|' + std::string{traffic.text(s.request)} + '|' +
-           std::string{traffic.text(s.banner)} + '|' + std::string{traffic.text(s.agent)} + '|' +
-           traffic.name_of(s.client) + '|' + traffic.name_of(s.server) + '|' +
+    return address_text(traffic.address(s.client)) + word(s.client_port) + ' ' + address_text(traffic.address(s.server)) +
+           word(s.server_port) + word(s.protocol) + word(s.birth) + word(s.last) + word(s.up_packets) + word(s.up_bytes) +
+           word(s.down_packets) + word(s.down_bytes) + word(s.application) + word(s.server_delay) + word(s.up_retransmissions) + ' ' +
+           std::string{traffic.text(s.host)} + '|' + std::string{traffic.text(s.request)} + '|' + std::string{traffic.text(s.banner)} +
+           '|' + std::string{traffic.text(s.agent)} + '|' + traffic.name_of(s.client) + '|' + traffic.name_of(s.server) + '|' +
            traffic.location(s.server).carrier;
 }
 
@@ -107,8 +102,7 @@ std::vector<std::string> texts_of(const Traffic& traffic)
         texts.push_back(text_of(traffic, session));
     for (const auto* log : traffic.logs())
         for (const ProtocolEvent& event : *log)
-            texts.push_back(address_text(traffic.address(event.client)) + ' ' + std::to_string(event.time) +
-                            ' ' + event.text);
+            texts.push_back(address_text(traffic.address(event.client)) + ' ' + std::to_string(event.time) + ' ' + event.text);
     return texts;
 }
 
@@ -151,24 +145,14 @@ TEST(LabLive, EndedSessionsGoFirstThenTheLongestSilent)
         {"as many as there is room for", 2, {{1, true, S}, {2, true, S}}, {1, 2}, 0, 0},
         {"the longest silent goes", 2, {{1, true, S}, {2, true, S}, {3, true, S}}, {2, 3}, 0, 1},
         {"who speaks again stays", 2, {{1, true, S}, {2, true, S}, {1, true, A}, {3, true, S}}, {1, 3}, 0, 1},
-        {"a reset one before a silent one",
-         2,
-         {{1, true, S}, {2, true, S}, {2, false, R}, {3, true, S}},
-         {1, 3},
-         1,
-         0},
+        {"a reset one before a silent one", 2, {{1, true, S}, {2, true, S}, {2, false, R}, {3, true, S}}, {1, 3}, 1, 0},
         {"one that both sides closed before a silent one",
          2,
          {{1, true, S}, {2, true, S}, {2, true, F | A}, {2, false, F | A}, {3, true, S}},
          {1, 3},
          1,
          0},
-        {"one side alone ends nothing",
-         2,
-         {{1, true, S}, {2, true, S}, {2, true, F | A}, {3, true, S}},
-         {2, 3},
-         0,
-         1},
+        {"one side alone ends nothing", 2, {{1, true, S}, {2, true, S}, {2, true, F | A}, {3, true, S}}, {2, 3}, 0, 1},
         {"of the ended ones the oldest",
          3,
          {{1, true, S}, {2, true, S}, {3, true, S}, {3, true, R}, {2, true, R}, {4, true, S}},
@@ -256,8 +240,7 @@ TEST(LabLive, DroppedSessionsStayInChartsAndTakeNoMemory)
     for (const TimeSeries& series : chart.series)
         sums.push_back(std::accumulate(series.values.begin(), series.values.end(), uint64_t{0}));
     EXPECT_EQ(sums, (std::vector<uint64_t>{sessions, bytes}));
-    EXPECT_EQ(chart_of(state, {.hours = 48, .path = 2, .tags = {"flows"}}).series[0].values,
-              std::vector<uint64_t>(chart.times.size()));
+    EXPECT_EQ(chart_of(state, {.hours = 48, .path = 2, .tags = {"flows"}}).series[0].values, std::vector<uint64_t>(chart.times.size()));
 }
 
 // Sessions older than the history's three days are gone from it; what is younger stays where it was.
