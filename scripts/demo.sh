@@ -3,6 +3,8 @@
 #   scripts/demo.sh         a short tour: each command line with its output
 #   scripts/demo.sh shell   a shell in which vigil works against the appliance; leaving it ends the appliance
 #   scripts/demo.sh web [PORT]   a page in the browser, served on this machine only; Ctrl-C ends page and appliance
+#   scripts/demo.sh live [INTERFACE]   an appliance that watches this interface, which needs the right to capture, or
+#                           without one the loopback of a network namespace of its own, in which programs talk
 #   scripts/demo.sh all     every verb that is built; fails on an empty answer where there is something to show
 #   scripts/demo.sh fleet N N lab appliances asked at once (docs/fleet.md), 5 unless said otherwise
 # LAB_ARGUMENTS replaces what the appliance is started with, for example "--sessions 100000 --seed 7" or
@@ -11,9 +13,9 @@ set -eu
 cd "$(dirname "$0")/.."
 mode=${1:-tour}
 case $mode in
-tour | shell | all | fleet | web) ;;
+tour | shell | all | fleet | web | live) ;;
 *)
-    echo "usage: scripts/demo.sh [shell|all|fleet N|web [PORT]]" >&2
+    echo "usage: scripts/demo.sh [shell|all|fleet N|web [PORT]|live [INTERFACE]]" >&2
     exit 2
     ;;
 esac
@@ -25,6 +27,7 @@ fleet*)
     exit 2
     ;;
 esac
+interface=${2:-}
 port=${2:-8080}
 case $mode$port in
 web*[!0-9]* | web??????*)
@@ -39,6 +42,7 @@ give_up() {
 }
 work=
 lab=
+runner=
 fleet=
 web=
 finish() {
@@ -113,7 +117,7 @@ start_lab() {
     PATH=$PWD/build:$PATH
     export VIGIL_ROOT TZ PATH
     # shellcheck disable=SC2086 # words
-    build/lab/vigil-lab ${LAB_ARGUMENTS:---capture tests/data/sample.pcap} >"$work/lab" 2>"$work/lab.errors" &
+    $runner build/lab/vigil-lab ${LAB_ARGUMENTS:---capture tests/data/sample.pcap} >"$work/lab" 2>"$work/lab.errors" &
     lab=$!
     waited=0
     until [ -s "$work/lab" ]; do
@@ -170,6 +174,7 @@ tour() {
     cat <<'END'
 
 What to try next:
+    scripts/demo.sh live                                      traffic as it comes
     scripts/demo.sh shell                                     a shell with this appliance, for commands of your own
     scripts/demo.sh web                                       the same as a page in the browser
     scripts/demo.sh all                                       every verb
@@ -213,9 +218,11 @@ if [ "$mode" = fleet ]; then
 fi
 case $mode in
 web) scripts/setup.sh --web ;;
+live) scripts/setup.sh --live ;;
 *) scripts/setup.sh ;;
 esac
 build
+[ "$mode" != live ] || . scripts/demo_live.sh
 start_lab
 case $mode in
 tour) tour ;;
@@ -225,5 +232,6 @@ shell)
     "${SHELL:-/bin/sh}" || true
     ;;
 web) serve_page ;;
+live) watch_live ;;
 all) . scripts/demo_verbs.sh ;;
 esac

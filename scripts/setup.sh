@@ -6,6 +6,7 @@
 #   scripts/setup.sh --fleet   also what scripts/demo.sh fleet needs
 #   scripts/setup.sh --web     also what the page in examples/web needs
 #   scripts/setup.sh --web-test   also what its test needs: a browser and what drives it
+#   scripts/setup.sh --live    also the programs that talk in scripts/demo.sh live
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
 set -eu
 
@@ -19,8 +20,9 @@ for option in "$@"; do
     --web-test)
         packages="$packages python3 lighttpd libjs-dygraphs chromium chromium-driver python3-selenium fonts-droid-fallback"
         ;;
+    --live) packages="$packages iproute2 curl openssl" ;;
     *)
-        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--bench]" >&2
+        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--live] [--bench]" >&2
         exit 2
         ;;
     esac
