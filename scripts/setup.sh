@@ -8,6 +8,7 @@
 #   scripts/setup.sh --web-test   also what its test needs: a browser and what drives it
 #   scripts/setup.sh --live    also the programs that talk in scripts/demo.sh live
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
+# With CXX=clang++ in the environment also that compiler.
 set -eu
 
 packages="g++ cmake make libfmt-dev libgtest-dev nettle-dev libpcap-dev ieee-data python3 python3-jsonschema"
@@ -27,6 +28,10 @@ for option in "$@"; do
         ;;
     esac
 done
+
+case ${CXX:-} in
+*clang*) packages="$packages clang libclang-rt-dev" ;;
+esac
 
 missing=
 for package in $packages; do

@@ -36,10 +36,14 @@ echo "== include rules"
 scripts/check_includes.sh || fail "include rules"
 
 # Only the linker sees that two files give one name two meanings, and only when it is shown the types.
-echo "== one definition a name"
-cmake -B build/odr -DCMAKE_BUILD_TYPE=None -DBUILD_TESTING=OFF \
-    -DCMAKE_CXX_FLAGS="-flto=auto -Werror=odr -Werror=lto-type-mismatch" >/dev/null
-cmake --build build/odr -j "$jobs" --target vigil vigil-lab >/dev/null || fail "one definition a name"
+if grep -q '^CMAKE_CXX_COMPILER:.*clang' build/CMakeCache.txt; then
+    echo "== one definition a name: skipped, only g++ looks for it"
+else
+    echo "== one definition a name"
+    cmake -B build/odr -DCMAKE_BUILD_TYPE=None -DBUILD_TESTING=OFF \
+        -DCMAKE_CXX_FLAGS="-flto=auto -Werror=odr -Werror=lto-type-mismatch" >/dev/null
+    cmake --build build/odr -j "$jobs" --target vigil vigil-lab >/dev/null || fail "one definition a name"
+fi
 
 sources() {
     find base wire link common reports cli lab tools tests bench -name '*.h' -o -name '*.cpp' 2>/dev/null

@@ -1,0 +1,100 @@
+#!/bin/sh
+# 64-bit Arm: builds with the cross compiler and runs the program suite, the unit tests and every verb of the demo under
+# qemu-aarch64, which must print what this machine's build prints, byte for byte. As root, in a bare system (chroots.sh);
+# the trees stay in build-cross/. What cannot run there is printed with its reason.
+set -eu
+cd "$(dirname "$0")/.."
+trees=build-cross
+
+# Tests that say nothing about the program under qemu: name, and why.
+cannot_run() {
+    cat <<'END'
+END
+}
+
+build() {
+    echo "== building for this machine, and for arm64"
+    cmake -S . -B $trees/native -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ >/dev/null
+    cmake -S . -B $trees/arm64 -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=aarch64 \
+        -DCMAKE_C_COMPILER=aarch64-linux-gnu-gcc -DCMAKE_CXX_COMPILER=aarch64-linux-gnu-g++ >/dev/null
+    cmake --build $trees/native -j "$(nproc)" --target program_tests
+    cmake --build $trees/arm64 -j "$(nproc)" --target vigil vigil-json vigil-lab vigil-ouidb unit_tests \
+        dict_full dict_no_axpdict dict_no_usraxps dict_no_usragps dict_faulty faults
+    file $trees/arm64/vigil | grep -q 'ARM aarch64'
+}
+
+# serve MACHINE COMMAND...: a lab of that machine below the same root as the other one's, all of the demo against it.
+# Every output lies in $results/MACHINE, numbered.
+demo_of() {
+    machine=$1
+    shift
+    run_it=$*
+    rm -rf "$work/root" "${results:?}/$machine"
+    mkdir -p "$work/root" "$results/$machine"
+    export VIGIL_ROOT="$work/root" TZ=UTC0
+    : >"$work/lab"
+    $run_it $trees/"$machine"/lab/vigil-lab --sessions 2000 --seed 3 --now 1790000000 >"$work/lab" 2>"$work/errors" &
+    lab=$!
+    until [ -s "$work/lab" ]; do
+        kill -0 "$lab"
+        sleep 0.2
+    done
+    number=0
+    # shellcheck disable=SC2317 # called by demo_verbs.sh
+    vigil() {
+        number=$((number + 1))
+        code=0
+        $run_it $trees/"$machine"/vigil "$@" >"$results/$machine/$number" || code=$?
+        cat "$results/$machine/$number"
+        printf '\n$ vigil %s (status %s)\n' "$*" "$code" >>"$results/$machine/$number"
+        return $code
+    }
+    LAB_ARGUMENTS=given # an empty answer is none of our business
+    (. scripts/demo_verbs.sh) >"$work/demo" || {
+        tail -n 20 "$work/demo"
+        return 1
+    }
+    kill "$lab"
+    wait "$lab"
+}
+
+compare_demo() {
+    echo "== every verb of the demo, arm64 beside this machine"
+    work=$(mktemp -d /tmp/vigil.XXXXXX)
+    results=$work/results
+    demo_of native env
+    demo_of arm64 qemu-aarch64
+    diff -r "$results/native" "$results/arm64" || return 1
+    echo "$(find "$results/native" -type f | wc -l) command lines, the same bytes and statuses"
+    rm -rf "$work"
+}
+
+program_suite() {
+    echo "== program suite, each program under qemu-aarch64"
+    gcc -O1 -Wall -Werror -static -o $trees/under_qemu scripts/under_qemu.c
+    for program in vigil vigil-json lab/vigil-lab tools/vigil-ouidb; do
+        mount --bind $trees/under_qemu $trees/native/$program
+    done
+    for folder in tests/dict lab/lab_dict.so tests/faults.so; do
+        mount --bind $trees/arm64/$folder $trees/native/$folder
+    done
+    left_out=$(cannot_run | cut -d ' ' -f 1 | paste -s -d :)
+    cannot_run | sed 's/^\([^ ]*\) */cannot run here: \1: /'
+    $trees/native/tests/program_tests --gtest_brief=1 --gtest_filter="*${left_out:+-$left_out}"
+}
+
+unit_suite() {
+    echo "== unit tests under qemu-aarch64"
+    qemu-aarch64 $trees/arm64/tests/unit_tests --gtest_brief=1
+}
+
+if [ "${1:-}" = --inside ]; then
+    build
+    compare_demo
+    unit_suite
+    program_suite
+    exit 0
+fi
+. scripts/chroots.sh
+make_chroot cross bookworm amd64,arm64 "$cross_packages"
+in_chroot cross "$PWD" sh scripts/cross.sh --inside
