@@ -8,6 +8,7 @@
 #   scripts/setup.sh --web-test   also what its test needs: a browser and what drives it
 #   scripts/setup.sh --live    also the programs that talk in scripts/demo.sh live
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
+#   scripts/setup.sh --package  also what makes packages and bare systems
 # With CXX=clang++ in the environment also that compiler.
 set -eu
 
@@ -16,6 +17,7 @@ for option in "$@"; do
     case $option in
     --dev) packages="$packages clang-format clang-tidy mandoc zsh jq parallel sqlite3" ;;
     --fleet) packages="$packages parallel sqlite3" ;;
+    --package) packages="$packages build-essential debhelper lintian mmdebstrap" ;;
     --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
     --web) packages="$packages python3 lighttpd libjs-dygraphs" ;;
     --web-test)
@@ -23,7 +25,7 @@ for option in "$@"; do
         ;;
     --live) packages="$packages iproute2 curl openssl" ;;
     *)
-        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--live] [--bench]" >&2
+        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--live] [--bench] [--package]" >&2
         exit 2
         ;;
     esac
