@@ -13,8 +13,8 @@ const mono = (value) => element("bdi", {class: "mono"}, visible(value));
 const TILES = ["Sessions", "Sources", "Malicious", "Hosts", "Assets"];
 const tiles = new Map(TILES.map((name) => [name, element("dd", {}, "–")]));
 document.getElementById("tiles").append(...TILES.map((name) => element("div", {}, element("dt", {}, name), tiles.get(name))));
-function tile(name, value, failed) {
-    tiles.get(name).textContent = failed ? "–" : count(value);
+function tile(name, value, failed, more = "") {
+    tiles.get(name).textContent = failed ? "–" : count(value) + more;
 }
 
 const throughput = new Throughput(section("throughput"));
@@ -133,8 +133,9 @@ function drawTopology(groups) {
     return seen;
 }
 
+const MOST_HOSTS = 5000; // the report has no pages: these come at once, and that there are more is said
 const hosts = new Table(body("hosts"), {
-    caption: "Hosts, the busiest first", empty: "No host was learnt.", all: true, sort: "total",
+    caption: `Hosts, the busiest first, at most ${count(MOST_HOSTS)}`, empty: "No host was learnt.", all: true, sort: "total",
     columns: [
         {title: "Name", sort: "name", cell: (r) => text(r.name)},
         {title: "Address", sort: "address", cell: (r) => mono(r.address)},
@@ -145,11 +146,13 @@ const hosts = new Table(body("hosts"), {
         {title: "Last seen", sort: "seen", cell: (r) => r.seen},
         {title: "Note", cell: (r) => text(r.note)},
     ],
-    query: () => ({path: "hostinfo/list", parameters: {count: "5000"}}),
+    query: () => ({path: "hostinfo/list", parameters: {count: MOST_HOSTS + 1}}),
     rows: (d, failed) => {
         const rows = (d.lines ?? []).map((line) => host(line) ?? {name: line, address: "", total: 0, dns: 0, http: 0,
             ports: "", seen: "", note: ""});
-        tile("Hosts", rows.length, failed);
+        const more = rows.length > MOST_HOSTS ? "+" : "";
+        rows.splice(MOST_HOSTS);
+        tile("Hosts", rows.length, failed, more);
         return {rows, total: rows.length};
     },
 });
