@@ -7,17 +7,21 @@
 #   scripts/setup.sh --web     also what the page in examples/web needs
 #   scripts/setup.sh --web-test   also what its test needs: a browser and what drives it
 #   scripts/setup.sh --live    also the programs that talk in scripts/demo.sh live
+#   scripts/setup.sh --coverage   also what counts the lines that are run
+#   scripts/setup.sh --torture   also what scripts/torture.sh needs
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
 #   scripts/setup.sh --package  also what makes packages and bare systems
 # With CXX=clang++ in the environment also that compiler.
 set -eu
 
-packages="g++ cmake make libfmt-dev libgtest-dev nettle-dev libpcap-dev ieee-data python3 python3-jsonschema"
+packages="g++ binutils cmake make libfmt-dev libgtest-dev nettle-dev libpcap-dev ieee-data python3 python3-jsonschema"
 for option in "$@"; do
     case $option in
     --dev) packages="$packages clang-format clang-tidy mandoc zsh jq parallel sqlite3" ;;
     --fleet) packages="$packages parallel sqlite3" ;;
     --package) packages="$packages build-essential debhelper lintian mmdebstrap" ;;
+    --coverage) packages="$packages gcovr" ;;
+    --torture) packages="$packages strace" ;;
     --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
     --web) packages="$packages python3 lighttpd libjs-dygraphs" ;;
     --web-test)
@@ -25,7 +29,7 @@ for option in "$@"; do
         ;;
     --live) packages="$packages iproute2 curl openssl" ;;
     *)
-        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--live] [--bench] [--package]" >&2
+        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--live] [--coverage] [--torture] [--bench] [--package]" >&2
         exit 2
         ;;
     esac
