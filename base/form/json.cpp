@@ -139,12 +139,15 @@ struct Message {
 Message* volatile first_message = nullptr;
 Message** last_link = const_cast<Message**>(&first_message);
 const Message* volatile last_refusal = nullptr;
+bool refusal_lost = false; // there was no memory to keep it
 
 void keep_message(std::string_view text, bool refusal)
 {
     auto* kept = static_cast<Message*>(malloc(sizeof(Message) + text.size()));
-    if (kept == nullptr)
-        return; // the exit status still tells
+    if (kept == nullptr) {
+        refusal_lost = refusal_lost || refusal;
+        return;
+    }
     kept->next = nullptr;
     kept->size = text.size();
     kept->refusal = refusal;
@@ -452,8 +455,13 @@ void finish(int status)
     const Held state;
     all_is_whole();
     const Message* error = last_refusal;
-    const bool failed = error != nullptr || status == -1;
-    const std::string_view reason = error != nullptr ? std::string_view(error->text, error->size) : "";
+    const bool lost = output_lost(); // for want of memory: otherwise nobody reads this
+    const bool failed = error != nullptr || refusal_lost || lost || status == -1;
+    std::string_view reason = lost ? "NO_MEM" : "";
+    if (error != nullptr)
+        reason = {error->text, error->size};
+    if (lost)
+        status = -1; // as the run ends
     const size_t room = room_of_end();
     if (char* row = output_detail::room_for(room)) {
         Sink sink{row, row + room};

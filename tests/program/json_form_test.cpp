@@ -127,4 +127,13 @@ TEST(JsonForm, TheTimeIsANumberOfSeconds)
         }
 }
 
+TEST(JsonForm, WhatMemoryLacksForIsAnError)
+{
+    const Case cases[] = {
+        failing("alloc-from 2", command("@json obslog", Daemon::none, {}, "{\"verbs\":[\"obslog stat\"],\"error\":{\"text\":\"NO_MEM\",\"status\":255}}\n", 255)),
+        failing("alloc 53", command("@json gadget frob", Daemon::none, {}, "{\"error\":{\"text\":\"\",\"status\":1}}\n", 1)), // the refusal itself
+    };
+    run_cases(cases);
+}
+
 } // namespace

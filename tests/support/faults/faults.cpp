@@ -1,11 +1,16 @@
 // Calls of the C library, of which FAULT in the environment says which is to fail:
 //   alloc BYTES         malloc, calloc and realloc of just so many bytes
+//   alloc-once N        the Nth allocation after main has begun (0: none)
+//   alloc-from N        that one and all that follow
+//   guard               nothing fails, but no memory lies behind a segment
 //   fopen PATH [OTHER]  the file OTHER is opened instead, or none
 //   open PATH
 //   fstat, mmap, shmget, shmat, send
 //   shmctl              by its number: the mark, not the removal at the end
 //   raise SIGNAL        comes when a segment has been created, or attached
 //   time SECONDS        nothing fails, but the clock stands still
+// FAULT_COUNT names a file for the number of allocations after main had begun, written when the run ends by
+// itself.
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -16,6 +21,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -37,18 +43,72 @@ template <class Function> Function* next(const char* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+bool main_has_begun = false;
+unsigned long allocations = 0;
+
+bool is_number(const char* text, unsigned long number)
+{
+    return text != nullptr && strtoul(text, nullptr, 10) == number;
+}
+
 bool refused(size_t bytes)
 {
-    const char* size = fault("alloc");
-    bool refuse = size != nullptr && strtoul(size, nullptr, 10) == bytes;
+    if (main_has_begun)
+        allocations++;
+    const char* from = fault("alloc-from");
+    bool refuse = is_number(fault("alloc"), bytes) ||
+                  (main_has_begun && is_number(fault("alloc-once"), allocations)) ||
+                  (main_has_begun && from != nullptr && allocations >= strtoul(from, nullptr, 10));
     if (refuse)
         errno = ENOMEM;
     return refuse;
 }
 
+[[gnu::destructor]] void write_count()
+{
+    const char* path = getenv("FAULT_COUNT");
+    const int file =
+        path != nullptr
+            ? static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC, 0600))
+            : -1;
+    if (file >= 0)
+        dprintf(file, "%lu\n", allocations);
+}
+
+int (*program_main)(int, char**, char**) = nullptr;
+
+int main_of_program(int argc, char** argv, char** environment)
+{
+    main_has_begun = true;
+    return program_main(argc, argv, environment);
+}
+
+// Attaches a segment in front of a page that nothing may touch.
+long attach_before_guard(long (*real)(long, ...), long id, long flags)
+{
+    shmid_ds state{};
+    if (shmctl(static_cast<int>(id), IPC_STAT, &state) != 0)
+        return -1;
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t size = (state.shm_segsz + page - 1) / page * page;
+    void* room = mmap(nullptr, size + page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return real(SYS_shmat, id, reinterpret_cast<long>(room), flags | SHM_REMAP);
+}
+
 } // namespace
 
 extern "C" {
+int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(), void (*fini)(),
+                      void (*end_of_loader)(), void* end_of_stack);
+int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(), void (*fini)(),
+                      void (*end_of_loader)(), void* end_of_stack)
+{
+    using Start = int(int (*)(int, char**, char**), int, char**, void (*)(), void (*)(), void (*)(), void*);
+    program_main = main;
+    return next<Start>("__libc_start_main")(main_of_program, argc, argv, init, fini, end_of_loader,
+                                            end_of_stack);
+}
+
 void* malloc(size_t size)
 {
     static auto* real = next<void*(size_t)>("malloc");
@@ -88,7 +148,8 @@ long syscall(long number, ...) noexcept
         (number == SYS_shmget && fault("shmget")) || (number == SYS_shmat && fault("shmat")) || (number == SYS_shmctl && fault("shmctl"));
     if (refuse)
         errno = number == SYS_shmget ? ENOSPC : ENOMEM;
-    long result = refuse ? -1 : real(number, a, b, c);
+    const bool guarded = number == SYS_shmat && fault("guard") != nullptr;
+    long result = refuse ? -1 : guarded ? attach_before_guard(real, a, c) : real(number, a, b, c);
     const char* signal = number == SYS_shmget || number == SYS_shmat ? fault("raise") : nullptr;
     if (signal != nullptr)
         raise(atoi(signal));
