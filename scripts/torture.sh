@@ -31,8 +31,8 @@ if unshare --ipc --mount true 2>/dev/null; then
 elif unshare --user --map-root-user --ipc --mount true 2>/dev/null; then
     apart="unshare --user --map-root-user --ipc --mount"
 else
-    echo "torture.sh: this machine gives no namespaces (unshare --ipc --mount)" >&2
-    exit 2
+    echo "torture.sh: this machine gives no namespaces (unshare --ipc --mount): nothing was tried" >&2
+    [ "$short" ] && exit 0 || exit 2
 fi
 failed=
 for part in $parts; do

@@ -45,8 +45,6 @@ COMMANDS = (
     ("kesidslog list page=1 limit=5", MANAGEMENT, 3844, FLAT, 0),
     ("kesidslog listflow page=1 limit=5", MANAGEMENT, 24, FLAT, 0),
     ("idssum list page=1 limit=5", MANAGEMENT, 24, FLAT, 0),
-    ("malclog list show_flowlog=1 limit=5", MANAGEMENT, 208, FLAT, 0),
-    ("malclog list show_malc=1", MANAGEMENT, 208, KEYS, 0),
     ("malcip list limit=5", MANAGEMENT, 4, FLAT, 0),
     ("hostinfo list count=5", MANAGEMENT, 120, FLAT, 0),
     ("assetsobj list limit=5", MANAGEMENT, 848, FLAT, 0),
