@@ -10,8 +10,8 @@
 class Appliance {
 public:
     Appliance() = default;
-    // The appliance with other traffic: what operators set up and what was asked goes on. Where `earlier` is to
-    // answer no more it is emptied before the new traffic is made.
+    // The appliance with other traffic: what operators set up and what was asked goes on. Where `earlier` is
+    // to answer no more it is emptied before the new traffic is made.
     Appliance(Appliance& earlier, bool earlier_goes_on, const std::function<Traffic()>& traffic);
 
     World world;

@@ -49,8 +49,8 @@ void log_occurrence(World& world, EventDefinition& rule, uint32_t birth, uint32_
     world.event_log.push_back(std::move(event));
 }
 
-// Runs of buckets in which a path carried more than twice its average. Of live traffic, runs that are over: the
-// bucket of this moment is not full yet.
+// Runs of buckets in which a path carried more than twice its average. Of live traffic, runs that are over:
+// the bucket of this moment is not full yet.
 void log_busy_path(World& world, EventDefinition& rule, uint32_t path, uint32_t& busy_until)
 {
     Chart chart = chart_of(world, {.hours = 72, .path = path, .tags = {"bytes"}});

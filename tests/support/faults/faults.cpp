@@ -56,8 +56,7 @@ bool refused(size_t bytes)
     if (main_has_begun)
         allocations++;
     const char* from = fault("alloc-from");
-    bool refuse = is_number(fault("alloc"), bytes) ||
-                  (main_has_begun && is_number(fault("alloc-once"), allocations)) ||
+    bool refuse = is_number(fault("alloc"), bytes) || (main_has_begun && is_number(fault("alloc-once"), allocations)) ||
                   (main_has_begun && from != nullptr && allocations >= strtoul(from, nullptr, 10));
     if (refuse)
         errno = ENOMEM;
@@ -67,10 +66,7 @@ bool refused(size_t bytes)
 [[gnu::destructor]] void write_count()
 {
     const char* path = getenv("FAULT_COUNT");
-    const int file =
-        path != nullptr
-            ? static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC, 0600))
-            : -1;
+    const int file = path != nullptr ? static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC, 0600)) : -1;
     if (file >= 0)
         dprintf(file, "%lu\n", allocations);
 }
@@ -98,15 +94,14 @@ long attach_before_guard(long (*real)(long, ...), long id, long flags)
 } // namespace
 
 extern "C" {
-int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(), void (*fini)(),
-                      void (*end_of_loader)(), void* end_of_stack);
-int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(), void (*fini)(),
-                      void (*end_of_loader)(), void* end_of_stack)
+int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(), void (*fini)(), void (*end_of_loader)(),
+                      void* end_of_stack);
+int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(), void (*fini)(), void (*end_of_loader)(),
+                      void* end_of_stack)
 {
     using Start = int(int (*)(int, char**, char**), int, char**, void (*)(), void (*)(), void (*)(), void*);
     program_main = main;
-    return next<Start>("__libc_start_main")(main_of_program, argc, argv, init, fini, end_of_loader,
-                                            end_of_stack);
+    return next<Start>("__libc_start_main")(main_of_program, argc, argv, init, fini, end_of_loader, end_of_stack);
 }
 
 void* malloc(size_t size)
