@@ -15,6 +15,7 @@ import subprocess
 import sys
 import time
 
+import arguments
 import content
 import refusals
 import trouble
@@ -82,6 +83,8 @@ def run(check, rounds):
         content.check_encodings,
         content.check_typed_words,
         content.check_texts,
+        arguments.check_forwarding,
+        arguments.check_defaults,
         refusals.check_forms,
         refusals.check_refusals,
         refusals.check_files,

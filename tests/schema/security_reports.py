@@ -300,7 +300,7 @@ def event_summary(texts, n):
 def signatures(_, n):
     records, rows = [], []
     for i in range(n):
-        total = 2**64 - 1 - i * 2**58
+        total = 2**64 - 1 - i * 2**50
         records.append(wire.signature(number(i, 32), number(i + 1, 32), number(i + 2, 32), number(i + 3, 32), total))
         rows.append(
             {
