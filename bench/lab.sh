@@ -1,11 +1,25 @@
 #!/bin/sh
 # What the lab appliance costs: packets read per second of one core's time, and the memory of a million sessions, from
-# made-up captures through a pipe. Reports are asked afterwards, so that what they count is in the peak too.
+# made-up captures through a pipe. Reports are asked afterwards, so that what they count is in the peak too. Then what it
+# costs to watch: the memory under a flood of ten million sessions, and how soon a session shows.
 . "$(dirname "$0")/common.sh"
 cmake --build "$build" -j2 --target vigil-lab >"$work/make.log" 2>&1 || { cat "$work/make.log"; exit 1; }
 gcc -O2 -o "$work/gen_capture" "$here/gen_capture.c"
 ticks=$(getconf CLK_TCK)
 export VIGIL_ROOT="$work/lab"
+
+# Fields behind the program's name: 12 and 13 are the time in the program and in the kernel.
+seconds_spent() {
+  sed 's/.*) //' "/proc/$daemon/stat" | awk -v ticks="$ticks" '{ print ($12 + $13) / ticks }'
+}
+
+ask_reports() {
+  for report in "ipobj listflow sort=byte" "ipobj listipa" "outconnect caluflow" "dnsflow caluflow" "hostinfo list" \
+    "assetsobj list" "malclog list" "mempcap dump"; do
+    # shellcheck disable=SC2086 # words
+    "$vigil" $report >"$work/report" || true
+  done
+}
 
 # cost NAME SESSIONS PACKETS_EACH HOSTS
 cost() {
@@ -17,13 +31,8 @@ cost() {
     kill -0 "$daemon" 2>/dev/null || { cat "$work/lab.errors" >&2; exit 1; }
     sleep 0.1
   done
-  # Fields behind the program's name: 12 and 13 are the time in the program and in the kernel.
-  spent=$(sed 's/.*) //' "/proc/$daemon/stat" | awk -v ticks="$ticks" '{ print ($12 + $13) / ticks }')
-  for report in "ipobj listflow sort=byte" "ipobj listipa" "outconnect caluflow" "dnsflow caluflow" "hostinfo list" \
-    "assetsobj list" "malclog list" "mempcap dump"; do
-    # shellcheck disable=SC2086 # words
-    "$vigil" $report >"$work/report" || true
-  done
+  spent=$(seconds_spent)
+  ask_reports
   peak=$(awk '/^VmHWM/ { print int($2 / 1024) }' "/proc/$daemon/status")
   packets=$(sed -n 's/.* packets=\([0-9]*\).*/\1/p' "$work/lab.errors")
   echo "$1 $packets $spent $peak" |
@@ -35,3 +44,43 @@ echo "asked: 200000 packets a second on one core; a million sessions below 1024 
 cost long-sessions 100000 50 65536
 cost a-million-sessions 1000000 8 65536
 cost a-million-of-strangers 1000000 8 4000000
+
+resident() {
+  awk -v name="$1" '$1 == name ":" { print int($2 / 1024) }' "/proc/$daemon/status"
+}
+
+# flood SESSIONS PACKETS_EACH HOSTS: fed to a lab that watches, within its default bounds; every report is asked again and
+# again meanwhile. The samples of its memory stand in the order of time.
+flood() {
+  : >"$work/lab.out"
+  : >"$work/lab.errors"
+  "$work/gen_capture" "$1" "$2" "$3" | "$build/lab/vigil-lab" --live - >"$work/lab.out" 2>"$work/lab.errors" &
+  daemon=$!
+  until grep -q ^ready "$work/lab.out"; do
+    kill -0 "$daemon" 2>/dev/null || { cat "$work/lab.errors" >&2; exit 1; }
+    sleep 0.1
+  done
+  until grep -q packets= "$work/lab.errors"; do
+    ask_reports
+    resident VmRSS
+    sleep 1
+  done >"$work/samples"
+  packets=$(sed -n 's/.* packets=\([0-9]*\).*/\1/p' "$work/lab.errors")
+  dropped=$("$vigil" obslog stat | sed -n 's/^dropped sessions=\([0-9]*\).*/\1/p')
+  awk -v dropped="$dropped" -v packets="$packets" -v spent="$(seconds_spent)" -v peak="$(resident VmHWM)" '
+    { at[NR] = $1 }
+    END {
+      printf "%-28s %9d packets, %d sessions dropped, %.0f s: %.0f packets a second\n", "flood", packets, dropped, spent,
+        packets / spent
+      printf "%-28s %d MiB after a tenth of the time, %d half way, %d at the end; peak %d MiB\n", "", at[int(NR / 10) + 1],
+        at[int(NR / 2) + 1], at[NR], peak
+    }' "$work/samples"
+  stop_daemon
+}
+
+echo "asked: 10 million sessions in flat memory, below 256 MiB"
+flood 10000000 2 4000000
+export VIGIL_ROOT="$work/soon"
+mkdir "$VIGIL_ROOT"
+unshare --user --map-root-user --net "$here/how_soon.py" "$build" "$VIGIL_ROOT" ||
+  echo "how soon a session shows: no network namespace can be made here"
