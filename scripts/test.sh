@@ -109,13 +109,13 @@ else
     echo "== skipped: the page of examples/web, which needs $browser_packages (scripts/setup.sh --web-test)"
 fi
 
+echo "== a little of what docs/reliability.md promises"
+scripts/torture.sh short || fail "scripts/torture.sh short"
+
 for tree in release sanitize; do
     echo "== tests, $tree build"
     ctest --preset $tree -j "$jobs" || fail "tests of the $tree build"
 done
-echo "== a little of what docs/reliability.md promises"
-scripts/torture.sh short || fail "scripts/torture.sh short"
-
 if [ -n "$failed" ]; then
     echo "FAILED:$failed" >&2
     exit 1
