@@ -5,6 +5,17 @@ import pathlib
 COUNTED = "The exit status is the number of records"  # how an entry says that its status is a record count
 
 
+def resolve(files, name, schema):
+    """(file, a schema with the words of what it refers to behind its own)"""
+    while "$ref" in schema:
+        target, pointer = schema["$ref"].split("#", 1)
+        name, found = target or name, files[target or name]
+        for step in pointer.strip("/").split("/"):
+            found = found[step]
+        schema = {**found, **{word: value for word, value in schema.items() if word != "$ref"}}
+    return name, schema
+
+
 class Command:
     """One command line. `said` is its entry in the catalogue over what its schema says."""
 
@@ -65,14 +76,7 @@ class Schemas:
             yield from commands
 
     def resolved(self, name, schema):
-        """(file, a schema with the words of what it refers to behind its own)"""
-        while "$ref" in schema:
-            target, pointer = schema["$ref"].split("#", 1)
-            name, found = target or name, self.files[target or name]
-            for step in pointer.strip("/").split("/"):
-                found = found[step]
-            schema = {**found, **{word: value for word, value in schema.items() if word != "$ref"}}
-        return name, schema
+        return resolve(self.files, name, schema)
 
     def members(self, name):
         """The document's members but notes and error: (path, schema), a path like "data[].src". Where a document has

@@ -10,6 +10,10 @@ import sys
 import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(ROOT / "reference"))
+from commands import resolve  # noqa: E402 (found through the line above)
+
 PAGE = ROOT / "docs/json.md"
 
 HEAD = """\
@@ -90,16 +94,6 @@ class Page:
             for verb in module["verbs"]:
                 yield f"{module['module']} {verb['verb']}", {**self.files[verb["schema"]], **verb}
 
-    def _resolved(self, name, schema):
-        """A member with the words of what it refers to behind its own."""
-        while "$ref" in schema:
-            target, pointer = schema["$ref"].split("#", 1)
-            name, found = target or name, self.files[target or name]
-            for step in pointer.strip("/").split("/"):
-                found = found[step]
-            schema = {**found, **{word: value for word, value in schema.items() if word != "$ref"}}
-        return schema
-
     def members_with(self, word, value):
         """The members of each report that have this word with this value: report → names, each once."""
         found = {}
@@ -110,7 +104,7 @@ class Page:
                     walk(name, inner)
             elif isinstance(schema, dict):
                 for member, inner in schema.get("properties", {}).items():
-                    if self._resolved(name, inner).get(word) == value:
+                    if resolve(self.files, name, inner)[1].get(word) == value:
                         found.setdefault(name, {})[member] = None
                 for inner in schema.values():
                     walk(name, inner)
