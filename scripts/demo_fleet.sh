@@ -129,11 +129,15 @@ show_fleet() {
     sh ask-typed
     sort typed.tsv | head -n 3
     [ ! -e "$folder/harm" ] || fleet_fault "what was typed was run"
-    [ "$(grep -c '"INV_ARG"' typed.tsv)" -eq $((fleet_size - 1)) ] || # one does not serve fleet_fault "what was typed was not refused"
+    # one does not serve
+    [ "$(grep -c '"INV_ARG"' typed.tsv)" -eq $((fleet_size - 1)) ] || fleet_fault "what was typed was not refused"
     [ "$fleet_faults" -eq 0 ] || give_up "$fleet_faults faults"
     echo
     echo "$complete of $fleet_size appliances answered in full, locally and over ssh; the others are named: $failed"
 }
 
+# GNU parallel asks the hosts through it, and guesses where it is not set.
+SHELL=/bin/sh
+export SHELL
 start_fleet
 show_fleet
