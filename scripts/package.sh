@@ -42,37 +42,17 @@ done
 
 version=$(head -n 1 VERSION)
 commit=$(git rev-parse HEAD) # whatever is committed meanwhile
-date=$(git log -1 --format=%ct "$commit")
 out=$PWD/out
 work=$(mktemp -d "${TMPDIR:-/tmp}/vigil-package.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-# The section of this version in CHANGELOG.md, as a package's list of changes.
-changes() {
-    echo "vigil ($version) unstable; urgency=medium"
-    echo
-    awk -v version="$version" '
-        function put(word) {
-            if (length(line word) > 75) { print line; line = "   " }
-            line = line " " word
-        }
-        function end() { if (line) print line; line = "" }
-        /^## / { inside = $2 == version; next }
-        !inside { next }
-        /^- / { end(); found = 1; line = " "; $1 = "*" }
-        { gsub(/`/, ""); for (i = 1; i <= NF; i++) put($i) }
-        END { end(); exit !found }' CHANGELOG.md || return 1
-    echo
-    echo " -- $(sed -n 's/^Maintainer: //p' debian/control)  $(LC_ALL=C date -u -R -d "@$date")"
-}
-
 # The committed tree in a new folder.
 stage() {
     mkdir -p "$1"
     git archive "$commit" | tar -x -C "$1"
-    changes >"$1/debian/changelog" || give_up "CHANGELOG.md says nothing of $version"
+    "$1/scripts/debian_changelog.py" --check || give_up "scripts/debian_changelog.py was not run"
 }
 
 # build ARCHITECTURE FOLDER: the packages come to lie in the folder.
