@@ -6,18 +6,18 @@
 
 #include <csignal>
 
-// The handlers release socket and segment and nothing else: unloading the dictionary library or running exit
-// here hangs when the signal interrupted the loader, the allocator or stdio; the process ends at once anyway.
+// The handlers release socket and segment at most: unloading the dictionary library or running exit here
+// hangs when the signal interrupted the loader, the allocator or stdio; the process ends at once anyway.
 
 static void on_fault(int)
 {
-    rpc_close_in_signal_handler();
+    rpc_close(false);
     signal(SIGSEGV, SIG_DFL); // the access repeats and ends the process
 }
 
 static void on_stop(int, siginfo_t* info, void*)
 {
-    rpc_close_in_signal_handler();
+    rpc_close_but_for_reading();
     end_run_in_signal_handler(1, info->si_code == SI_TIMER ? "timeout" : "stopped");
 }
 

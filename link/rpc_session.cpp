@@ -38,16 +38,21 @@ void close_socket()
         close(fd);
 }
 
+void remove_segment()
+{
+    int id = segment_id;
+    segment_id = -1;
+    if (id >= 0 && removal_is_due)
+        shmctl(id, IPC_RMID, nullptr);
+}
+
 void release_segment()
 {
     char* base = segment_base;
     segment_base = nullptr;
     if (base != nullptr)
         shmdt(base);
-    int id = segment_id;
-    segment_id = -1;
-    if (id >= 0 && removal_is_due)
-        shmctl(id, IPC_RMID, nullptr);
+    remove_segment();
 }
 
 // Creates and attaches the segment and marks it for removal. From the mark on the kernel ends it with the
@@ -198,10 +203,10 @@ void rpc_close(bool unload)
     release_segment();
 }
 
-void rpc_close_in_signal_handler()
+void rpc_close_but_for_reading()
 {
     close_socket();
-    release_segment();
+    remove_segment();
 }
 
 void rpc_syncdesc()

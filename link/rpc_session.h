@@ -22,11 +22,13 @@ int rpc_exchange(RequestRecord& record);
 char* rpc_segment();         // base of the segment, null without a session
 uint32_t rpc_segment_size(); // bytes
 
-// Ends the session; `unload` also unloads the dictionary library. Harmless when repeated.
+// Ends the session; `unload` also unloads the dictionary library, which no signal handler may do. Harmless
+// when repeated.
 void rpc_close(bool unload);
 
-// What a signal handler may do of it: socket and segment only.
-void rpc_close_in_signal_handler();
+// What the handler of a stop signal may do of it: what it interrupted may go on to read the segment for a
+// while.
+void rpc_close_but_for_reading();
 
 // Fetches the user dictionary arrays; prints "rpc_syncdesc: text(code)" when that fails.
 void rpc_syncdesc();

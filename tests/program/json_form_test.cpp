@@ -136,4 +136,12 @@ TEST(JsonForm, WhatMemoryLacksForIsAnError)
     run_cases(cases);
 }
 
+// A stop signal comes where the answer is being decoded: it is read to its end, then the run ends.
+TEST(JsonForm, AStopLeavesTheAnswerReadable)
+{
+    const std::string answer(20'000, 'x');
+    run_case(failing("stop 120000", command("@json gadget list", A, {{{.code = 2055, .module = "gadget", .data = trailing("")}, {.answer = answer}}},
+                                            "{\"text\":\"" + answer + "\",\"error\":{\"text\":\"stopped\",\"status\":1}}\n", 1)));
+}
+
 } // namespace

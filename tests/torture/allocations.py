@@ -51,7 +51,7 @@ def main():
                 whole = appliance.run_with("alloc-once 0", line, form=form, environment={"FAULT_COUNT": count})
                 in_utc = appliance.run(line, form=form, environment={"TZ": "UTC0"})
                 with open(count) as counted:
-                    allocations = int(counted.read())
+                    allocations = len(counted.readlines())
                 for kind in ("alloc-once", "alloc-from"):
                     for point in range(1, allocations + 1):
                         run = appliance.run_with("%s %d" % (kind, point), line, form=form)

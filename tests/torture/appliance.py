@@ -4,6 +4,8 @@ Everything runs in an IPC namespace of its own (scripts/torture.sh makes it), so
 one that a run has left behind.
 """
 import argparse
+import ctypes
+import multiprocessing
 import os
 import shutil
 import subprocess
@@ -151,6 +153,8 @@ def options(description):
     parser.add_argument("--short", action="store_true", help="what fits in a test run")
     parser.add_argument("--count", type=int, default=0, help="instead of the whole number of runs")
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="processes that share the work")
+    parser.add_argument("--only", type=int, help="the one run of this number, again")
     chosen = parser.parse_args()
     chosen.build = os.path.abspath(chosen.build)
     return chosen
@@ -234,6 +238,28 @@ class Appliance:
     def run_with(self, fault, line, **more):
         environment = {"LD_PRELOAD": self.faults, "FAULT": fault, **more.pop("environment", {})}
         return self.run(line, environment=environment, **more)
+
+
+def own_namespace():
+    clone_new_ipc = 0x08000000
+    if ctypes.CDLL(None, use_errno=True).unshare(clone_new_ipc) != 0:
+        raise OSError(ctypes.get_errno(), "unshare")
+
+
+def shared(work, chosen, figures):
+    """Counts of work(chosen, figures, share, shares), added up over the processes that share it.
+
+    Each has an IPC namespace of its own, in which it starts its own appliance: segments there are its runs'.
+    """
+    with multiprocessing.get_context("fork").Pool(chosen.jobs, own_namespace) as pool:
+        parts = pool.starmap(one_share, [(work, chosen, figures, i) for i in range(chosen.jobs)], chunksize=1)
+    for counts, shortfalls in parts:
+        figures.shortfalls += shortfalls
+    return [sum(each) for each in zip(*(counts for counts, _ in parts))]
+
+
+def one_share(work, chosen, figures, share):
+    return work(chosen, figures, share, chosen.jobs), figures.shortfalls
 
 
 class Figures:

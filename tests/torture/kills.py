@@ -9,17 +9,20 @@ import struct
 import sys
 import time
 
-from appliance import HANG_SECONDS, Appliance, Figures, options, remove_segments
+from appliance import HANG_SECONDS, Appliance, Figures, options, remove_segments, shared
 
 SIGNALS = (signal.SIGKILL, signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGQUIT)
-# From the segment's creation to its mark nothing but SIGKILL gets through: so many of 20,000 may leave one.
-KILLED_LEAVE_OF_20000 = 20
+# From the segment's creation to its mark nothing but SIGKILL gets through: one in so many may leave one, and a few of
+# a small number.
+ONE_LEFT_IN = 1000
+LEFT_BY_CHANCE = 5
 TALK = ("obstopo stat", "malclog list show_flowlog=1 limit=5", "ipobj listipa", "tcpreset list page=1 limit=50",
         "hostinfo list", "kesidslog list page=1 limit=50", "chart dump hours=1 json=1", "outconnect listflow page=2 limit=50")
 # These load the dictionary, which the appliance here is slow to do, and unload it.
 LOAD = ("ipobj listflow limit=5 json=1", "ipobj listflow appsum=1 json=1", "ipobj listflow sumloc=1")
 BLOCK = 256 * 1024
 EMPTY, FULL = 0, 2
+HELD, TAKEN = "the ring's lock is held", "the slot is taken"  # which SIGKILL gives nobody the time to give back
 PACKETS = bytes(range(256)) * (BLOCK // 256)
 
 
@@ -48,9 +51,9 @@ class Ring:
         state, = struct.unpack("<I", self.map[32:36])
         size = os.path.getsize(self.saved) if os.path.exists(self.saved) else None
         if lock != 0:
-            return "the ring's lock is held"
+            return HELD
         if state not in (EMPTY, FULL):
-            return "the slot is taken"
+            return TAKEN
         if state == FULL and size is not None:
             return "a file of a block that was not taken"
         if state == EMPTY and size != BLOCK:
@@ -124,16 +127,22 @@ def judge(command, number, status, output):
         return "no valid document: %s" % wrong
 
 
-def main():
-    chosen = options(__doc__)
-    figures = Figures("kills")
-    count = chosen.count or (120 if chosen.short else 20000)
-    rng = random.Random(chosen.seed)
-    said = []
+def slow_dictionary(chosen, appliance):
+    place = os.path.join(appliance.root, "usr", "ramdisk", "bin", "dict.so")
+    os.replace(place, place + ".fast")
+    shutil.copy(os.path.join(chosen.build, "tests", "slow_dictionary.so"), place)
+
+
+def kills_of(chosen):
+    return chosen.count or (120 if chosen.short else 20000)
+
+
+def work(chosen, figures, share, shares):
+    """Of each signal: runs that it ended, segments left, saves, saves that kept slot or lock."""
+    rng = random.Random(chosen.seed * 1009 + share)
+    counts = []
     with Appliance(chosen.build) as appliance:
-        place = os.path.join(appliance.root, "usr", "ramdisk", "bin", "dict.so")
-        os.replace(place, place + ".fast")
-        shutil.copy(os.path.join(chosen.build, "tests", "slow_dictionary.so"), place)
+        slow_dictionary(chosen, appliance)
         killer = Killer(appliance)
         ring = Ring(appliance.work)
         talk = [Command(line, form) for line in TALK for form in ("vigil", "vigil-json")]
@@ -146,8 +155,8 @@ def main():
         save.status, save.whole = killer.run(save, None, 0)
         save.seconds = min(command.seconds for command in talk)
         for number in SIGNALS:
-            ended = left = taken = 0
-            for i in range(count):
+            ended = left = saves = kept = 0
+            for i in range(share, kills_of(chosen), shares):
                 command = rng.choice(load) if i % 3 == 0 else save if i % 7 == 1 else rng.choice(talk)
                 if command is save:
                     ring.fill()
@@ -156,20 +165,35 @@ def main():
                 wrong = judge(command, number, status, output)
                 if wrong:
                     figures.short("%s of %s %s: %s" % (number.name, command.form, command.line, wrong))
-                if command is save and ring.fault():
-                    if number == signal.SIGKILL:
-                        taken += 1
-                    else:
-                        figures.short("%s of %s: %s" % (number.name, command.line, ring.fault()))
-                if i % 100 == 99:
-                    found = remove_segments()
-                    left += found
-                    if found and number != signal.SIGKILL:
-                        figures.short("%s left %d segments" % (number.name, found))
-            if number == signal.SIGKILL and left * 20000 > max(count, 20000) * KILLED_LEAVE_OF_20000:
+                if command is save:
+                    saves += 1
+                    wrong = ring.fault()
+                    if number == signal.SIGKILL and wrong in (HELD, TAKEN):
+                        kept += 1
+                    elif wrong:
+                        figures.short("%s of %s: %s" % (number.name, command.line, wrong))
+                if i % 100 < shares:
+                    left += remove_segments()
+            left += remove_segments()
+            if left and number != signal.SIGKILL:
+                figures.short("%s left %d segments" % (number.name, left))
+            counts += [ended, left, saves, kept]
+    return counts
+
+
+def main():
+    chosen = options(__doc__)
+    figures = Figures("kills")
+    count = kills_of(chosen)
+    counts = shared(work, chosen, figures)
+    said = []
+    for number, (ended, left, saves, kept) in zip(SIGNALS, zip(*[iter(counts)] * 4)):
+        text = "%s %d: %d before the end, %d segments left" % (number.name, count, ended, left)
+        if number == signal.SIGKILL:
+            text += ", %d of %d saves killed with the slot in their hands" % (kept, saves)
+            if left > max(LEFT_BY_CHANCE, count // ONE_LEFT_IN):
                 figures.short("SIGKILL left %d segments" % left)
-            said.append("%s %d (%d of them before the end, %d segments left%s)" % (
-                number.name, count, ended, left, ", %d rings as it found them" % taken if number == signal.SIGKILL else ""))
+        said.append(text)
     figures.end("; ".join(said))
 
 

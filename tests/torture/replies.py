@@ -14,14 +14,14 @@ import signal
 import socket
 import stat
 import struct
-import subprocess
-import sys
 import time
 
-from appliance import FORWARDED, HANG_SECONDS, REPORTS, SANITIZER_STATUS, Appliance, Figures, left_behind, options
+from appliance import FORWARDED, HANG_SECONDS, REPORTS, SANITIZER_STATUS, Appliance, Figures, left_behind, options, shared
 
 RECORD = 208
-REPLIES_OF_A_RUN = 12  # a daemon that never sets the last flag has to end some time
+LARGE = 1 << 20  # a segment that takes long to fill
+BATCHES = (1, 1, 2, 4, 8, 12)  # of a run, where nothing that is changed ends it
+REPLIES_OF_A_RUN = 16  # a daemon that never sets the last flag has to end some time
 PLACES = ("var/tmp/obslog.d", "usr/ramdisk/var/mgmt.d", "usr/ramdisk/var/obschartd.d")
 NUMBERS = (0, 1, 2, 3, 7, 255, 256, 65535, 65536, 0x7fffffff, 0x80000000, 0xffffffff, 0xfffffffe, 0x1000000)
 
@@ -47,8 +47,10 @@ class Segment:
     def read(self, size):
         return ctypes.string_at(self.at, min(size, self.size))
 
-    def write(self, content, rest=0):
-        ctypes.memset(self.at, rest, self.size)
+    def write(self, content, rest):
+        """What lies behind the content stays as it is unless it is given."""
+        if rest:
+            ctypes.memset(self.at, rest, self.size)
         ctypes.memmove(self.at, bytes(content), min(len(content), self.size))
 
 
@@ -67,7 +69,7 @@ def change_flags(rng, record, answer):
 
 def change_error(rng, record, answer):
     struct.pack_into("<i", record, 32, rng.choice((1, 5, 12, 22, -1, 255, 256)))
-    record[36:152] = bytes(rng.choice((0xff, 0x41, rng.randrange(256))) for _ in range(116))
+    record[36:152] = bytes(rng.choices((0xff, 0x41, *rng.randbytes(4)), k=116))
 
 
 def change_record(rng, record, answer):
@@ -76,9 +78,11 @@ def change_record(rng, record, answer):
 
 
 def change_bytes(rng, record, answer):
-    for _ in range(rng.randint(1, 200)):
-        if answer:
-            answer[rng.randrange(min(len(answer), rng.choice((256, 4096, 1 << 30))))] = rng.choice((0, 255, 255, 0x22, 0x5c, 0x80, rng.randrange(256)))
+    reach = min(len(answer), rng.choice((256, 4096, 1 << 30)))
+    if reach:
+        values = rng.choices((0, 255, 255, 0x22, 0x5c, 0x80, *rng.randbytes(4)), k=rng.randint(1, 200))
+        for at, value in zip(rng.choices(range(reach), k=len(values)), values):
+            answer[at] = value
 
 
 def fill_stretch(rng, record, answer):
@@ -116,8 +120,9 @@ def send(rng, connection, record):
     elif way < 0.95:
         connection.sendall(record + record)
     elif way < 0.98:
-        for byte in record:
-            connection.sendall(bytes([byte]))
+        step = rng.choice((1, 7, 100))
+        for start in range(0, RECORD, step):
+            connection.sendall(record[start:start + step])
     # or closes without a word
 
 
@@ -139,10 +144,10 @@ class Daemon:
         self.replies = 0
 
     def answer_of(self, place, record, segment):
-        """Reply record and answer of the lab, kept since it gave it."""
+        """Reply record and answer of the lab, kept since it gave it; wherever a request wants to go on from."""
         length, = struct.unpack_from("<i", record, 4)
         text = segment.read(max(0, min(length, 4096)))
-        key = (place, bytes(record[0:4]), bytes(record[20:21]), bytes(record[36:152]), bytes(record[156:160]), text)
+        key = (place, bytes(record[0:4]), bytes(record[20:21]), bytes(record[36:152]), text)
         if key not in self.known:
             with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as lab:
                 lab.connect(os.path.join(self.appliance.root, place))
@@ -157,7 +162,7 @@ class Daemon:
             self.known[key] = (reply, segment.read(segment.size).rstrip(b"\0"))
         return self.known[key]
 
-    def serve(self, listener, place, rng, answered):
+    def serve(self, listener, place, rng, answered, batches):
         """One exchange. Without a generator of chances nothing is changed."""
         connection, _ = listener.accept()
         with connection:
@@ -175,13 +180,15 @@ class Daemon:
                 record, answer = bytearray(reply), bytearray(answer)
                 record[16:20] = request[16:20]
                 record[172:176] = request[172:176]
+                if answered + 1 < batches:
+                    record[21] = 0
                 if rng is not None and rng.random() < 0.8:
                     for _ in range(rng.choice((1, 1, 2, 3, 6))):
                         rng.choice(CHANGES)(rng, record, answer)
                 if answered >= REPLIES_OF_A_RUN:
                     record[21] = 1
-                rest = 0 if rng is None else rng.choice((0, 0, 0, 0xff, 0x41))
-                segment.write(answer, rest)
+                filled = rng is not None and rng.random() < (0.4 if segment.size < LARGE else 0.1)
+                segment.write(answer, rng.choice((0xff, 0x41)) if filled else 0)
             self.replies += 1
             try:
                 if rng is None:
@@ -214,6 +221,7 @@ class Runs:
         for file in (process, *self.daemon.listeners):
             poll.register(file, select.POLLIN)
         answered = 0
+        batches = 0 if rng is None else rng.choice(BATCHES)
         hung = False
         deadline = time.monotonic() + HANG_SECONDS
         ended = False
@@ -222,7 +230,7 @@ class Runs:
                 if file == process:
                     ended = True
                 else:
-                    self.daemon.serve(*self.daemon.listeners[file], rng, answered)
+                    self.daemon.serve(*self.daemon.listeners[file], rng, answered, batches)
                     answered += 1
             if not ended and time.monotonic() > deadline:
                 os.kill(pid, signal.SIGKILL)
@@ -258,17 +266,11 @@ def judge(status, output, form):
     return ""
 
 
-def main():
-    only = None
-    if "--only" in sys.argv:
-        at = sys.argv.index("--only")
-        only = int(sys.argv[at + 1])
-        del sys.argv[at:at + 2]
-    chosen = options(__doc__)
-    figures = Figures("replies")
-    wanted = chosen.count or (3000 if chosen.short else 1_000_000)
+def work(chosen, figures, share, shares):
+    """Runs and replies of one of the processes."""
     lines = REPORTS + FORWARDED[::6]
-    number = 0
+    wanted = (chosen.count or (3000 if chosen.short else 1_000_000)) // shares
+    number = share
     with Appliance(chosen.build) as appliance:
         daemon = Daemon(appliance, os.path.join(appliance.work, "changed"))
         runs = Runs(daemon)
@@ -277,20 +279,30 @@ def main():
                 status, output = runs.run(line, form, None)
                 if judge(status, output, form):
                     figures.short("unchanged: %s %s: %s" % (form, line, judge(status, output, form)))
-        daemon.replies = 0
+        daemon.replies = made = 0
         while daemon.replies < wanted:
-            number = only if only is not None else number + 1
+            number = number + shares if chosen.only is None else chosen.only
             rng = random.Random(chosen.seed * 1_000_003 + number)
             line, form = rng.choice(lines), rng.choice(("vigil", "vigil", "vigil-json"))
             status, output = runs.run(line, form, rng)
+            made += 1
             wrong = judge(status, output, form)
             if wrong:
                 figures.short("--seed %d --only %d: %s %s: %s %s" % (chosen.seed, number, form, line, wrong, runs.said()))
-            if only is not None:
+            if chosen.only is not None:
                 os.write(1, output)
                 break
         left_behind(figures, "runs with changed replies")
-    figures.end("%d runs of %d commands took %d changed replies" % (number, len(lines), daemon.replies))
+    return made, daemon.replies
+
+
+def main():
+    chosen = options(__doc__)
+    if chosen.only is not None:
+        chosen.jobs = 1
+    figures = Figures("replies")
+    made, replies = shared(work, chosen, figures)
+    figures.end("%d runs of %d commands took %d changed replies" % (made, len(REPORTS + FORWARDED[::6]), replies))
 
 
 main()

@@ -8,9 +8,11 @@
 //   fstat, mmap, shmget, shmat, send
 //   shmctl              by its number: the mark, not the removal at the end
 //   raise SIGNAL        comes when a segment has been created, or attached
+//   stop BYTES          SIGTERM comes when so many are allocated
 //   time SECONDS        nothing fails, but the clock stands still
-// FAULT_COUNT names a file for the number of allocations after main had begun, written when the run ends by
-// itself.
+// FAULT_COUNT names a file for the bytes of each allocation after main had begun, one a line, written when the run
+// ends by itself.
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -20,6 +22,7 @@
 #include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <iterator>
 #include <sys/mman.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
@@ -45,6 +48,7 @@ template <class Function> Function* next(const char* name)
 
 bool main_has_begun = false;
 unsigned long allocations = 0;
+size_t asked[10000];
 
 bool is_number(const char* text, unsigned long number)
 {
@@ -53,8 +57,10 @@ bool is_number(const char* text, unsigned long number)
 
 bool refused(size_t bytes)
 {
-    if (main_has_begun)
-        allocations++;
+    if (main_has_begun && ++allocations <= std::size(asked))
+        asked[allocations - 1] = bytes;
+    if (is_number(fault("stop"), bytes))
+        raise(SIGTERM);
     const char* from = fault("alloc-from");
     bool refuse = is_number(fault("alloc"), bytes) || (main_has_begun && is_number(fault("alloc-once"), allocations)) ||
                   (main_has_begun && from != nullptr && allocations >= strtoul(from, nullptr, 10));
@@ -67,8 +73,9 @@ bool refused(size_t bytes)
 {
     const char* path = getenv("FAULT_COUNT");
     const int file = path != nullptr ? static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC, 0600)) : -1;
-    if (file >= 0)
-        dprintf(file, "%lu\n", allocations);
+    const size_t count = std::min(allocations, std::size(asked)); // before the printing allocates
+    for (size_t i = 0; file >= 0 && i < count; i++)
+        dprintf(file, "%zu\n", asked[i]);
 }
 
 int (*program_main)(int, char**, char**) = nullptr;
