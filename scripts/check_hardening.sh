@@ -29,6 +29,7 @@ check() {
     machine_of "$file"
     echo "$programs" | grep -q 'Elf file type is DYN' || lacking "position independence"
     echo "$programs" | grep -q GNU_RELRO || lacking "read-only relocations"
+    echo "$dynamic" | grep -qE 'BIND_NOW|FLAGS.*NOW' || lacking "binding at start (full RELRO)"
     echo "$programs" | grep -E 'GNU_STACK' | grep -q 'RW ' || lacking "a stack that is not executable"
     ! echo "$programs" | grep -E '^ *LOAD' | grep -q 'RWE' || lacking "memory that is written or executed, not both"
     ! echo "$dynamic" | grep -q TEXTREL || lacking "code without relocations"
@@ -42,7 +43,7 @@ check() {
         echo "$file lacks ${lacks#, }" >&2
         failed=1
     else
-        echo "$file: PIE, RELRO, no executable stack, stack protector, stack clash, fortified, control flow"
+        echo "$file: PIE, full RELRO, no executable stack, stack protector, stack clash, fortified, control flow"
     fi
 }
 for file in "$@"; do
