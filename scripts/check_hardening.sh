@@ -1,6 +1,6 @@
 #!/bin/sh
 # Does a built file have the protections that it is built for? Prints one line; names what is lacking and fails.
-#   scripts/check_hardening.sh FILE...
+#   scripts/check_hardening.sh FILE...   not stripped; OBJDUMP names the program for another machine's files
 set -eu
 [ "$#" -gt 0 ] || {
     echo "usage: scripts/check_hardening.sh FILE..." >&2
@@ -36,7 +36,7 @@ check() {
     ! echo "$dynamic" | grep -qE 'RPATH|RUNPATH' || lacking "libraries from the system's places only"
     echo "$names" | grep -q __stack_chk_fail || lacking "stack protection"
     echo "$names" | grep -qE '__[a-z]+_chk@' || lacking "checked calls (_FORTIFY_SOURCE)"
-    code=$(objdump -d --no-show-raw-insn "$file")
+    code=$("${OBJDUMP:-objdump}" -d --no-show-raw-insn "$file")
     echo "$code" | grep -A 1 '<main>:$' | grep -qE -e "$entry" || lacking "control-flow protection"
     [ "$(echo "$code" | grep -cE -e "$touch")" -ge 3 ] || lacking "stack clash protection"
     if [ -n "$lacks" ]; then
