@@ -16,7 +16,7 @@ import stat
 import struct
 import time
 
-from appliance import FORWARDED, HANG_SECONDS, REPORTS, SANITIZER_STATUS, Appliance, Figures, left_behind, options, shared
+from appliance import FORWARDED, HANG_SECONDS, REPORTS, Appliance, Figures, is_sanitizers, left_behind, options, shared
 
 RECORD = 208
 LARGE = 1 << 20  # a segment that takes long to fill
@@ -248,16 +248,16 @@ class Runs:
         return (None if hung else status), os.pread(self.output, 1 << 26, 0)
 
     def said(self):
-        return os.pread(self.errors, 3000, 0).decode("latin-1")
+        return os.pread(self.errors, 3000, 0)
 
 
-def judge(status, output, form):
+def judge(status, output, said, form):
     if status is None:
         return "hangs"
     if status < 0:
         return "ended by signal %d" % -status
-    if status == SANITIZER_STATUS:
-        return "sanitizer"
+    if is_sanitizers(said):
+        return "sanitizer: " + said.decode("latin-1")
     if form == "vigil-json":
         try:
             json.loads(output)
@@ -277,8 +277,9 @@ def work(chosen, figures, share, shares):
         for line in lines:
             for form in ("vigil", "vigil-json"):
                 status, output = runs.run(line, form, None)
-                if judge(status, output, form):
-                    figures.short("unchanged: %s %s: %s" % (form, line, judge(status, output, form)))
+                wrong = judge(status, output, runs.said(), form)
+                if wrong:
+                    figures.short("unchanged: %s %s: %s" % (form, line, wrong))
         daemon.replies = made = 0
         while daemon.replies < wanted:
             number = number + shares if chosen.only is None else chosen.only
@@ -286,9 +287,9 @@ def work(chosen, figures, share, shares):
             line, form = rng.choice(lines), rng.choice(("vigil", "vigil", "vigil-json"))
             status, output = runs.run(line, form, rng)
             made += 1
-            wrong = judge(status, output, form)
+            wrong = judge(status, output, runs.said(), form)
             if wrong:
-                figures.short("--seed %d --only %d: %s %s: %s %s" % (chosen.seed, number, form, line, wrong, runs.said()))
+                figures.short("--seed %d --only %d: %s %s: %s" % (chosen.seed, number, form, line, wrong))
             if chosen.only is not None:
                 os.write(1, output)
                 break

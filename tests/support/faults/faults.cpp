@@ -10,8 +10,8 @@
 //   raise SIGNAL        comes when a segment has been created, or attached
 //   stop BYTES          SIGTERM comes when so many are allocated
 //   time SECONDS        nothing fails, but the clock stands still
-// FAULT_COUNT names a file for the bytes of each allocation after main had begun, one a line, written when the run
-// ends by itself.
+// FAULT_COUNT names a file for the bytes of each allocation after main had begun, and the file of the code that asked
+// for them (? when it has been unloaded), one a line, written when the run ends by itself.
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -48,17 +48,20 @@ template <class Function> Function* next(const char* name)
 
 bool main_has_begun = false;
 unsigned long allocations = 0;
-size_t asked[10000];
+struct Asked {
+    size_t bytes;
+    const void* by;
+} asked[10000];
 
 bool is_number(const char* text, unsigned long number)
 {
     return text != nullptr && strtoul(text, nullptr, 10) == number;
 }
 
-bool refused(size_t bytes)
+bool refused(size_t bytes, const void* by)
 {
     if (main_has_begun && ++allocations <= std::size(asked))
-        asked[allocations - 1] = bytes;
+        asked[allocations - 1] = {bytes, by};
     if (is_number(fault("stop"), bytes))
         raise(SIGTERM);
     const char* from = fault("alloc-from");
@@ -74,8 +77,11 @@ bool refused(size_t bytes)
     const char* path = getenv("FAULT_COUNT");
     const int file = path != nullptr ? static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC, 0600)) : -1;
     const size_t count = std::min(allocations, std::size(asked)); // before the printing allocates
-    for (size_t i = 0; file >= 0 && i < count; i++)
-        dprintf(file, "%zu\n", asked[i]);
+    for (size_t i = 0; file >= 0 && i < count; i++) {
+        Dl_info code{};
+        const bool loaded = dladdr(asked[i].by, &code) != 0;
+        dprintf(file, "%zu %s\n", asked[i].bytes, loaded ? code.dli_fname : "?");
+    }
 }
 
 int (*program_main)(int, char**, char**) = nullptr;
@@ -114,19 +120,19 @@ int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, v
 void* malloc(size_t size)
 {
     static auto* real = next<void*(size_t)>("malloc");
-    return refused(size) ? nullptr : real(size);
+    return refused(size, __builtin_return_address(0)) ? nullptr : real(size);
 }
 
 void* calloc(size_t count, size_t size)
 {
     static auto* real = next<void*(size_t, size_t)>("calloc");
-    return refused(count * size) ? nullptr : real(count, size);
+    return refused(count * size, __builtin_return_address(0)) ? nullptr : real(count, size);
 }
 
 void* realloc(void* block, size_t size)
 {
     static auto* real = next<void*(void*, size_t)>("realloc");
-    return refused(size) ? nullptr : real(block, size);
+    return refused(size, __builtin_return_address(0)) ? nullptr : real(block, size);
 }
 
 FILE* fopen(const char* path, const char* mode)
