@@ -202,6 +202,7 @@ class Appliance:
                                             "handle_abort=1",
                             "UBSAN_OPTIONS": "print_stacktrace=1"}
         self.faults = os.path.join(build, "tests", "faults.so")
+        self.stopped_clock = {"LD_PRELOAD": self.faults, "FAULT_TIME": str(int(time.time()))}  # or ages change
 
     def __enter__(self):
         self.lab = subprocess.Popen([os.path.join(self.build, "lab", "vigil-lab"), "--root", self.root, *self.arguments],
@@ -239,7 +240,7 @@ class Appliance:
             return Result(run.returncode, output or b"", errors or b"", hung=True)
 
     def run_with(self, fault, line, **more):
-        environment = {"LD_PRELOAD": self.faults, "FAULT": fault, **more.pop("environment", {})}
+        environment = {**self.stopped_clock, "FAULT": fault, **more.pop("environment", {})}
         return self.run(line, environment=environment, **more)
 
 

@@ -1,11 +1,9 @@
 """Each system call of each verb fails, with each of five errors."""
 import json
 import os
-import random
 import re
-import subprocess
 
-from appliance import ALONE, FORWARDED, REPORTS, Appliance, Figures, left_behind, options
+from appliance import ALONE, FORWARDED, REPORTS, Appliance, Figures, left_behind, options, shared
 
 ERRORS = ("EINTR", "EIO", "ENOMEM", "ENOSPC", "EACCES")
 MAIN_BEGINS = "fcntl("  # the first call after main has begun; the ones before are the loader's
@@ -20,7 +18,7 @@ SAID = re.compile(rb"fail to |itlgc_pool alloc fail|NO_MEM|rpc_syncdesc")
 def calls_of(appliance, line, form):
     """The calls of an undisturbed run, as strace writes them, and the number of the first after main has begun."""
     trace = os.path.join(appliance.work, "trace")
-    run = appliance.run(line, form=form, before=("strace", "-o", trace))
+    run = appliance.run(line, form=form, before=("strace", "-o", trace), environment=appliance.stopped_clock)
     with open(trace, errors="replace") as written:
         calls = [call for call in written if not call.startswith(("+++", "---"))]
     first = next(i for i, call in enumerate(calls) if call.startswith(MAIN_BEGINS))
@@ -62,43 +60,37 @@ def judge(line, form, run, whole, calls, point):
     return "ends with 0 and other output"
 
 
+def lines_of(chosen):
+    lines = REPORTS + FORWARDED + ALONE
+    return lines[::16] if chosen.short else lines[:chosen.count or None]
+
+
+def work(chosen, figures, share, shares):
+    points = runs = 0
+    with Appliance(chosen.build) as appliance:
+        for line in lines_of(chosen)[share::shares]:
+            for form in ("vigil", "vigil-json"):
+                whole, calls, first = calls_of(appliance, line, form)
+                for point in range(first, len(calls)):
+                    if calls[point].startswith(("exit", "shmctl")) and "RMID" not in calls[point]:
+                        continue
+                    points += 1
+                    for error in ERRORS:
+                        inject = ("strace", "-o", "/dev/null", "-e", "inject=all:error=%s:when=%d" % (error, point + 1))
+                        run = appliance.run(line, form=form, before=inject, environment=appliance.stopped_clock)
+                        wrong = judge(line, form, run, whole, calls, point)
+                        if wrong:
+                            figures.short("%s %s, %s with %s: %s" % (form, line, calls[point].strip(), error, wrong))
+                        runs += 1
+        left_behind(figures, "runs whose calls fail")
+    return points, runs
+
+
 def main():
     chosen = options(__doc__)
     figures = Figures("calls")
-    lines = REPORTS + FORWARDED + ALONE
-    share = 1.0
-    if chosen.short:
-        lines = lines[::16]
-    rng = random.Random(chosen.seed)
-    points = runs = 0
-    every = []
-    with Appliance(chosen.build) as appliance:
-        for form in ("vigil", "vigil-json"):
-            for line in lines:
-                whole, calls, first = calls_of(appliance, line, form)
-                again, calls_again, _ = calls_of(appliance, line, form)
-                if whole.output != again.output or len(calls) != len(calls_again):
-                    continue  # not the same each time: nothing to compare with
-                for point in range(first, len(calls)):
-                    if not calls[point].startswith(("exit", "shmctl")) or "RMID" in calls[point]:
-                        every.append((form, line, whole, calls, point))
-        if chosen.count and chosen.count < len(every) * len(ERRORS):
-            share = chosen.count / (len(every) * len(ERRORS))
-        for form, line, whole, calls, point in every:
-            points += 1
-            for error in ERRORS:
-                if rng.random() >= share:
-                    continue
-                inject = ("strace", "-o", "/dev/null", "-e", "inject=all:error=%s:when=%d" % (error, point + 1))
-                wrong = judge(line, form, appliance.run(line, form=form, before=inject), whole, calls, point)
-                for _ in range(3 if wrong else 0):  # a second that passes changes ages
-                    whole_now = appliance.run(line, form=form)
-                    wrong = wrong and judge(line, form, appliance.run(line, form=form, before=inject), whole_now, calls, point)
-                if wrong:
-                    figures.short("%s %s, %s with %s: %s" % (form, line, calls[point].strip(), error, wrong))
-                runs += 1
-        left_behind(figures, "runs whose calls fail")
-    figures.end("%d verbs in both forms, %d calls, %d runs" % (len(lines), points, runs))
+    points, runs = shared(work, chosen, figures)
+    figures.end("%d verbs in both forms, %d calls, %d runs" % (len(lines_of(chosen)), points, runs))
 
 
 main()
