@@ -255,15 +255,22 @@ def shared(work, chosen, figures):
 
     Each has an IPC namespace of its own, in which it starts its own appliance: segments there are its runs'.
     """
-    with multiprocessing.get_context("fork").Pool(chosen.jobs, own_namespace) as pool:
-        parts = pool.starmap(one_share, [(work, chosen, figures, i) for i in range(chosen.jobs)], chunksize=1)
-    for counts, shortfalls in parts:
+    fork = multiprocessing.get_context("fork")
+    readers = []
+    for share in range(chosen.jobs):
+        reader, writer = fork.Pipe(duplex=False)
+        fork.Process(target=one_share, args=(writer, work, chosen, figures, share)).start()
+        writer.close()
+        readers.append(reader)
+    parts = [reader.recv() for reader in readers]  # raises when one has ended without
+    for _, shortfalls in parts:
         figures.shortfalls += shortfalls
     return [sum(each) for each in zip(*(counts for counts, _ in parts))]
 
 
-def one_share(work, chosen, figures, share):
-    return work(chosen, figures, share, chosen.jobs), figures.shortfalls
+def one_share(writer, work, chosen, figures, share):
+    own_namespace()
+    writer.send((work(chosen, figures, share, chosen.jobs), figures.shortfalls))
 
 
 class Figures:

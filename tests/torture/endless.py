@@ -122,7 +122,7 @@ def watch(appliance, line, place, size, batches):
     run = appliance.start(line, output=subprocess.DEVNULL)
     sizes = []
     for until in (batches // 2, batches):
-        while daemon.answered < until and run.poll() is None and daemon.answer(5):
+        while daemon.answered < until and run.poll() is None and daemon.answer(30):
             pass
         if daemon.answered < until:
             run.kill()
