@@ -45,7 +45,7 @@ export function scaled(value, unit = "") {
         n /= 1000;
         prefix++;
     }
-    const digits = prefix === 0 ? String(n) : n.toFixed(n < 9.995 ? 2 : n < 99.95 ? 1 : 0);
+    const digits = prefix === 0 ? String(Number(n.toFixed(2))) : n.toFixed(n < 9.995 ? 2 : n < 99.95 ? 1 : 0);
     return `${digits}\u202f${["", "k", "M", "G", "T", "P", "E"][prefix]}${unit}`.trimEnd();
 }
 

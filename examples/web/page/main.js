@@ -72,7 +72,7 @@ for (const choice of section("talkers").querySelectorAll("[name=by]"))
 const filter = section("sessions").querySelector("form");
 const MS = (key, title, sort) => ({title, sort, number: true, cell: (r) => r[key]});
 const sessions = new Table(body("sessions"), {
-    caption: "Sessions, delays in milliseconds", empty: "No session passes the filter.", sort: "bytes", size: 15,
+    caption: "Sessions, delays in milliseconds", empty: "No session was seen.", sort: "bytes", size: 15,
     columns: [
         {title: "Application", sort: "app", cell: (r) => text(r.application)},
         {title: "Protocol", sort: "proto", cell: (r) => text(r.protocol)},
@@ -93,7 +93,9 @@ const sessions = new Table(body("sessions"), {
     rows: (d, failed) => {
         const lines = d.lines ?? [];
         const total = Number(/^total (\d+)$/.exec(lines.at(-1) ?? "")?.[1] ?? 0);
-        if (![...new FormData(filter).values()].some((value) => value.trim() !== ""))
+        const filtered = [...new FormData(filter).values()].some((value) => value.trim() !== "");
+        sessions.panel.empty = filtered ? "No session passes the filter." : "No session was seen.";
+        if (!filtered)
             tile("Sessions", total, failed);
         const rows = lines.slice(0, total > 0 ? -1 : undefined).map((line) => session(line) ?? UNREADABLE(line));
         return {rows: total > 0 ? rows : [], total};

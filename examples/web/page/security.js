@@ -107,7 +107,7 @@ export class Security {
         this.levels.content.replaceChildren(
             element("dl", {class: "levels", "aria-label": "Malicious activity by level"}, ...levels.map((level) =>
                 element("div", {class: `level ${level.name}`}, element("dt", {}, level.name), element("dd", {}, count(level.cnt))))),
-            element("dl", {class: "types", "aria-label": "Malicious activity by type"}, ...types.map((type) =>
+            element("dl", {class: "types", tabindex: "0", "aria-label": "Malicious activity by type"}, ...types.map((type) =>
                 element("div", {}, element("dt", {}, text(type.name)), element("dd", {}, count(type.cnt))))));
         return levels.length; // four zeros say it, too
     }

@@ -5,11 +5,12 @@ import {Panel, utcOffset} from "./panel.js";
 // Its legend measures text with an inline style, which the page does not allow; ours is made of buttons.
 Dygraph.PLUGINS = Dygraph.PLUGINS.filter((plugin) => plugin !== Dygraph.Plugins.Legend);
 
+const COLOURS = 12; // of style.css
 const USUAL = ["bytes", "upbytes", "downbytes"];
 
 export class Throughput {
     constructor(section) {
-        this.panel = new Panel(section.querySelector(".body"), {empty: "No counters were kept for this time."});
+        this.panel = new Panel(section.querySelector(".body"), {empty: "Nothing was counted in this time."});
         this.hours = "1";
         this.hidden = null; // names that the reader took out, once known
         this.open = false;
@@ -31,7 +32,7 @@ export class Throughput {
     redraw() {
         this.graph?.destroy();
         this.graph = null;
-        if (!this.series?.length) {
+        if (!this.series?.some((s) => s.data.some((point) => point.y > 0))) {
             this.panel.content.replaceChildren();
             return 0;
         }
@@ -42,10 +43,10 @@ export class Throughput {
         }
         const shown = this.series.filter((s) => !this.hidden.has(s.name));
         const points = this.series[0].data;
-        const width = points.length > 1 ? (points[1].x - points[0].x) / 60000 : 5;
+        const width = points.length > 1 ? `Counted per ${(points[1].x - points[0].x) / 60000} min. ` : "";
         const plot = element("div", {class: "plot", role: "img",
             "aria-label": `Line chart of ${shown.length} counters; the same numbers stand in the table below it`});
-        const readout = element("p", {class: "readout"}, `Counted per ${width} min. Point at the chart to read a value.`);
+        const readout = element("p", {class: "readout"}, `${width}Point at the chart to read a value.`);
         this.panel.content.replaceChildren(this.legend(), plot, readout, this.numbers(shown));
         if (shown.length > 0)
             this.draw(plot, readout, shown);
@@ -53,7 +54,7 @@ export class Throughput {
     }
 
     colour(series) {
-        const at = this.series.indexOf(series) % 8;
+        const at = this.series.indexOf(series) % COLOURS;
         return getComputedStyle(document.documentElement).getPropertyValue(`--series-${at}`).trim();
     }
 
@@ -63,7 +64,7 @@ export class Throughput {
         for (const series of this.series) {
             const sum = series.data.reduce((a, point) => a + point.y, 0);
             const button = element("button", {type: "button", "aria-pressed": String(!this.hidden.has(series.name))},
-                element("span", {class: `swatch series-${this.series.indexOf(series) % 8}`, "aria-hidden": "true"}),
+                element("span", {class: `swatch series-${this.series.indexOf(series) % COLOURS}`, "aria-hidden": "true"}),
                 element("bdi", {}, text(series.name).textContent.slice(0, 40)), element("b", {}, scaled(sum)));
             button.addEventListener("click", () => {
                 if (!this.hidden.delete(series.name))
