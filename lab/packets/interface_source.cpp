@@ -2,7 +2,11 @@
 #include "lab/packets/live_source.h"
 
 #include <ctime>
+#include <net/if.h>
+#include <netpacket/packet.h>
 #include <pcap/pcap.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -66,6 +70,18 @@ std::string refusal(int status, pcap_t* handle)
     }
 }
 
+// Of the loopback every frame is there twice, going out and coming in. libpcap passes over the first kind, but only once
+// it has taken room in the ring and, where there was none, was counted as lost.
+void ignore_second_copies(const std::string& name, int descriptor)
+{
+    ifreq request{};
+    name.copy(request.ifr_name, sizeof request.ifr_name - 1);
+    if (ioctl(descriptor, SIOCGIFFLAGS, &request) != 0 || (request.ifr_flags & IFF_LOOPBACK) == 0)
+        return;
+    const int on = 1; // kernels before 4.20 do not know it
+    setsockopt(descriptor, SOL_PACKET, PACKET_IGNORE_OUTGOING, &on, sizeof on);
+}
+
 } // namespace
 
 std::unique_ptr<LiveSource> open_interface(const std::string& name, std::string& error)
@@ -91,5 +107,6 @@ std::unique_ptr<LiveSource> open_interface(const std::string& name, std::string&
         pcap_close(handle);
         return nullptr;
     }
+    ignore_second_copies(name, pcap_get_selectable_fd(handle));
     return std::make_unique<Interface>(handle);
 }
