@@ -38,7 +38,7 @@ def sentences(text):
 
 def as_sentence(text):
     text = text.strip()
-    text = text[:1].upper() + text[1:] if not re.match(r"\S*[=:_,]", text) else text
+    text = text[:1].upper() + text[1:] if not re.match(r"\S*[=:_]|\S+,\S", text) else text
     return text if text.endswith((".", "!", "?")) else text + "."
 
 
@@ -98,7 +98,7 @@ def member_lines(path, schema):
     if schema.get("x-quoted-number"):
         said += " A number in quotes."
     if schema.get("x-64-bit"):
-        said += " 64 bits wide."
+        said += " A number of 64 bits."
     if "see" in schema:
         said += f" Its members are those of: {schema['see']}."
     yield from sentences(said)
