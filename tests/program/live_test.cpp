@@ -73,55 +73,29 @@ TEST(LabLive, APipeGivesTheSessionsOfTheCapture)
     std::string sessions = captured.run("ipobj listbussflow limit=1000 lang=en");
     EXPECT_NE(sessions.find("\ntotal 37"), std::string::npos) << sessions;
     EXPECT_EQ(without_ages(live.run("ipobj listbussflow limit=1000 lang=en")), without_ages(sessions));
-    for (const char* report :
-         {"tcpreset list", "outconnect listflow", "dnsflow listflow", "hostinfo list", "obssyslog list", "obstlslog list"})
+    for (const char* report : {"tcpreset list", "outconnect listflow", "dnsflow listflow", "hostinfo list", "obssyslog list",
+                               "obstlslog list", "obssshlog list", "obsnetbios list"})
         EXPECT_EQ(live.run(report), captured.run(report)) << report;
 }
 
 TEST(LabLive, BoundsAreKeptAndWhatGoesIsCounted)
 {
     static const struct {
-        std::vector<std::string> bounds;
-        const char *total, *because;
+        const char *bound, *limit, *total, *because;
     } cases[] = {
-        {{"--sessions-max", "30"}, "\ntotal sessions=30 ", "\ndropped_because ended=7 silent=0 aged=0\n"},
-        {{"--sessions-max", "1"}, "\ntotal sessions=1 ", "\ndropped_because ended="},
-        {{"--age", "0"}, "\ntotal sessions=1 ", "\ndropped_because ended=0 silent=0 aged=3"}, // 36, a cut one twice
+        {"--sessions-max", "30", "\ntotal sessions=30 ", "\ndropped_because ended=7 silent=0 aged=0\n"},
+        {"--sessions-max", "1", "\ntotal sessions=1 ", "\ndropped_because ended="},
+        {"--age", "0", "\ntotal sessions=1 ", "\ndropped_because ended=0 silent=0 aged=3"}, // 36, a cut one twice
     };
     for (const auto& one : cases) {
         Pipe pipe;
-        std::vector<std::string> options{"--live", "-"};
-        options.insert(options.end(), one.bounds.begin(), one.bounds.end());
-        Lab live({.options = options, .input = pipe.ends[0]});
+        Lab live({.options = {"--live", "-", one.bound, one.limit}, .input = pipe.ends[0]});
         pipe.write(read_file(sample));
         pipe.end();
         ask_until(live, "obslog stat", "\ninput state=ended ");
         std::string counts = ask_until(live, "obslog stat", one.total);
         EXPECT_NE(counts.find(one.because), std::string::npos) << counts;
     }
-}
-
-// What a lab that cannot begin says, and its status.
-std::pair<std::string, int> refusal(const Lab::Start& start)
-{
-    PrivateRoot root;
-    std::string said = root.path() + ".said";
-    pid_t pid = fork();
-    if (pid == 0) {
-        int file = open(said.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
-        dup2(file, 1);
-        dup2(file, 2);
-        dup2(start.input, 0);
-        start.prepare();
-        std::vector<std::string> options{"--root", root.path()};
-        options.insert(options.end(), start.options.begin(), start.options.end());
-        become_lab(options);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    std::pair result{read_file(said), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
-    unlink(said.c_str());
-    return result;
 }
 
 void give_up_the_right_to_capture()
@@ -146,7 +120,7 @@ TEST(LabLive, WhatCannotBeWatchedIsRefusedWithAReason)
         {{.options = {"--live", "lo", "--sessions-max", "0"}}, "--sessions-max needs at least 1"},
     };
     for (const auto& one : cases) {
-        auto [said, status] = refusal(one.start);
+        auto [said, status] = outcome(PrivateRoot().path(), one.start);
         EXPECT_NE(said.find(one.words), std::string::npos) << one.words << ": " << said;
         EXPECT_EQ(status, 2) << one.words;
     }
@@ -154,19 +128,14 @@ TEST(LabLive, WhatCannotBeWatchedIsRefusedWithAReason)
 
 // ---- A network namespace with two programs in it that talk ----
 
-void write_file(const char* path, const std::string& text)
-{
-    std::ofstream(path) << text;
-}
-
 // Makes this process root of a namespace whose only interface is up. False where that is not allowed.
 bool enter_namespace()
 {
     std::string user = "0 " + std::to_string(getuid()) + " 1", group = "0 " + std::to_string(getgid()) + " 1";
     if (unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0) {
-        write_file("/proc/self/setgroups", "deny");
-        write_file("/proc/self/uid_map", user);
-        write_file("/proc/self/gid_map", group);
+        std::ofstream("/proc/self/setgroups") << "deny";
+        std::ofstream("/proc/self/uid_map") << user;
+        std::ofstream("/proc/self/gid_map") << group;
     } else if (unshare(CLONE_NEWNET) != 0) {
         return false;
     }
@@ -186,22 +155,13 @@ bool namespaces_are_allowed()
     return waitpid(pid, &status, 0) == pid && status == 0;
 }
 
-constexpr uint16_t port = 8080;
-
-sockaddr_in server_address()
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
+const sockaddr_in server{.sin_family = AF_INET, .sin_port = htons(8080), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+const auto* const server_address = reinterpret_cast<const sockaddr*>(&server);
 
 [[noreturn]] void serve()
 {
-    sockaddr_in address = server_address();
     int listener = socket(AF_INET, SOCK_STREAM, 0);
-    if (bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(listener, 8) != 0)
+    if (bind(listener, server_address, sizeof server) != 0 || listen(listener, 8) != 0)
         _exit(1);
     static constexpr char answer[] = "HTTP/1.1 200 OK\r\nServer: second/2\r\n\r\n";
     for (;;) {
@@ -217,10 +177,9 @@ sockaddr_in server_address()
 {
     static constexpr char request[] = "GET / HTTP/1.1\r\nHost: talk.example\r\nUser-Agent: first/1\r\n\r\n";
     for (;; usleep(50'000)) {
-        sockaddr_in address = server_address();
         int fd = socket(AF_INET, SOCK_STREAM, 0);
         char answer[512];
-        if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 && write(fd, request, sizeof request - 1) > 0)
+        if (connect(fd, server_address, sizeof server) == 0 && write(fd, request, sizeof request - 1) > 0)
             while (read(fd, answer, sizeof answer) > 0)
                 continue;
         close(fd);

@@ -9,40 +9,60 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-void become_lab(std::vector<std::string> options)
+namespace {
+
+// Starts vigil-lab; what it prints on the `outputs` comes out of the descriptor.
+pid_t start_lab(const std::string& root, const Lab::Start& start, std::initializer_list<int> outputs, int& out)
 {
-    options.insert(options.begin(), "vigil-lab");
-    std::vector<char*> arguments;
-    for (std::string& word : options)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    execv(VIGIL_BINARY_DIR "/lab/vigil-lab", arguments.data());
-    _exit(127);
+    int ends[2];
+    pid_t pid = pipe2(ends, O_CLOEXEC) == 0 ? fork() : -1;
+    if (pid < 0)
+        throw std::runtime_error("fork");
+    if (pid == 0) {
+        for (int output : outputs)
+            dup2(ends[1], output);
+        if (start.input >= 0)
+            dup2(start.input, 0);
+        start.prepare();
+        std::vector<const char*> arguments{"vigil-lab", "--root", root.c_str()};
+        for (const std::string& option : start.options)
+            arguments.push_back(option.c_str());
+        arguments.push_back(nullptr);
+        execv(VIGIL_BINARY_DIR "/lab/vigil-lab", const_cast<char**>(arguments.data()));
+        _exit(127);
+    }
+    close(ends[1]);
+    if (start.input >= 0)
+        close(start.input);
+    out = ends[0];
+    return pid;
+}
+
+} // namespace
+
+std::pair<std::string, int> outcome(const std::string& root, const Lab::Start& start)
+{
+    int out = -1, status = 0;
+    pid_t pid = start_lab(root, start, {1, 2}, out);
+    std::string said;
+    char piece[4096];
+    for (ssize_t n; (n = read(out, piece, sizeof piece)) > 0;)
+        said.append(piece, static_cast<size_t>(n));
+    close(out);
+    waitpid(pid, &status, 0);
+    return {said, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
 }
 
 Lab::Lab(const Start& start)
 {
-    int out[2];
-    if (pipe2(out, O_CLOEXEC) != 0 || (pid_ = fork()) < 0)
-        throw std::runtime_error("fork");
-    if (pid_ == 0) {
-        dup2(out[1], 1);
-        if (start.input >= 0)
-            dup2(start.input, 0);
-        start.prepare();
-        std::vector<std::string> options{"--root", root_.path()};
-        options.insert(options.end(), start.options.begin(), start.options.end());
-        become_lab(options);
-    }
-    close(out[1]);
-    if (start.input >= 0)
-        close(start.input);
-    pollfd ready{out[0], POLLIN, 0};
+    int out = -1;
+    pid_ = start_lab(root_.path(), start, {1}, out);
+    pollfd ready{out, POLLIN, 0};
     char line[256] = "";
     EXPECT_EQ(poll(&ready, 1, 120'000), 1) << "no ready line";
-    EXPECT_GT(read(out[0], line, sizeof line - 1), 0);
+    EXPECT_GT(read(out, line, sizeof line - 1), 0);
     EXPECT_EQ(std::string(line), "ready " + root_.path() + ' ' + start.ready + '\n');
-    close(out[0]);
+    close(out);
 }
 
 Lab::~Lab()

@@ -29,5 +29,5 @@ private:
 Lab::Start made_up(const std::string& sessions);
 Lab::Start of_capture(const std::string& path, const std::string& sessions);
 
-// Becomes vigil-lab: for a new process that shall not serve.
-[[noreturn]] void become_lab(std::vector<std::string> options);
+// What vigil-lab says that does not serve, and its status.
+std::pair<std::string, int> outcome(const std::string& root, const Lab::Start& start);

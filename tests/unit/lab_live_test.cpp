@@ -1,5 +1,4 @@
 // Traffic that does not end: what stays, what goes, and what it leaves behind.
-#include "lab/packets/capture.h"
 #include "lab/packets/live_traffic.h"
 #include "lab/views/views.h"
 
@@ -12,52 +11,30 @@ namespace {
 constexpr uint8_t F = tcp_flag::fin, S = tcp_flag::syn, R = tcp_flag::rst, A = tcp_flag::ack;
 constexpr uint32_t start = 1'800'000'000;
 
-void put16(std::string& out, uint32_t value)
+// A datagram of so many bytes with fields: offset, width, value in network order.
+std::string datagram(size_t size, std::vector<uint64_t> fields)
 {
-    out += {static_cast<char>(value >> 8), static_cast<char>(value)};
-}
-void put32(std::string& out, uint32_t value)
-{
-    put16(out, value >> 16);
-    put16(out, value & 0xffff);
-}
-
-// An IPv4 datagram.
-std::string datagram(uint32_t source, uint32_t destination, uint8_t protocol, const std::string& rest)
-{
-    std::string out{0x45, 0};
-    put16(out, static_cast<uint32_t>(20 + rest.size()));
-    put32(out, 0);
-    out += {64, static_cast<char>(protocol), 0, 0};
-    put32(out, source);
-    put32(out, destination);
-    return out + rest;
+    std::string out(size, '\0');
+    for (size_t f = 0; f < fields.size(); f += 3)
+        for (size_t i = fields[f + 1]; i-- > 0; fields[f + 2] >>= 8)
+            out[fields[f] + i] = static_cast<char>(fields[f + 2]);
+    return out;
 }
 
 std::string tcp(uint32_t source, uint32_t destination, uint16_t port, uint16_t to, uint8_t flags)
 {
-    std::string out;
-    put16(out, port);
-    put16(out, to);
-    put32(out, 1000);
-    put32(out, 0);
-    out += {0x50, static_cast<char>(flags)};
-    put16(out, 500);
-    put32(out, 0);
-    return datagram(source, destination, 6, out);
+    return datagram(40, {0,  2, 0x4500, 2,  2, 40, 8,  2, 0x4006, 12, 4, source, 16, 4, destination,
+                         20, 2, port,   22, 2, to, 24, 4, 1000,   32, 1, 0x50,   33, 1, flags});
 }
 
 // A question for the address of a name of one part.
 std::string question(uint32_t source, uint32_t destination, uint16_t port, const std::string& name)
 {
-    std::string message{0, 1, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, static_cast<char>(name.size())}, out;
-    message += name;
-    message += {0, 0, 1, 0, 1};
-    put16(out, port);
-    put16(out, 53);
-    put16(out, static_cast<uint32_t>(8 + message.size()));
-    put16(out, 0);
-    return datagram(source, destination, 17, out + message);
+    size_t end = 41 + name.size();
+    std::string out =
+        datagram(end + 5, {0,  2, 0x4500, 2,  2, end + 5,  8,  2, 0x4011,         12, 4, source,      16,      4, destination, 20, 2, port,
+                           22, 2, 53,     24, 2, end - 15, 28, 6, 0x000101000001, 40, 1, name.size(), end + 1, 4, 0x10001});
+    return out.replace(41, name.size(), name);
 }
 
 // LiveTraffic with the history that its dropped sessions leave.
@@ -84,49 +61,6 @@ struct Watched {
     }
 };
 
-std::string text_of(const Traffic& traffic, const Session& s)
-{
-    auto word = [](auto number) { return ' ' + std::to_string(number); };
-    return address_text(traffic.address(s.client)) + word(s.client_port) + ' ' + address_text(traffic.address(s.server)) +
-           word(s.server_port) + word(s.protocol) + word(s.birth) + word(s.last) + word(s.up_packets) + word(s.up_bytes) +
-           word(s.down_packets) + word(s.down_bytes) + word(s.application) + word(s.server_delay) + word(s.up_retransmissions) + ' ' +
-           std::string{traffic.text(s.host)} + '|' + std::string{traffic.text(s.request)} + '|' + std::string{traffic.text(s.banner)} +
-           '|' + std::string{traffic.text(s.agent)} + '|' + traffic.name_of(s.client) + '|' + traffic.name_of(s.server) + '|' +
-           traffic.location(s.server).carrier;
-}
-
-std::vector<std::string> texts_of(const Traffic& traffic)
-{
-    std::vector<std::string> texts;
-    for (const Session& session : traffic.sessions)
-        texts.push_back(text_of(traffic, session));
-    for (const auto* log : traffic.logs())
-        for (const ProtocolEvent& event : *log)
-            texts.push_back(address_text(traffic.address(event.client)) + ' ' + std::to_string(event.time) + ' ' + event.text);
-    return texts;
-}
-
-TEST(LabLive, TheSameFramesGiveTheSameSessionsAsACapture)
-{
-    const std::string sample = VIGIL_SOURCE_DIR "/tests/data/sample.pcap";
-    std::string error;
-    World captured;
-    ASSERT_TRUE(read_capture(sample, captured, error)) << error;
-    std::unique_ptr<FrameSource> source = open_capture_file(sample, error);
-    ASSERT_TRUE(source) << error;
-    Watched watched({});
-    Frame frame;
-    for (size_t i = 0; source->next(frame) == FrameRead::frame; i++) {
-        watched.live.add(frame);
-        if (i % 50 == 0)
-            watched.state(captured.now); // looking on changes nothing
-    }
-    World state = watched.state(captured.now);
-    EXPECT_EQ(texts_of(state), texts_of(captured));
-    EXPECT_EQ(state.capture.followed, captured.capture.followed);
-    EXPECT_EQ(state.live->dropped.sessions, 0u);
-}
-
 // Steps are packets of connections that are known by their client's port.
 TEST(LabLive, EndedSessionsGoFirstThenTheLongestSilent)
 {
@@ -146,31 +80,11 @@ TEST(LabLive, EndedSessionsGoFirstThenTheLongestSilent)
         {"the longest silent goes", 2, {{1, true, S}, {2, true, S}, {3, true, S}}, {2, 3}, 0, 1},
         {"who speaks again stays", 2, {{1, true, S}, {2, true, S}, {1, true, A}, {3, true, S}}, {1, 3}, 0, 1},
         {"a reset one before a silent one", 2, {{1, true, S}, {2, true, S}, {2, false, R}, {3, true, S}}, {1, 3}, 1, 0},
-        {"one that both sides closed before a silent one",
-         2,
-         {{1, true, S}, {2, true, S}, {2, true, F | A}, {2, false, F | A}, {3, true, S}},
-         {1, 3},
-         1,
-         0},
+        {"one closed on both sides", 2, {{1, true, S}, {2, true, S}, {2, true, F | A}, {2, false, F | A}, {3, true, S}}, {1, 3}, 1, 0},
         {"one side alone ends nothing", 2, {{1, true, S}, {2, true, S}, {2, true, F | A}, {3, true, S}}, {2, 3}, 0, 1},
-        {"of the ended ones the oldest",
-         3,
-         {{1, true, S}, {2, true, S}, {3, true, S}, {3, true, R}, {2, true, R}, {4, true, S}},
-         {1, 2, 4},
-         1,
-         0},
-        {"all ended, then all silent",
-         2,
-         {{1, true, S}, {2, true, S}, {1, true, R}, {2, true, R}, {3, true, S}, {4, true, S}, {5, true, S}},
-         {4, 5},
-         2,
-         1},
-        {"a port used again is another session",
-         2,
-         {{1, true, S}, {1, true, R}, {2, true, S}, {1, false, S | A}, {3, true, S}},
-         {2, 3},
-         1,
-         0},
+        {"the oldest ended", 3, {{1, true, S}, {2, true, S}, {3, true, S}, {3, true, R}, {2, true, R}, {4, true, S}}, {1, 2, 4}, 1, 0},
+        {"ended, then silent", 2, {{1, true, S}, {2, true, S}, {1, true, R}, {3, true, S}, {4, true, S}}, {3, 4}, 1, 1},
+        {"a port used again", 2, {{1, true, S}, {1, true, R}, {2, true, S}, {1, false, S | A}, {3, true, S}}, {2, 3}, 1, 0},
     };
     for (const auto& c : cases) {
         Watched watched({.sessions = c.most, .age = 86400});
@@ -227,7 +141,6 @@ TEST(LabLive, DroppedSessionsStayInChartsAndTakeNoMemory)
     for (uint32_t i = 0; i < most; i++) {
         const Session& session = state.sessions[i];
         uint32_t number = sessions - most + i;
-        EXPECT_EQ(state.address(session.client), ipv4_address(0x0a000000 + number));
         EXPECT_EQ(state.find_endpoint(ipv4_address(0x0a000000 + number)), session.client);
         EXPECT_EQ(state.address(session.server), ipv4_address(0xc0000200 + number % 7));
         EXPECT_EQ(state.text(session.host), "name" + std::to_string(number));

@@ -1,9 +1,9 @@
 // The readers of foreign payloads.
 #include "lab/packets/names.h"
 #include "lab/world/words.h"
+#include "tests/support/garbage.h"
 
 #include <gtest/gtest.h>
-#include <random>
 
 namespace {
 
@@ -169,15 +169,12 @@ TEST(LabNames, HttpAndSshHeads)
 
 TEST(LabNames, GarbageIsReadWithoutHarm)
 {
-    std::mt19937 random(5);
-    const std::string seeds[] = {dns_response, client_hello(), "GET / HTTP/1.1\r\nHost: a\r\n\r\n", "HTTP/1.1 200 OK\r\nServer: b\r\n\r\n",
-                                 "SSH-2.0-x\r\n"};
-    for (int i = 0; i < 100000; i++) {
-        std::string seed = seeds[random() % std::size(seeds)];
-        for (size_t hits = random() % 5; hits > 0; hits--)
-            seed[random() % seed.size()] = static_cast<char>(random());
-        seed.resize(random() % (seed.size() + 1));
-        std::vector<uint8_t> exact(seed.begin(), seed.end());
+    Garbage garbage(
+        5, {dns_response, client_hello(), "GET / HTTP/1.1\r\nHost: a\r\n\r\n", "HTTP/1.1 200 OK\r\nServer: b\r\n\r\n", "SSH-2.0-x\r\n"},
+        text("\0\1\xc0\r\n: "));
+    for (int i = 0; i < garbage_inputs; i++) {
+        std::string bytes = garbage.next();
+        std::vector<uint8_t> exact(bytes.begin(), bytes.end());
         DnsMessage dns;
         NetbiosPacket netbios;
         TlsHello tls;
