@@ -10,8 +10,8 @@ AT_ONCE = 256
 SEGMENTS_AT_ONCE = 60  # the limit of the namespace while they run
 LOCALES = ("C", "C.UTF-8", "en_US.UTF-8", "de_DE.UTF-8", "tr_TR.UTF-8", "zh_CN.GBK")
 ZONES = ("CST-8", "Europe/Berlin", "America/New_York", "Australia/Lord_Howe")
-# In every other tree: the compiler and its flags
-OTHER_BUILDS = (("g++", "-O0"), ("g++", "-O3"), ("clang++", "-O0"), ("clang++", "-O3"))
+# In every other tree: the compiler and its flags. At -O3 g++ 12 warns of an overlap in its own std::string.
+OTHER_BUILDS = (("g++", "-O0"), ("g++", "-O3 -Wno-restrict"), ("clang++", "-O0"), ("clang++", "-O3"))
 CHANGE_DAYS = ("2026-03-29", "2026-10-25")
 
 
@@ -119,7 +119,7 @@ def at_once(appliance, counter, figures):
 
 
 def build_other(appliance, compiler, level):
-    tree = os.path.join(appliance.build, "other", compiler + level)
+    tree = os.path.join(appliance.build, "other", compiler + level.split()[0])
     configure = ["cmake", "-B", tree, "-DCMAKE_BUILD_TYPE=None", "-DBUILD_TESTING=OFF", "-DCMAKE_CXX_COMPILER=" + compiler,
                  "-DCMAKE_CXX_FLAGS=" + level]
     for command in (configure, ["cmake", "--build", tree, "-j", str(os.cpu_count()), "--target", "vigil", "--target", "vigil-json"]):
