@@ -67,7 +67,7 @@ def lines_of(chosen):
 
 
 def work(chosen, figures, share, shares):
-    points = runs = 0
+    points = runs = failed = 0
     with Appliance(chosen.build) as appliance:
         for line in lines_of(chosen)[share::shares]:
             for form in ("vigil", "vigil-json"):
@@ -85,15 +85,16 @@ def work(chosen, figures, share, shares):
                         if wrong:
                             figures.short("%s %s, %s with %s: %s" % (form, line, calls[point].strip(), error, wrong))
                         runs += 1
+                        failed += run.status != 0
         left_behind(figures, "runs whose calls fail")
-    return points, runs
+    return points, runs, failed
 
 
 def main():
     chosen = options(__doc__)
     figures = Figures("calls")
-    points, runs = shared(work, chosen, figures)
-    figures.end("%d verbs in both forms, %d calls, %d runs" % (len(lines_of(chosen)), points, runs))
+    points, runs, failed = shared(work, chosen, figures)
+    figures.end("%d verbs in both forms, %d calls, %d runs, of which %d failed" % (len(lines_of(chosen)), points, runs, failed))
 
 
 main()
