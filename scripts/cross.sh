@@ -23,30 +23,41 @@ build() {
     file $trees/arm64/vigil | grep -q 'ARM aarch64'
 }
 
-# serve MACHINE COMMAND...: a lab of that machine below the same root as the other one's, all of the demo against it.
-# Every output lies in $results/MACHINE, numbered.
+# From here on whoever runs a program of the native tree runs that for arm64, with its libraries; seen from in here only.
+put_in_place() {
+    gcc -O1 -Wall -Werror -static -o $trees/under_qemu scripts/under_qemu.c
+    for program in vigil vigil-json lab/vigil-lab tools/vigil-ouidb; do
+        cp $trees/arm64/$program $trees/native/$program.arm64
+        mount --bind $trees/under_qemu $trees/native/$program
+    done
+    for folder in tests/dict lab/lab_dict.so tests/faults.so; do
+        mount --bind $trees/arm64/$folder $trees/native/$folder
+    done
+}
+
+# demo_of MACHINE: all of the demo against a lab, both as they stand in the native tree, with the same root for either
+# machine. Every output lies in $results/MACHINE, numbered.
 demo_of() {
-    machine=$1
-    shift
-    run_it=$*
-    rm -rf "$work/root" "${results:?}/$machine"
-    mkdir -p "$work/root" "$results/$machine"
+    outputs=$results/$1
+    rm -rf "$work/root"
+    mkdir -p "$work/root" "$outputs"
     export VIGIL_ROOT="$work/root" TZ=UTC0
     : >"$work/lab"
-    $run_it $trees/"$machine"/lab/vigil-lab --sessions 2000 --seed 3 --now 1790000000 >"$work/lab" 2>"$work/errors" &
+    $trees/native/lab/vigil-lab --sessions 2000 --seed 3 --now 1790000000 >"$work/lab" 2>"$work/errors" &
     lab=$!
     until [ -s "$work/lab" ]; do
         kill -0 "$lab"
         sleep 0.2
     done
+    ! grep . "$work/errors" || return 1
     number=0
     # shellcheck disable=SC2317 # called by demo_verbs.sh
     vigil() {
         number=$((number + 1))
         code=0
-        $run_it $trees/"$machine"/vigil "$@" >"$results/$machine/$number" || code=$?
-        cat "$results/$machine/$number"
-        printf '\n$ vigil %s (status %s)\n' "$*" "$code" >>"$results/$machine/$number"
+        $trees/native/vigil "$@" >"$outputs/$number" || code=$?
+        cat "$outputs/$number"
+        printf '\n$ vigil %s (status %s)\n' "$*" "$code" >>"$outputs/$number"
         return $code
     }
     LAB_ARGUMENTS=given # an empty answer is none of our business
@@ -58,40 +69,31 @@ demo_of() {
     wait "$lab"
 }
 
-compare_demo() {
-    echo "== every verb of the demo, arm64 beside this machine"
-    work=$(mktemp -d /tmp/vigil.XXXXXX)
-    results=$work/results
-    demo_of native env
-    demo_of arm64 qemu-aarch64
-    diff -r "$results/native" "$results/arm64" || return 1
-    echo "$(find "$results/native" -type f | wc -l) command lines, the same bytes and statuses"
+compare_demos() {
+    diff -r "$results/native" "$results/arm64"
+    echo "$(find "$results/native" -type f | wc -l) command lines of the demo, the same bytes and statuses"
     rm -rf "$work"
 }
 
 program_suite() {
-    echo "== program suite, each program under qemu-aarch64"
-    gcc -O1 -Wall -Werror -static -o $trees/under_qemu scripts/under_qemu.c
-    for program in vigil vigil-json lab/vigil-lab tools/vigil-ouidb; do
-        mount --bind $trees/under_qemu $trees/native/$program
-    done
-    for folder in tests/dict lab/lab_dict.so tests/faults.so; do
-        mount --bind $trees/arm64/$folder $trees/native/$folder
-    done
     left_out=$(cannot_run | cut -d ' ' -f 1 | paste -s -d :)
     cannot_run | sed 's/^\([^ ]*\) */cannot run here: \1: /'
     $trees/native/tests/program_tests --gtest_brief=1 --gtest_filter="*${left_out:+-$left_out}"
 }
 
-unit_suite() {
-    echo "== unit tests under qemu-aarch64"
-    qemu-aarch64 $trees/arm64/tests/unit_tests --gtest_brief=1
-}
-
 if [ "${1:-}" = --inside ]; then
     build
-    compare_demo
-    unit_suite
+    work=$(mktemp -d /tmp/vigil.XXXXXX)
+    results=$work/results
+    echo "== every verb of the demo on this machine, then under qemu-aarch64"
+    demo_of native
+    put_in_place
+    qemu-aarch64 $trees/native/vigil-json.arm64 --version
+    demo_of arm64
+    compare_demos
+    echo "== unit tests under qemu-aarch64"
+    qemu-aarch64 $trees/arm64/tests/unit_tests --gtest_brief=1
+    echo "== program suite, each program under qemu-aarch64"
     program_suite
     exit 0
 fi
