@@ -31,7 +31,8 @@ static int misses = 0, last_wait = 0;
 extern "C" int poll(pollfd* ends, nfds_t count, int timeout)
 {
     last_wait = timeout;
-    return misses > 0 && misses-- > 0 ? 0 : static_cast<int>(syscall(SYS_poll, ends, count, timeout));
+    const timespec wait{.tv_sec = timeout / 1000, .tv_nsec = timeout % 1000 * 1000000L}; // not every machine has a call poll
+    return misses > 0 && misses-- > 0 ? 0 : ppoll(ends, count, timeout < 0 ? nullptr : &wait, nullptr);
 }
 
 namespace {
