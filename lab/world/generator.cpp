@@ -238,8 +238,8 @@ std::vector<uint32_t> draw_births(Random& random, uint32_t sessions, uint32_t no
         uint32_t drawn = random.below(day), hour = 0;
         while (drawn >= hour_weights[hour])
             drawn -= hour_weights[hour++];
-        birth = start + (random.below(days) * 24 + hour) * 3600 + random.below(3600);
-        birth = std::min(birth, now);
+        birth = start + (random.below(days) * 24 + hour) * 3600;
+        birth = std::min(birth + random.below(3600), now);
     }
     std::sort(births.begin(), births.end());
     return births;

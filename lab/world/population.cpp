@@ -89,8 +89,10 @@ uint32_t Population::add_server(uint32_t i)
 uint32_t Population::add_remote(uint32_t i, bool ipv6)
 {
     std::string name = random_.chance(800) ? remote_name(i) : "";
-    if (ipv6)
-        return add(ipv6_address(0x20010db8 + (random_.below(512) << 16), random_.below(1 << 30)), name);
+    if (ipv6) { // one draw a statement: compilers do not agree on the order of arguments
+        uint32_t host = random_.below(1 << 30);
+        return add(ipv6_address(0x20010db8 + (random_.below(512) << 16), host), name);
+    }
     uint32_t ip = 0;
     do
         ip = random_.chance(20) ? 0x64400000 + random_.below(1 << 20) // shared address space
