@@ -35,14 +35,14 @@ put_in_place() {
     done
 }
 
-# demo_of MACHINE: all of the demo against a lab, both as they stand in the native tree, with the same root for either
+# demo_of MACHINE: all of the demo against a lab, both as they stand in the native tree, in the same place for either
 # machine. Every output lies in $results/MACHINE, numbered.
 demo_of() {
     outputs=$results/$1
-    rm -rf "$work/root"
-    mkdir -p "$work/root" "$outputs"
+    mkdir "$outputs"
+    mount -t tmpfs -o size=256m tmpfs "$work" # whose free space is told
+    mkdir "$work/root"
     export VIGIL_ROOT="$work/root" TZ=UTC0
-    : >"$work/lab"
     $trees/native/lab/vigil-lab --sessions 2000 --seed 3 --now 1790000000 >"$work/lab" 2>"$work/errors" &
     lab=$!
     until [ -s "$work/lab" ]; do
@@ -55,7 +55,8 @@ demo_of() {
     vigil() {
         number=$((number + 1))
         code=0
-        $trees/native/vigil "$@" >"$outputs/$number" || code=$?
+        FAULT="time 1790000100" LD_PRELOAD=$PWD/$trees/native/tests/faults.so \
+            $trees/native/vigil "$@" >"$outputs/$number" || code=$?
         cat "$outputs/$number"
         printf '\n$ vigil %s (status %s)\n' "$*" "$code" >>"$outputs/$number"
         return $code
@@ -67,12 +68,13 @@ demo_of() {
     }
     kill "$lab"
     wait "$lab"
+    umount "$work"
 }
 
 compare_demos() {
     diff -r "$results/native" "$results/arm64"
     echo "$(find "$results/native" -type f | wc -l) command lines of the demo, the same bytes and statuses"
-    rm -rf "$work"
+    rm -rf "$work" "$results"
 }
 
 program_suite() {
@@ -84,7 +86,9 @@ program_suite() {
 if [ "${1:-}" = --inside ]; then
     build
     work=$(mktemp -d /tmp/vigil.XXXXXX)
-    results=$work/results
+    results=$(mktemp -d /tmp/vigil.XXXXXX)
+    echo "1000.00 1000.00" >"$results/uptime" # of the clocks that are told, none may go on
+    mount --bind "$results/uptime" /proc/uptime
     echo "== every verb of the demo on this machine, then under qemu-aarch64"
     demo_of native
     put_in_place
