@@ -40,8 +40,11 @@ put_in_place() {
 demo_of() {
     outputs=$results/$1
     mkdir "$outputs"
-    mount -t tmpfs -o size=256m tmpfs "$work" # whose free space is told
-    mkdir "$work/root"
+    rm -rf "$work"
+    mkdir -p "$work/root/usr/obslog" "$work/root/usr/keslog"
+    for folder in obslog keslog; do # whose free space is told
+        mount -t tmpfs -o size=16m tmpfs "$work/root/usr/$folder"
+    done
     export VIGIL_ROOT="$work/root" TZ=UTC0
     $trees/native/lab/vigil-lab --sessions 2000 --seed 3 --now 1790000000 >"$work/lab" 2>"$work/errors" &
     lab=$!
@@ -68,7 +71,7 @@ demo_of() {
     }
     kill "$lab"
     wait "$lab"
-    umount "$work"
+    umount "$work/root/usr/obslog" "$work/root/usr/keslog"
 }
 
 compare_demos() {
