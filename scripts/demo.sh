@@ -29,12 +29,13 @@ fleet*)
 esac
 interface=${2:-}
 port=${2:-8080}
-case $mode$port in
-web*[!0-9]* | web??????*)
-    echo "demo.sh: a port is a number" >&2
-    exit 2
-    ;;
+case $port in
+*[!0-9]*) port=0 ;;
 esac
+if [ "$mode" = web ] && ! { [ "$port" -ge 1 ] && [ "$port" -le 65535 ]; } 2>/dev/null; then
+    echo "demo.sh: a port is a number from 1 to 65535" >&2
+    exit 2
+fi
 
 give_up() {
     echo "demo.sh: $*" >&2
