@@ -35,14 +35,8 @@ inline Data uncounted(const std::string& text) // a NUL follows but does not cou
 {
     return {text, static_cast<int32_t>(text.size())};
 }
-inline Data trailing(const std::string& text) // "a=1 b=2 "
-{
-    return counted(text);
-}
-inline Data leading(const std::string& text) // " a=1 b=2"
-{
-    return uncounted(text);
-}
+inline constexpr auto* trailing = counted;  // "a=1 b=2 "
+inline constexpr auto* leading = uncounted; // " a=1 b=2"
 
 struct Request {
     uint32_t code = 0;

@@ -18,17 +18,6 @@ namespace fs = std::filesystem;
 
 constexpr size_t segment_size = 3 * 4096 + 100;
 
-std::string read(const fs::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write(const fs::path& path, const std::string& content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-}
-
 struct Asked {
     uint8_t daemon = daemon_kind::analysis;
     uint32_t code = verb::list;
@@ -194,8 +183,8 @@ TEST(LabRecording, KeepsFilesForTheirOwnerAloneAndAsTheyWereLast)
     for (const auto& entry : fs::recursive_directory_iterator(recorded.folder))
         EXPECT_EQ(static_cast<int>(entry.status().permissions()), entry.is_directory() ? 0700 : 0600) << entry;
     EXPECT_EQ(static_cast<int>(fs::status(recorded.folder).permissions()), 0700);
-    EXPECT_EQ(read(recorded.folder + "/000001/before.bin"), "a=1 "); // no zeros behind
-    EXPECT_FALSE(Recorder(recorded.folder).begin());                 // nothing is overwritten
+    EXPECT_EQ(recorded.root.read("/recording/000001/before.bin"), "a=1 "); // no zeros behind
+    EXPECT_FALSE(Recorder(recorded.folder).begin());                       // nothing is overwritten
 
     PrivateFiles root;
     root.write("/conf/obscfg.conf", "of another appliance");
@@ -204,11 +193,11 @@ TEST(LabRecording, KeepsFilesForTheirOwnerAloneAndAsTheyWereLast)
     testing::internal::CaptureStderr();
     ASSERT_TRUE(replay.open() && replay.install());
     EXPECT_NE(testing::internal::GetCapturedStderr().find("000003.part: is not complete"), std::string::npos);
-    EXPECT_EQ(read(root.path + "/conf/kestrel.conf"), "# changed in the meantime\n");
+    EXPECT_EQ(root.read("/conf/kestrel.conf"), "# changed in the meantime\n");
     EXPECT_FALSE(fs::exists(root.path + "/conf/obscfg.conf"));
     EXPECT_FALSE(fs::exists(root.path + "/usr/ramdisk/etc/oui.dat"));
 
-    write(recorded.folder + "/000001/after.bin", "One"); // while it is replayed
+    recorded.root.write("/recording/000001/after.bin", "One"); // while it is replayed
     Client client({}, 2);
     replay.answer(daemon_kind::analysis, client.record, client.segment);
     EXPECT_EQ(client.record.text.view(), "DAMAGED 000001/after.bin");
@@ -289,17 +278,17 @@ TEST(LabRecording, RefusesDamagedFilesByName)
         fs::remove_all(damaged);
         fs::copy(folder, damaged, fs::copy_options::recursive);
         fs::path path = damaged / damage.file;
-        std::string content = fs::is_directory(path) ? "" : read(path);
+        std::string content = fs::is_directory(path) ? "" : recorded.root.read("/damaged/" + damage.file);
         if (!damage.from.empty()) {
             content = without_seal(content);
             ASSERT_NE(content.find(damage.from), std::string::npos);
             content.replace(content.find(damage.from), damage.from.size(), damage.to);
-            write(path, sealed(content));
+            recorded.root.write("/damaged/" + damage.file, sealed(content));
         } else if (damage.to == "halved") {
             fs::resize_file(path, content.size() / 2);
         } else if (damage.to == "flipped") {
             content[content.size() / 2] ^= 1;
-            write(path, content);
+            recorded.root.write("/damaged/" + damage.file, content);
         } else {
             fs::remove_all(path);
             if (damage.to == "piped") {
@@ -323,8 +312,8 @@ TEST(LabRecording, GarbageIsRefused)
 {
     Recorded recorded;
     record(recorded.recorder, {}, "one");
-    std::string about = read(recorded.folder + "/recording.txt");
-    std::string request = read(recorded.folder + "/000001/request.txt");
+    std::string about = recorded.root.read("/recording/recording.txt");
+    std::string request = recorded.root.read("/recording/000001/request.txt");
     Garbage garbage(1, {without_seal(about), without_seal(request)}, "\" \n\\x019-ft");
     for (int i = 0; i < garbage_inputs / 5; i++) {
         std::string text = sealed(garbage.next());

@@ -121,17 +121,6 @@ TEST(LabViews, TotalsOfDifferentReportsAgree)
     EXPECT_EQ(paths, bytes);
 }
 
-TEST(LabViews, ADisabledSignatureShowsNothing)
-{
-    World world = generated(5000, 3);
-    std::vector<SignatureReport> before = signatures_of(world);
-    ASSERT_GT(before.size(), 1u);
-    uint64_t hits = active_hits_of(world).size(), first = before[0].hits;
-    world.signatures[static_cast<size_t>(before[0].signature - world.signatures.data())].enabled = false;
-    EXPECT_EQ(signatures_of(world).size(), before.size() - 1);
-    EXPECT_EQ(active_hits_of(world).size(), hits - first);
-}
-
 TEST(LabViews, LocationTextsAreCutAtWholeCharacters)
 {
     Location place{"\xd6\xd0\xb9\xfa", "\xbd\xad\xcb\xd5", "", "\xb5\xe7\xd0\xc5", true};
