@@ -1,7 +1,8 @@
 #!/bin/sh
 # What the lab appliance costs: packets read per second of one core's time, and the memory of a million sessions, from
 # made-up captures through a pipe. Reports are asked afterwards, so that what they count is in the peak too. Then what it
-# costs to watch: the memory under a flood of ten million sessions, and how soon a session shows.
+# costs to watch: the memory under floods of ten million sessions, through a pipe and of an interface, and how soon a
+# session shows.
 . "$(dirname "$0")/common.sh"
 cmake --build "$build" -j2 --target vigil-lab >"$work/make.log" 2>&1 || { cat "$work/make.log"; exit 1; }
 gcc -O2 -o "$work/gen_capture" "$here/gen_capture.c"
@@ -21,16 +22,20 @@ ask_reports() {
   done
 }
 
+until_ready() {
+  until grep -q ^ready "$work/lab.out"; do
+    kill -0 "$1" 2>/dev/null || { cat "$work/lab.errors" >&2; return 1; }
+    sleep 0.1
+  done
+}
+
 # cost NAME SESSIONS PACKETS_EACH HOSTS
 cost() {
   : >"$work/lab.out"
   "$work/gen_capture" "$2" "$3" "$4" |
     taskset -c 0 "$build/lab/vigil-lab" --capture - >"$work/lab.out" 2>"$work/lab.errors" &
   daemon=$!
-  until grep -q ^ready "$work/lab.out"; do
-    kill -0 "$daemon" 2>/dev/null || { cat "$work/lab.errors" >&2; exit 1; }
-    sleep 0.1
-  done
+  until_ready "$daemon" || exit 1
   spent=$(seconds_spent)
   ask_reports
   peak=$(awk '/^VmHWM/ { print int($2 / 1024) }' "/proc/$daemon/status")
@@ -49,37 +54,64 @@ resident() {
   awk -v name="$1" '$1 == name ":" { print int($2 / 1024) }' "/proc/$daemon/status"
 }
 
-# flood SESSIONS PACKETS_EACH HOSTS: fed to a lab that watches, within its default bounds; every report is asked again and
-# again meanwhile. The samples of its memory stand in the order of time.
-flood() {
-  : >"$work/lab.out"
-  : >"$work/lab.errors"
-  "$work/gen_capture" "$1" "$2" "$3" | "$build/lab/vigil-lab" --live - >"$work/lab.out" 2>"$work/lab.errors" &
-  daemon=$!
-  until grep -q ^ready "$work/lab.out"; do
-    kill -0 "$daemon" 2>/dev/null || { cat "$work/lab.errors" >&2; exit 1; }
-    sleep 0.1
-  done
-  until grep -q packets= "$work/lab.errors"; do
+# Asks every report again and again until the flood is over; the samples of the lab's memory stand in the order of time.
+until_over() {
+  until "$@"; do
     ask_reports
     resident VmRSS
     sleep 1
   done >"$work/samples"
-  packets=$(sed -n 's/.* packets=\([0-9]*\).*/\1/p' "$work/lab.errors")
-  dropped=$("$vigil" obslog stat | sed -n 's/^dropped sessions=\([0-9]*\).*/\1/p')
-  awk -v dropped="$dropped" -v packets="$packets" -v spent="$(seconds_spent)" -v peak="$(resident VmHWM)" '
+}
+
+# count_of WORD NAME: a number of `obslog stat`
+count_of() {
+  "$vigil" obslog stat | sed -n "s/^$1 .*\\b$2=\\([0-9]*\\).*/\\1/p"
+}
+
+# report_flood NAME PACKETS WHAT
+report_flood() {
+  awk -v name="$1" -v packets="$2" -v what="$3" -v spent="$(seconds_spent)" -v peak="$(resident VmHWM)" '
     { at[NR] = $1 }
     END {
-      printf "%-28s %9d packets, %d sessions dropped, %.0f s: %.0f packets a second\n", "flood", packets, dropped, spent,
-        packets / spent
+      printf "%-28s %9d packets %s, %.0f s: %.0f packets a second\n", name, packets, what, spent, packets / spent
       printf "%-28s %d MiB after a tenth of the time, %d half way, %d at the end; peak %d MiB\n", "", at[int(NR / 10) + 1],
         at[int(NR / 2) + 1], at[NR], peak
     }' "$work/samples"
   stop_daemon
 }
 
+# flood SESSIONS PACKETS_EACH HOSTS: fed to a lab that watches, within its default bounds.
+flood() {
+  : >"$work/lab.out"
+  : >"$work/lab.errors"
+  "$work/gen_capture" "$1" "$2" "$3" | "$build/lab/vigil-lab" --live - >"$work/lab.out" 2>"$work/lab.errors" &
+  daemon=$!
+  until_ready "$daemon" || exit 1
+  until_over grep -q packets= "$work/lab.errors"
+  report_flood "flood of a pipe" "$(sed -n 's/.* packets=\([0-9]*\).*/\1/p' "$work/lab.errors")" \
+    "read, $(count_of dropped sessions) sessions dropped"
+}
+
+# The same out of the loopback of a network namespace, faster than it can be read.
+flood_interface() {
+  : >"$work/lab.out"
+  # shellcheck disable=SC2016 # the shell inside expands it
+  unshare --user --map-root-user --net sh -c 'ip link set lo up || exit
+    "$1/lab/vigil-lab" --live lo >"$2/lab.out" 2>"$2/lab.errors" & echo $! >"$2/lab.pid"
+    until grep -q ^ready "$2/lab.out"; do kill -0 $! || exit; sleep 0.1; done
+    "$2/gen_capture" "$3" "$4" "$5" | "$2/send_frames" >"$2/sent.part" && mv "$2/sent.part" "$2/sent"
+    wait' sh "$build" "$work" "$@" &
+  until_ready $! || { echo "flood of an interface: no network namespace can be made here"; return; }
+  daemon=$(cat "$work/lab.pid")
+  until_over test -e "$work/sent"
+  report_flood "flood of an interface" $(($(count_of total packets) + $(count_of dropped packets))) \
+    "read of $(cat "$work/sent"), $(count_of input lost_packets) lost"
+}
+
+gcc -O2 -o "$work/send_frames" "$here/send_frames.c"
 echo "asked: 10 million sessions in flat memory, below 256 MiB"
 flood 10000000 2 4000000
+flood_interface 10000000 2 4000000
 export VIGIL_ROOT="$work/soon"
 mkdir "$VIGIL_ROOT"
 unshare --user --map-root-user --net "$here/how_soon.py" "$build" "$VIGIL_ROOT" ||
