@@ -6,12 +6,10 @@ namespace {
 
 constexpr int32_t day_seconds = 86400;
 
-// An offset of local time from UTC, the same all day.
-struct Day {
-    uint32_t number_1; // of the UTC day, counted from 1; 0: not in use
-    int32_t offset;    // seconds east
-};
-Day kept_days[1024];
+// Of each UTC day, once it was asked for: what makes a time of that day local, counted from `lead` days
+// before 1970, so that it is neither negative nor 0. 0: not known. Only what is used of it becomes memory.
+int32_t kept_offsets[UINT32_MAX / day_seconds + 1];
+constexpr int32_t lead = 2;
 bool zone_known = false;
 
 char* put_date(char* at, int64_t days)
@@ -21,21 +19,20 @@ char* put_date(char* at, int64_t days)
                    TwoDigits{unsigned{date.day()}});
 }
 
-// Local seconds since 1970. A time stands in every row of a listing, and the C library takes a while for
-// each, so the offsets of the days that were asked for are kept; on a day of a clock change every time is
-// looked up.
+// Local seconds since `lead` days before 1970. A time stands in every row of a listing, and the C library
+// takes a while for each, so the offsets of the days that were asked for are kept; on a day of a clock change
+// every time is looked up.
 int64_t local_seconds(uint32_t seconds)
 {
-    const uint32_t number = seconds / day_seconds;
-    Day& day = kept_days[number % std::size(kept_days)];
-    if (day.number_1 == number + 1)
-        return int64_t{seconds} + day.offset;
-    const int64_t first = int64_t{number} * day_seconds;
+    int32_t& kept = kept_offsets[seconds / day_seconds];
+    if (kept != 0)
+        return int64_t{seconds} + kept;
+    const int64_t first = int64_t{seconds} - seconds % day_seconds;
     const long offset = local_time(first).tm_gmtoff;
     if (offset != local_time(first + day_seconds - 1).tm_gmtoff)
-        return seconds + local_time(seconds).tm_gmtoff;
-    day = {number + 1, static_cast<int32_t>(offset)};
-    return int64_t{seconds} + offset;
+        return seconds + local_time(seconds).tm_gmtoff + lead * day_seconds;
+    kept = static_cast<int32_t>(offset) + lead * day_seconds;
+    return int64_t{seconds} + kept;
 }
 
 // Days since 1970 and what is left of the day; times before 1970 are possible west of Greenwich.
@@ -46,8 +43,8 @@ struct Local {
 
 Local local_day(uint32_t seconds)
 {
-    const int64_t local = local_seconds(seconds) + day_seconds; // not below 0
-    return {local / day_seconds - 1, static_cast<unsigned>(local % day_seconds)};
+    const int64_t local = local_seconds(seconds);
+    return {local / day_seconds - lead, static_cast<unsigned>(local % day_seconds)};
 }
 
 } // namespace
@@ -68,7 +65,7 @@ tm local_time(int64_t seconds)
 void forget_zone()
 {
     zone_known = false;
-    memset(kept_days, 0, sizeof kept_days);
+    memset(kept_offsets, 0, sizeof kept_offsets);
 }
 
 int64_t steady_milliseconds()
