@@ -44,13 +44,12 @@ uint32_t lookup2(const void* key, size_t length, uint32_t initial)
         r.c += word_at(bytes + 8);
         mix(r);
     }
-    unsigned char rest[block] = {};
-    if (left != 0)
-        memcpy(rest, bytes, left);
-    r.a += word_at(rest);
-    r.b += word_at(rest + 4);
+    const uint64_t rest = number_of_bytes(bytes, left < 8 ? left : 8);
+    const uint64_t end = left > 8 ? number_of_bytes(bytes + 8, left - 8) : 0;
+    r.a += static_cast<uint32_t>(rest);
+    r.b += static_cast<uint32_t>(rest >> 32);
     // The low byte of c belongs to the length.
-    r.c += static_cast<uint32_t>(length) + (word_at(rest + 8) << 8);
+    r.c += static_cast<uint32_t>(length + (end << 8));
     mix(r);
     return r.c;
 }

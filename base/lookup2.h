@@ -22,6 +22,21 @@ inline uint32_t ipv4_hash(uint32_t ip)
 // A 16-byte address key: the words at bytes 0 and 8 alone enter the hash.
 uint32_t address_hash(const void* address);
 
+// Up to eight bytes as a little-endian number, read where they stand: bytes that are gathered in an array are
+// waited for.
+inline uint64_t number_of_bytes(const unsigned char* at, size_t count)
+{
+    if (count >= 4) {
+        uint32_t first, last; // they may overlap
+        memcpy(&first, at, sizeof first);
+        memcpy(&last, at + count - 4, sizeof last);
+        return first | uint64_t{last} << 8 * (count - 4);
+    }
+    if (count == 0)
+        return 0;
+    return at[0] | uint64_t{at[count / 2]} << 8 * (count / 2) | uint64_t{at[count - 1]} << 8 * (count - 1);
+}
+
 // Any bytes, each of which counts: eight at a time, multiplied. Inline, so that short keys of a fixed size
 // cost one multiplication.
 inline uint32_t byte_hash(const void* bytes, size_t size)
@@ -30,10 +45,8 @@ inline uint32_t byte_hash(const void* bytes, size_t size)
     const auto* at = static_cast<const unsigned char*>(bytes);
     uint64_t hash = size;
     for (size_t left = size; left > 0;) {
-        uint64_t word = 0;
-        size_t piece = left < sizeof word ? left : sizeof word;
-        memcpy(&word, at, piece);
-        hash = (hash ^ word) * multiplier;
+        size_t piece = left < 8 ? left : 8;
+        hash = (hash ^ number_of_bytes(at, piece)) * multiplier;
         hash ^= hash >> 32;
         at += piece;
         left -= piece;

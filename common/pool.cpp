@@ -8,7 +8,7 @@ bool PoolStore::grow_buckets()
     if (bucket_count_ > UINT32_MAX / 2 / factor)
         return false;
     uint32_t count = buckets_ == nullptr ? first_buckets_ : bucket_count_ * factor;
-    auto* grown = static_cast<uint32_t*>(calloc(count, sizeof(uint32_t)));
+    auto** grown = static_cast<void**>(calloc(count, sizeof(void*)));
     if (grown == nullptr)
         return false;
     buckets_ = grown; // the smaller one stays behind until the end of the run

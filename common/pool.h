@@ -81,9 +81,9 @@ protected:
 
     const uint32_t first_buckets_, slab_;
     const size_t entry_size_;
-    uint32_t* buckets_ = nullptr; // entry numbers + 1 of the chain heads, 0 for none
-    uint32_t bucket_count_ = 0;   // a power of two
-    char** slabs_ = nullptr;      // of slab_ entries each: the entries in the order of arrival
+    void** buckets_ = nullptr;  // the chain heads
+    uint32_t bucket_count_ = 0; // a power of two
+    char** slabs_ = nullptr;    // of slab_ entries each: the entries in the order of arrival
     uint32_t used_ = 0, room_ = 0;
     Ranked* ranking_ = nullptr; // not touched before the entries are ranked
     uint32_t ranking_room_ = 0;
@@ -95,7 +95,7 @@ template <class Key, class Counters, uint32_t buckets, uint32_t slab> class Pool
 public:
     using Value = typename Key::Value;
     struct Entry {
-        uint32_t next; // in its chain: entry number + 1, 0 for none
+        Entry* next; // in its chain
         Key key;
         Counters counters;
     };
@@ -107,21 +107,17 @@ public:
     {
         if (buckets_ == nullptr && !grow_buckets())
             return nullptr;
-        for (uint32_t n = *bucket_of(value); n != 0;) {
-            Entry& entry = entry_at(n - 1);
-            if (entry.key.is(value))
-                return &entry.counters;
-            n = entry.next;
-        }
+        for (Entry* entry = first_of(bucket_of(value)); entry != nullptr; entry = entry->next)
+            if (entry->key.is(value))
+                return &entry->counters;
         return add(value);
     }
 
     // A hint that at(value) comes soon: what it will read starts on its way.
     void expect(const Value& value) const
     {
-        uint32_t n = buckets_ != nullptr ? *bucket_of(value) : 0;
-        if (n != 0)
-            __builtin_prefetch(&entry_at(n - 1), 1);
+        if (buckets_ != nullptr)
+            __builtin_prefetch(first_of(bucket_of(value)), 1);
     }
 
     uint32_t size() const { return used_; }
@@ -132,30 +128,32 @@ public:
 private:
     Entry& entry_at(uint32_t i) const { return reinterpret_cast<Entry*>(slabs_[i / slab])[i % slab]; }
 
-    uint32_t* bucket_of(const Value& value) const
+    static Entry* first_of(void* const* bucket) { return static_cast<Entry*>(*bucket); }
+
+    void** bucket_of(const Value& value) const
     {
         uint32_t hash = bucket_count_ == buckets ? Key::bucket_hash(value) : Key::full_hash(value);
         return &buckets_[hash & (bucket_count_ - 1)];
     }
 
-    void push(uint32_t i)
+    void push(Entry& entry)
     {
-        Entry& entry = entry_at(i);
-        uint32_t* head = bucket_of(entry.key.value());
-        entry.next = *head;
-        *head = i + 1;
+        void** head = bucket_of(entry.key.value());
+        entry.next = first_of(head);
+        *head = &entry;
     }
 
-    Counters* add(const Value& value)
+    [[gnu::noinline]] Counters* add(const Value& value)
     {
         if (used_ == room_ && !add_slab())
             return nullptr;
         if (crowded() && grow_buckets())
             for (uint32_t i = 0; i < used_; i++)
-                push(i);
-        entry_at(used_).key.set(value);
-        push(used_);
-        return &entry_at(used_++).counters;
+                push(entry_at(i));
+        Entry& entry = entry_at(used_++);
+        entry.key.set(value);
+        push(entry);
+        return &entry.counters;
     }
 };
 

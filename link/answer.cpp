@@ -26,21 +26,6 @@ bool records_fit(const Answer& answer, size_t size)
     return answer.count >= 0 && static_cast<size_t>(answer.count) <= answer.area.size() / size;
 }
 
-const char* bytes_at(const Answer& answer, size_t offset, size_t size)
-{
-    if (offset > answer.area.size() || size > answer.area.size() - offset)
-        return nullptr;
-    return answer.area.data() + offset;
-}
-
-const char* next_record(const Answer& answer, size_t& offset, size_t size)
-{
-    const char* record = bytes_at(answer, offset, size);
-    if (record != nullptr)
-        offset += size;
-    return record;
-}
-
 std::string_view text_at(const Answer& answer, size_t offset)
 {
     if (offset >= answer.area.size())

@@ -34,11 +34,22 @@ template <class Record> [[nodiscard]] bool records_in(const Answer& answer, std:
 }
 
 // `size` bytes at `offset`, or null when they do not lie in the area.
-const char* bytes_at(const Answer& answer, size_t offset, size_t size);
+inline const char* bytes_at(const Answer& answer, size_t offset, size_t size)
+{
+    if (offset > answer.area.size() || size > answer.area.size() - offset)
+        return nullptr;
+    return answer.area.data() + offset;
+}
 
 // The next record of an answer of mixed sizes: `size` bytes at `offset`, which is advanced past them.
 // Null, and `offset` unchanged, when they do not lie in the area.
-const char* next_record(const Answer& answer, size_t& offset, size_t size);
+inline const char* next_record(const Answer& answer, size_t& offset, size_t size)
+{
+    const char* record = bytes_at(answer, offset, size);
+    if (record != nullptr)
+        offset += size;
+    return record;
+}
 
 // The text at `offset` up to its NUL or the end of the area; empty when the offset lies outside.
 std::string_view text_at(const Answer& answer, size_t offset);

@@ -13,7 +13,10 @@ template <size_t N> struct FixedPoolText {
     using Value = std::string_view;
     static std::string_view cut(std::string_view value) { return value.substr(0, N - 1); }
     static uint32_t hash(std::string_view value) { return text_hash(value.data(), value.size()); }
-    bool operator==(std::string_view value) const { return value == text; }
+    bool operator==(std::string_view value) const // a cut value
+    {
+        return memcmp(text, value.data(), value.size()) == 0 && text[value.size()] == '\0';
+    }
     void set(std::string_view value) { memcpy(text, value.data(), value.size()); }
     std::string_view view() const { return text; }
 
