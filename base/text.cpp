@@ -1,13 +1,6 @@
 #include "base/text.h"
 
-#include <cstring>
-
 namespace {
-
-char* skip_blanks(char* text)
-{
-    return text + strspn(text, " ");
-}
 
 // The letter behind the '%' for an escaped character, or NUL for one that is copied.
 char escape_letter(char c)
@@ -36,6 +29,20 @@ char square_bracket(char c)
 }
 
 } // namespace
+
+char* skip_blanks(char* text)
+{
+    while (*text == ' ')
+        text++;
+    return text;
+}
+
+void cut_line_end(char* text)
+{
+    while (*text != '\0' && *text != '\r' && *text != '\n')
+        text++;
+    *text = '\0';
+}
 
 char* clean_text(char* text)
 {

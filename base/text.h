@@ -4,6 +4,12 @@
 #include <span>
 #include <string_view>
 
+// The first character that is not a blank.
+char* skip_blanks(char* text);
+
+// Cuts the text, in place, at its first CR or LF.
+void cut_line_end(char* text);
+
 // Turns every TAB, CR and LF into a blank and cuts trailing blanks, in place; returns the first character
 // that is not a blank.
 char* clean_text(char* text);

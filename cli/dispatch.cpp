@@ -5,11 +5,11 @@
 #include "cli/signals.h"
 #include "cli/timeout.h"
 #include "common/applevel.h"
+#include "common/line_reader.h"
 #include "link/dictionary.h"
 #include "link/places.h"
 #include "link/rpc_session.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -32,7 +32,7 @@ int list_modules()
 void list_verbs(const char* word)
 {
     for (const ModuleEntry* module = analysis_table; module->name != nullptr; module++)
-        if (strstr(module->name, word) != nullptr)
+        if (text_of(module->name).find(word) != std::string_view::npos)
             for (const VerbEntry* entry = module->verbs; entry->verb != nullptr; entry++)
                 print_line(FORMAT("{} {}"), text_of(module->name), text_of(entry->verb));
 }
@@ -40,15 +40,13 @@ void list_verbs(const char* word)
 // Seconds since the epoch at which the system came up; false when /proc/uptime does not tell.
 bool boot_time(uint32_t& boot)
 {
-    FILE* file = fopen(place::uptime, "r");
-    if (file == nullptr) {
+    LineReader file;
+    if (!file.open(place::uptime)) {
         note("fail to open /proc/uptime");
         return false;
     }
     char line[256];
-    bool read = fgets(line, sizeof line, file) != nullptr;
-    fclose(file);
-    char* point = read ? strchr(line, '.') : nullptr;
+    char* point = file.next(line) ? strchr(line, '.') : nullptr;
     if (point == nullptr)
         return false;
     *point = '\0';

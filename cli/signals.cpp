@@ -9,10 +9,18 @@
 // The handlers release socket and segment at most: unloading the dictionary library or running exit here
 // hangs when the signal interrupted the loader, the allocator or stdio; the process ends at once anyway.
 
+static void handle(int signal, void (*handler)(int))
+{
+    struct sigaction action {};
+    action.sa_flags = SA_RESTART;
+    action.sa_handler = handler;
+    sigaction(signal, &action, nullptr);
+}
+
 static void on_fault(int)
 {
     rpc_close(false);
-    signal(SIGSEGV, SIG_DFL); // the access repeats and ends the process
+    handle(SIGSEGV, SIG_DFL); // the access repeats and ends the process
 }
 
 static void on_stop(int, siginfo_t* info, void*)
@@ -23,15 +31,12 @@ static void on_stop(int, siginfo_t* info, void*)
 
 void ignore_write_signals()
 {
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN);
+    handle(SIGPIPE, SIG_IGN);
+    handle(SIGXFSZ, SIG_IGN);
 }
 
 void install_signal_handlers()
 {
-    struct sigaction action {};
-    action.sa_flags = SA_RESTART;
-    action.sa_handler = on_fault;
-    sigaction(SIGSEGV, &action, nullptr);
+    handle(SIGSEGV, on_fault);
     handle_stop_signals(on_stop);
 }

@@ -4,13 +4,14 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
+#include <string_view>
 
 static bool is_number(const char* text)
 {
-    const size_t digits = strspn(text, "0123456789");
-    return digits > 0 && digits <= 4 && text[digits] == '\0';
+    const std::string_view digits = text;
+    return !digits.empty() && digits.size() <= 4 &&
+           digits.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 // A timer of its own: the one that breaks a write (base/output) stays free.
@@ -30,7 +31,7 @@ static bool stop_after(time_t seconds)
 bool start_timeout()
 {
     constexpr int seconds_max = 3600;
-    const char* value = getenv("VIGIL_TIMEOUT");
+    const char* value = secure_getenv("VIGIL_TIMEOUT");
     if (value == nullptr)
         return true;
     const int seconds = is_number(value) ? atoi(value) : 0;

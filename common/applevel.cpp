@@ -1,6 +1,7 @@
 #include "common/applevel.h"
 
 #include "base/document.h"
+#include "base/text.h"
 #include "common/config_lines.h"
 #include "common/line_reader.h"
 
@@ -35,7 +36,7 @@ void read_token(LevelLine& line, char* token)
     if (value == nullptr)
         return;
     *value++ = '\0';
-    value[strcspn(value, "\r\n")] = '\0';
+    cut_line_end(value);
     if (strcmp(token, "id") == 0)
         line.level = atoi(value);
     else if (strcmp(token, "color") == 0)
@@ -86,7 +87,7 @@ void applevel_load()
     }
     char line[1025];
     while (reader.next(line)) {
-        char* text = line + strspn(line, " ");
+        char* text = skip_blanks(line);
         if (strncmp(text, word, sizeof word - 1) == 0)
             read_line(text);
     }

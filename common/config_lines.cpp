@@ -1,6 +1,7 @@
 #include "common/config_lines.h"
 
 #include "base/document.h"
+#include "base/text.h"
 #include "common/line_reader.h"
 
 #include <algorithm>
@@ -8,7 +9,7 @@
 
 PlacePath configuration_file(const char* name, size_t directory_max)
 {
-    const char* given = getenv("KSETC");
+    const char* given = secure_getenv("KSETC");
     const char* directory = given != nullptr ? given : place::configuration_directory;
     PlacePath path{};
     if (strlen(directory) > directory_max)
@@ -20,8 +21,8 @@ PlacePath configuration_file(const char* name, size_t directory_max)
 // Leading blanks go before tabs become blanks: a line that begins with a tab has an empty word.
 static char* prepare(char* line)
 {
-    line += strspn(line, " ");
-    line[strcspn(line, "\r\n")] = '\0';
+    line = skip_blanks(line);
+    cut_line_end(line);
     std::replace(line, line + strlen(line), '\t', ' ');
     size_t length = strlen(line);
     while (length > 0 && line[length - 1] == ' ')
@@ -36,7 +37,7 @@ int carry_line(char* line, RequestRecord& carrier)
     char* blank = strchr(word, ' ');
     if (*word == '#' || blank == nullptr)
         return -1;
-    char* text = blank + strspn(blank, " ");
+    char* text = skip_blanks(blank);
     if (*text == '\0')
         return -1;
     carrier = {};

@@ -46,8 +46,9 @@ bool follow_links(const char* path, FilePath& target)
         if (length < 0)
             return true;
         // A relative link begins in its own directory.
-        char* name = strrchr(target.text, '/');
-        char* begin = link[0] == '/' || name == nullptr ? target.text : name + 1;
+        const size_t slash = std::string_view(target.text).rfind('/');
+        char* begin =
+            link[0] == '/' || slash == std::string_view::npos ? target.text : target.text + slash + 1;
         if (begin + length >= std::end(target.text))
             return false;
         memcpy(begin, link, static_cast<size_t>(length));

@@ -50,7 +50,7 @@ TEST(Dispatch, BootTime)
         one.files = {{"/uptime", uptime}};
         return one;
     };
-    const std::string moved = "fopen /proc/uptime {root}/uptime", failed = "fail to get bootup time\n";
+    const std::string moved = "open /proc/uptime {root}/uptime", failed = "fail to get bootup time\n";
     Case up = sysboot("", moved, "100.99 5.0\n");
     up.check = [](const RunResult& run) {
         long seconds = atol(run.output.c_str());
@@ -59,7 +59,7 @@ TEST(Dispatch, BootTime)
     };
     const Case cases[] = {
         up,
-        sysboot("fail to open /proc/uptime\n" + failed, "fopen /proc/uptime"),
+        sysboot("fail to open /proc/uptime\n" + failed, "open /proc/uptime"),
         sysboot(failed, moved),
         sysboot(failed, moved, "100\n"),
     };

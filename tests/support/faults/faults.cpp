@@ -3,8 +3,7 @@
 //   alloc-once N        the Nth allocation after main has begun (0: none)
 //   alloc-from N        that one and all that follow
 //   guard               nothing fails, but no memory lies behind a segment
-//   fopen PATH [OTHER]  the file OTHER is opened instead, or none
-//   open PATH
+//   open PATH [OTHER]   the file OTHER is opened instead, or none
 //   fstat, mmap, shmget, shmat, send
 //   shmctl              by its number: the mark, not the removal at the end
 //   raise SIGNAL        comes when a segment has been created, or attached
@@ -135,16 +134,6 @@ void* realloc(void* block, size_t size)
     return refused(size, __builtin_return_address(0)) ? nullptr : real(block, size);
 }
 
-FILE* fopen(const char* path, const char* mode)
-{
-    static auto* real = next<FILE*(const char*, const char*)>("fopen");
-    const char* moved = fault("fopen");
-    if (moved == nullptr || strncmp(moved, path, strlen(path)) != 0)
-        return real(path, mode);
-    moved += strcspn(moved, " ");
-    return real(moved + (*moved == ' '), mode); // the empty path is no file
-}
-
 long syscall(long number, ...) noexcept
 {
     static auto* real = next<long(long, ...)>("syscall");
@@ -172,9 +161,12 @@ int open(const char* path, int flags, ...)
     va_start(arguments, flags);
     const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
     va_end(arguments);
-    const char* refused_path = fault("open");
-    if (refused_path == nullptr || strcmp(refused_path, path) != 0)
+    const char* moved = fault("open");
+    const size_t length = strlen(path);
+    if (moved == nullptr || strncmp(moved, path, length) != 0 || strchr(" ", moved[length]) == nullptr)
         return real(path, flags, mode);
+    if (moved[length] == ' ')
+        return real(moved + length + 1, flags, mode);
     errno = EACCES;
     return -1;
 }
