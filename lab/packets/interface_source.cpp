@@ -70,8 +70,8 @@ std::string refusal(int status, pcap_t* handle)
     }
 }
 
-// Of the loopback every frame is there twice, going out and coming in. libpcap passes over the first kind, but only once
-// it has taken room in the ring and, where there was none, was counted as lost.
+// Of the loopback every frame is there twice, going out and coming in. libpcap passes over the first kind,
+// but only once it has taken room in the ring and, where there was none, was counted as lost.
 void ignore_second_copies(const std::string& name, int descriptor)
 {
     ifreq request{};
