@@ -98,6 +98,17 @@ void print_comma()
     top().empty = false;
 }
 
+// A document that may have line ends between its values: the whole is one line, and blanks do as well there.
+void print_in_one_line(std::string_view document)
+{
+    for (size_t end; (end = document.find_first_of("\r\n")) != document.npos;
+         document.remove_prefix(end + 1)) {
+        print_text(document.substr(0, end));
+        print_text(" ");
+    }
+    print_text(document);
+}
+
 // A member of the outermost object, which is opened when nothing is.
 void begin_member(std::string_view name)
 {
@@ -145,7 +156,9 @@ void keep_message(std::string_view text, bool refusal)
 {
     auto* kept = static_cast<Message*>(malloc(sizeof(Message) + text.size()));
     if (kept == nullptr) {
-        refusal_lost = refusal_lost || refusal;
+        refusal_lost = refusal_lost || refusal; // the run fails all the same, with its own status
+        if (!refusal)
+            output_detail::lose_output();
         return;
     }
     kept->next = nullptr;
@@ -330,7 +343,7 @@ void object(std::string_view separator, std::string_view text)
     char* end = put_separator(comma, separator);
     print_text({comma, static_cast<size_t>(end - comma)});
     if (is_json_object(text)) {
-        print_text(text);
+        print_in_one_line(text);
         return;
     }
     print_text("\"");

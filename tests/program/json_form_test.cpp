@@ -129,7 +129,11 @@ TEST(JsonForm, TheTimeIsANumberOfSeconds)
 
 TEST(JsonForm, WhatMemoryLacksForIsAnError)
 {
+    Case note = failing("alloc 35", command("@json ipobj listbussflow src=nowhere", M,
+        {{{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true}, {}}}, "{\"lines\":[\"total 0\"],\"error\":{\"text\":\"NO_MEM\",\"status\":255}}\n", 255));
+    note.dictionary = "full";
     const Case cases[] = {
+        note,
         failing("alloc-from 2", command("@json obslog", Daemon::none, {}, "{\"verbs\":[\"obslog stat\"],\"error\":{\"text\":\"NO_MEM\",\"status\":255}}\n", 255)),
         failing("alloc 53", command("@json gadget frob", Daemon::none, {}, "{\"error\":{\"text\":\"\",\"status\":1}}\n", 1)), // the refusal itself
     };

@@ -351,6 +351,7 @@ GOOD_ALERTS = [
     b'{"sid":1,"msg":"scan","deep":{"a":[1,-2.5e3,true,false,null,{}]}}',
     b"{}",
     b' {"blank" : "around"} ',
+    b'{\r\n\t"lines" : [ 1,\n\n2 ]\n}\n',
     '{"\u4e2d":"\u56fd"}'.encode(),
     b'{"e":"\\"\\\\\\/\\b\\f\\n\\r\\t\\u00e9\\ud83d\\ude00"}',
     b'{"n":-0,"f":1E+400,"g":0.5}',

@@ -38,7 +38,7 @@ def parse(output):
         text = output.decode("utf-8")
     except UnicodeDecodeError as fault:
         raise Fault(f"no UTF-8: {fault}") from None
-    if not text.endswith("\n") or text[:-1] != text.strip(" \t\r\n"):
+    if text != text.strip(" \t\r\n") + "\n" or text.count("\n") != 1:
         raise Fault(f"not one document with one line end: ...{text[-20:]!r}")
     return parse_text(text)
 
