@@ -60,8 +60,8 @@ int print_boot_time()
     if (boot_time(boot))
         print_fact("boot", boot, FORMAT("{}_0"), boot); // the second number is always 0
     else
-        note("fail to get bootup time");
-    return 0;
+        refuse("fail to get bootup time");
+    return 0; // with or without it
 }
 
 int run_action(const Action& action, const char* module, int argc, char** argv)

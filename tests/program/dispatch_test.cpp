@@ -44,8 +44,8 @@ TEST(Dispatch, ListsAndRefuses)
 
 TEST(Dispatch, BootTime)
 {
-    auto sysboot = [](const std::string& output, const std::string& fault, const std::string& uptime = "") {
-        Case one = command("sysboot", Daemon::none, {}, output);
+    auto sysboot = [](const std::string& output, const std::string& fault, const std::string& uptime = "", const char* line = "sysboot") {
+        Case one = command(line, Daemon::none, {}, output);
         one.fault = fault;
         one.files = {{"/uptime", uptime}};
         return one;
@@ -62,6 +62,7 @@ TEST(Dispatch, BootTime)
         sysboot("fail to open /proc/uptime\n" + failed, "open /proc/uptime"),
         sysboot(failed, moved),
         sysboot(failed, moved, "100\n"),
+        sysboot(R"({"notes":["fail to open /proc/uptime"],"error":{"text":"fail to get bootup time","status":0}})" "\n", "open /proc/uptime", "", "@json sysboot"),
     };
     run_cases(cases);
 }
