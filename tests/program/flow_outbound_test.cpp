@@ -27,7 +27,7 @@ const std::string flows = flow(1, 8, 10, 100, {"Norway", "Oslo", "Centre", "Tele
                           flow(2, 9, 20, 0, {"China", "Anhui"}, "b.example").u8(102, 1).str() +
                           flow(1, 9, 0, 0, {"", ""}, "c.example").str() +                           // no place
                           flow(1, 9, 1, 1, {"\xb1\xa3\xc1\xf4 range", "Oslo"}, "c.example").str() + // a reserved range
-                          flow(3, 8, 40, 400, {"Norway", "", "", "Telia"}, "b.example").u32(56, 0x10002).str() +
+                          flow(3, 8, 40, 400, {"Norway", "", "", "Telia"}, "b.example").u32(56, 0x1c002).str() +
                           Bytes(flow(0, 0, 5, 6, {"", "Bergen"}, ""))
                               .be32(0, 0x20010db8)
                               .be32(12, 1)
@@ -44,7 +44,7 @@ const std::string object_1 = R"({"src":"10.0.0.1", "sport":5000,"desc":"one","ds
                              R"(,"host":"a.example"})";
 const std::string object_2 = R"({"src":"10.0.0.2", "sport":5000,"desc":"NULL","dst":"192.168.1.9", "dport":53,"apid":1, "name":"undname")"
                              R"(, "cname":"undname","upbytes":20, "downbytes":0,"locisp":"ChinaAnhui","proto":17,"host":"b.example"})";
-const std::string object_3 = R"({"src":"10.0.0.3", "sport":5000,"desc":"NULL","dst":"192.168.1.8", "dport":53,"apid":65538)"
+const std::string object_3 = R"({"src":"10.0.0.3", "sport":5000,"desc":"NULL","dst":"192.168.1.8", "dport":53,"apid":114690)"
                              R"(, "name":"undname", "cname":"undname","upbytes":40, "downbytes":400,"locisp":"Norway|Telia","proto":17)"
                              R"(,"host":"b.example"})";
 const std::string object_6 = R"({"src":"2001:db8::1", "sport":5000,"desc":"NULL","dst":"2001:db8::2", "dport":53,"apid":1)"
@@ -109,7 +109,7 @@ TEST(Flows, FoldedOutbound)
         fold({"dnssum=1"}, R"({"total":3, "data":[{"dns":"b.example", "flow":2},{"dns":"a.example", "flow":1})"
                            R"(,{"dns":"", "flow":1}]})"),
         fold({"appsum=1"}, R"({"data":[{"apid":1, "name":"undname", "cname":"undname", "flow":3})"
-                           R"(,{"apid":2, "name":"undname", "cname":"undname", "flow":1}], "total":2})"),
+                           R"(,{"apid":49154, "name":"undname", "cname":"undname", "flow":1}], "total":2})"),
         fold({"appsum=1", "json=1", "dnssum=1"}, R"({"data":[], "total":0})"),
     };
     run_cases(cases);
@@ -132,7 +132,7 @@ TEST(Flows, FoldedNames)
                              R"(,{"ip":"192.168.1.9","flow":2,"succ":1,"fail":1,"desc":"NULL","locisp":")" +
                              reserved +
                              R"(Oslo"}], "dst_total":2,"port_data":[{"port":"1","flow":4,"succ":2,"fail":2})"
-                             R"(,{"port":"65538","flow":1,"succ":1,"fail":0}]})";
+                             R"(,{"port":"114690","flow":1,"succ":1,"fail":0}]})";
     auto fold = [](const std::vector<std::string>& words, std::string output, const std::string& forwarded = "") {
         return flow_case("dnsflow", "caluflow", "flow", words, std::move(output), forwarded);
     };

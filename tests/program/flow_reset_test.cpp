@@ -27,7 +27,7 @@ std::string ipv6_block()
 
 const std::string resets =
     reset(1, 1, 500, bits(2, 404, 5, false), 80, "a.example") +
-    reset(2, 1, 300, bits(3, 200, 6, false), 443, "b.example") +
+    reset(2, 1, 300, bits(3, 201, 6, false), 443, "b.example") +
     reset(1, 2, 400, bits(10, 599, 5, true), 88, std::string(31, 'n')) + ipv6_block() + // 88 & 7 == 80 & 7
     reset(1, 1, 600, bits(10, 199, 0, false), 88, "a.example") +
     reset(3, 3, 0, bits(9, 0, 5, false), 8080, "") +
