@@ -37,9 +37,8 @@ enum class Walk {
 };
 
 // Calls `walk(answer)` for each batch. 0 when the last batch was walked; -1 with the error text,
-// "ARG_TOO_LONG" or "INV_REPLY" printed, or once standard output is lost
-// or its reader has gone. What was printed before stays
-// printed.
+// "ARG_TOO_LONG" or "INV_REPLY" printed, or once standard output is lost or its reader has gone. What was
+// printed before stays printed.
 using BatchWalk = Walk (*)(void* context, const Answer& answer);
 int fetch_batches(const Fetch& fetch, BatchWalk walk, void* context);
 

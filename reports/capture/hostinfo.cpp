@@ -75,9 +75,9 @@ struct PortList {
 void print_host(const HostRecord& r)
 {
     print_line(FORMAT("{} {} {} {} {} {} {} {} {} {} {} {} {}"), r.name, LocalTime{r.time},
-               r.dns_count + r.http_count + sub_sum(r), r.dns_count, r.http_count, sub_sum(r), //
-               r.sub_counts[0], r.sub_counts[1], r.sub_counts[2], r.sub_counts[3],             //
-               Ipv4{r.address}, PortList{r}, r.note);
+               r.dns_count + r.http_count + sub_sum(r), r.dns_count, r.http_count, sub_sum(r),
+               r.sub_counts[0], r.sub_counts[1], r.sub_counts[2], r.sub_counts[3], Ipv4{r.address},
+               PortList{r}, r.note);
 }
 
 } // namespace

@@ -184,8 +184,8 @@ void print_name(const NamePool::Entry& entry, Separator separator)
     const Counters& c = entry.counters;
     print(FORMAT(R"({}{{"dns":"{}","flowcnt":{},"http":{},"https":"{}","maxtime":{}, "mintime":{})"
                  R"(,"http20x":{},"http30x":{},"http40x":{},"http50x":{})"),
-          separator, entry.key.value(), c.records, c.http, c.https, c.newest, c.oldest, //
-          c.status[0], c.status[1], c.status[2], c.status[3]);
+          separator, entry.key.value(), c.records, c.http, c.https, c.newest, c.oldest, c.status[0],
+          c.status[1], c.status[2], c.status[3]);
     print_slots(c, false);
 }
 

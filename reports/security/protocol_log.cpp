@@ -35,8 +35,8 @@ void print_head(const ProtocolLogHead& head, std::string_view protocol, bool fir
     };
     print(FORMAT(R"({}{{"req_time":"{}","time":{})"
                  R"(,"src_ip":"{}","dst_ip":"{}","src_port":{},"dst_port":{},"proto":"{}")"),
-          comma_unless(first), LocalTime{head.time}, head.time, //
-          address(head.source), address(head.destination), head.source_port, head.destination_port, protocol);
+          comma_unless(first), LocalTime{head.time}, head.time, address(head.source),
+          address(head.destination), head.source_port, head.destination_port, protocol);
     print_mac(head.mac);
 }
 

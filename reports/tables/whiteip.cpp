@@ -39,7 +39,7 @@ void print_flow(const WhiteFlowRecord& r, bool json, bool first)
     if (json)
         print(FORMAT(R"({}{{"src":"{}", "sport":{}, "srcmac":"{}")"
                      R"(, "dst":"{}", "dport":{}, "birth":{}, "proto":{}}})"),
-              comma_unless(first), Ipv4{r.source}, r.source_port, MacAddress{r.source_mac, ':'}, //
+              comma_unless(first), Ipv4{r.source}, r.source_port, MacAddress{r.source_mac, ':'},
               Ipv4{r.destination}, r.destination_port, r.birth, r.protocol);
     else
         print_line(FORMAT("{} {} {} {} {} {} {}"), Ipv4{r.source}, r.source_port,
