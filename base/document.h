@@ -126,3 +126,8 @@ int refuse(Format format, const Values&... values)
     return -1;
 }
 int refuse(std::string_view token);
+
+// What the system says of errno, behind the call that failed: on standard error, as perror() does it, and in
+// the document of a form that has one. refuse_errno() is why a command fails: always -1.
+int refuse_errno(const char* call);
+void note_errno(const char* call);

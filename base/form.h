@@ -33,6 +33,8 @@ void object(std::string_view separator, std::string_view text);
 enum class Words { line, note, refusal };
 char* begin_words(size_t room); // null: no memory, the words are lost
 void end_words(char* row, char* end, size_t room, Words kind, bool line_end);
+// A note or refusal that stands on standard error already.
+void said_on_standard_error(std::string_view words, Words kind);
 // The name under which lines are listed; there is a list even if no line comes.
 void name_lines(std::string_view name);
 void answer(std::string_view text, bool line_end); // a line end is put behind it, where lines are printed

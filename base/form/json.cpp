@@ -380,6 +380,12 @@ void end_words(char* row, char* end, size_t, Words kind, bool)
     all_is_whole();
 }
 
+void said_on_standard_error(std::string_view words, Words kind)
+{
+    const Held state;
+    keep_message(words, kind == Words::refusal);
+}
+
 void name_lines(std::string_view name)
 {
     const Held state;

@@ -59,6 +59,8 @@ void end_words(char* row, char* end, size_t room, Words, bool line_end)
     output_detail::take_row(row, end, room + 1);
 }
 
+void said_on_standard_error(std::string_view, Words) {}
+
 void name_lines(std::string_view) {}
 
 void answer(std::string_view text, bool line_end)

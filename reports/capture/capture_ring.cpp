@@ -129,29 +129,29 @@ bool map_ring(int file, CaptureRing& ring)
 {
     struct stat status;
     if (fstat(file, &status) != 0) {
-        perror("fstat");
+        refuse_errno("fstat");
         return false;
     }
     ring.size = static_cast<size_t>(status.st_size);
     if (ring.size < sizeof(CaptureRingHeader)) {
-        note("INVfile");
+        refuse("INVfile");
         return false;
     }
     void* base = mmap(nullptr, ring.size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     ring.base = static_cast<char*>(base);
     if (base == MAP_FAILED) {
-        perror("mmap");
+        refuse_errno("mmap");
         return false;
     }
     if (memcmp(header_of(ring).tag, capture_ring_tag, sizeof capture_ring_tag) != 0) {
-        note("INV_FILE_TAG");
+        refuse("INV_FILE_TAG");
         return false;
     }
     ring.cnt = load(header_of(ring).cnt);
     ring.bs = load(header_of(ring).bs);
     size_t wanted = capture_ring_size(ring.cnt, ring.bs);
     if (wanted != ring.size)
-        note(FORMAT("Corrupted, bs={},cnt={},filesz={},memsz={}"), ring.bs, ring.cnt, ring.size, wanted);
+        refuse(FORMAT("Corrupted, bs={},cnt={},filesz={},memsz={}"), ring.bs, ring.cnt, ring.size, wanted);
     return wanted == ring.size;
 }
 
@@ -161,7 +161,7 @@ bool open_ring(const char* path, CaptureRing& ring)
 {
     int file = open(path, O_RDWR | O_CLOEXEC);
     if (file < 0) {
-        perror("open");
+        refuse_errno("open");
         return false;
     }
     ring.base = static_cast<char*>(MAP_FAILED);

@@ -116,13 +116,13 @@ void write_block(int file, std::span<const char> bytes, Patience& patience)
             continue;
         }
         if (n < 0) {
-            perror("write");
+            note_errno("write");
             break;
         }
         bytes = bytes.subspan(static_cast<size_t>(n));
     }
     if (close(file) != 0)
-        perror("close");
+        note_errno("close");
 }
 
 } // namespace

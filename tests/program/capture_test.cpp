@@ -46,6 +46,8 @@ TEST(Capture, Save)
         };
         return one;
     };
+    Case in_json = fails(save(ring({{2, 5}}), kept, ring({{}}), "of=/dev/full"), "{\"notes\":[\"write: No space left on device\"]}\n", 0, "write: No space left on device\n");
+    in_json.arguments.insert(in_json.arguments.begin(), "@json");
     const std::string eight = ring({{}, {2, 5}, {3, 7}, {}, {}, {2, 3}, {9, 1}, {}}, 3);
     const Case cases[] = {
         // slots 1 and 5 are full, the search begins at 3; slot 2 was never released and keeps its length
@@ -62,6 +64,7 @@ TEST(Capture, Save)
         fails(save(ring({{2, 5}}), kept, ring({{}}), "of={root}/none/x"), "fail to create file \"{root}/none/x\"", 255), // dropped
         fails(save(ring({{2, 5}}), kept, ring({{}}), "of={root}" + ring_place), "fail to create file \"{root}" + ring_place + "\"", 255),
         fails(save(ring({{2, 5}}), kept, ring({{}}), "of=/dev/full"), "", 0, "write: No space left on device\n"),
+        in_json,
         fails(save(idle, kept, idle, "of=" + std::string(512, 'x')), "ARG_TOO_LONG\n", 255),
     };
     run_cases(cases);

@@ -149,6 +149,8 @@ def check_files(check):
         ),
         (["obspcap", "save", f"if={root}/ring", f"of={root}/out"], {"notes": ["no full block found"]}),
         (["obspcap", "init", "count=-1"], {"error": {"text": "INV_COUNT", "status": FAILED}}),
+        (["obspcap", "save", "if=/nosuch"], {"error": {"text": "open: No such file or directory", "status": FAILED}}),
+        (["obspcap", "save", "if=/dev/null"], {"error": {"text": "INVfile", "status": FAILED}}),
     ]:
         output, status, _ = check.appliance.run(check.json, words)
         try:
