@@ -204,19 +204,21 @@ bool take_full_block(CaptureRing& ring, TakenBlock& block)
 int release_block(CaptureRing& ring, TakenBlock& block)
 {
     bool ours = block.index < ring.cnt && load(slot_of(ring, block.index).state) == capture_slot::taken;
+    bool taken_over = !ours;
     sigset_t before;
-    if (!ours) {
-        fputs("obspcap: another process has taken over the slot of the block\n", stderr);
-    } else if (!lock(ring, before)) {
+    if (ours && !lock(ring, before)) {
         fputs("obspcap: another process holds the lock of the capture ring: the slot stays taken\n", stderr);
-    } else {
+    } else if (ours) {
         CaptureSlot& slot = slot_of(ring, block.index);
-        if (load(slot.state) == capture_slot::taken) {
+        taken_over = load(slot.state) != capture_slot::taken;
+        if (!taken_over) {
             store(slot.length, 0);
             store(slot.state, capture_slot::empty);
         }
         unlock(ring, before);
     }
+    if (taken_over)
+        fputs("obspcap: another process has taken over the slot of the block\n", stderr);
     if (block.holds_signals)
         restore_signals(block.signals);
     block.holds_signals = false;

@@ -64,7 +64,9 @@ TEST_F(CaptureRingTest, ABlockThatAnotherTookMeanwhileIsLeft)
                         slot[1].state = capture_slot::full;
                         lock = 0;
                     }};
+    testing::internal::CaptureStderr();
     release_block(ring, block);
+    EXPECT_EQ("obspcap: another process has taken over the slot of the block\n", testing::internal::GetCapturedStderr());
     EXPECT_EQ(capture_slot::full, slot[1].state);
     EXPECT_EQ(9U, slot[1].length);
 }
