@@ -173,7 +173,7 @@ TEST(AssetsStore, ClimbsToAncestors)
     EXPECT_STREQ(assetsdesc_add_group({1025, 0, "beyond"}), "INV_ID\n");
     const struct {
         uint32_t id, target, found;
-    } cases[] = {{3, 1, 1}, {3, 3, 3}, {1, 3, 0}, {8, 1, 0}, {1023, 1023, 0}, {1025, 1025, 0}, {0, 0, 0}};
+    } cases[] = {{3, 1, 1}, {3, 3, 3}, {1, 3, 0}, {8, 1, 0}, {1023, 1023, 0}, {1024, 1024, 1024}, {1025, 1025, 0}, {0, 0, 0}};
     for (const auto& c : cases) {
         const AssetGroup* group = assetsdesc_group_ancestor(c.id, c.target);
         if (c.id == 1023)
