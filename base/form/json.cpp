@@ -48,6 +48,12 @@ void all_is_whole()
     out_in_part = false;
 }
 
+void begin_row()
+{
+    row_was_first = top().empty;
+    row_begun = true;
+}
+
 void enter(bool array)
 {
     if (depth > 0)
@@ -128,6 +134,7 @@ void begin_lines()
     print_text("[");
     enter(true);
     content = Content::lines;
+    all_is_whole();
 }
 
 // A line, or a text where lines were before.
@@ -288,8 +295,7 @@ char* put_separator(char* at, std::string_view)
     all_is_whole();
     if (depth == 0)
         return at;
-    row_was_first = top().empty;
-    row_begun = true;
+    begin_row();
     if (!top().empty)
         *at++ = ',';
     top().empty = false;
@@ -332,8 +338,11 @@ void several_documents(bool several)
 bool document(std::string_view name, bool)
 {
     const Held state;
-    if (depth > 0)
+    if (depth > 0) {
+        all_is_whole();
+        begin_row();
         begin_member(name);
+    }
     return true;
 }
 
@@ -391,7 +400,6 @@ void name_lines(std::string_view name)
     const Held state;
     lines_name = name;
     begin_lines();
-    all_is_whole();
 }
 
 // A line end behind the text is not the daemon's.
@@ -407,6 +415,7 @@ void answer(std::string_view text, bool)
             begin_member("text");
             print_text("\"");
             content = Content::text;
+            all_is_whole(); // the text may be more than the buffer holds: a run that ends in it has this
         }
         print_string(text);
     }

@@ -91,6 +91,7 @@ def run(check, rounds):
         refusals.check_notes,
         trouble.check_failures,
         trouble.check_stops,
+        trouble.check_stops_before_a_byte,
         trouble.check_lost_output,
         check_lab,
     )

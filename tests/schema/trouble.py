@@ -161,11 +161,34 @@ def check_stops_anywhere(check, rounds):
                 check.fault(f"{shown(words)} (stopped anywhere)", f"{fault}\n    ...{output[-300:]!r}")
 
 
-def stopped_behind(check, words, script, read):
-    """Reads so many bytes, lets the run fill its pipe, stops it, and reads on."""
-    check.appliance.script = script
+def check_stops_before_a_byte(check):
+    """A run that is stopped before its reader takes anything: a document, or the beginning of the one it would be."""
+    script = lambda request: Reply(b'a"\xd6' * 50000, length=1)
+    for words in (["obstable", "list"], ["table", "get"]):
+        whole, _, _ = check.appliance.run(check.json, words, script)
+        output, status = stopped_behind(check, words, script, 0, waiting=b" " * PIPE)
+        check.runs += 1
+        try:
+            if status != STOPPED or not whole.startswith(output.strip()):
+                parse(output.strip(b" "))
+        except Fault as fault:
+            check.fault(f"{shown(words)} (stopped before a byte)", f"{fault}\n    {output.strip()[-300:]!r}")
+
+
+def sleeps(pid):
+    with open(f"/proc/{pid}/stat") as stat:
+        return stat.read().rsplit(")", 1)[1].split()[0] == "S"
+
+
+PIPE = 4096  # bytes that a pipe of one page holds
+
+
+def stopped_behind(check, words, script, read, waiting=b""):
+    """Reads so many bytes, lets the run fill its pipe, stops it, and reads on. `waiting` is in the pipe before."""
+    check.appliance.script, check.appliance.requests = script, []
     pipe, end = os.pipe()
-    fcntl.fcntl(pipe, fcntl.F_SETPIPE_SZ, 4096)
+    fcntl.fcntl(pipe, fcntl.F_SETPIPE_SZ, PIPE)
+    os.write(end, waiting)
     run = subprocess.Popen(
         [check.json, *words], stdout=end, stderr=subprocess.DEVNULL, env=check.appliance.environment()
     )
@@ -174,6 +197,8 @@ def stopped_behind(check, words, script, read):
     while len(output) < read and (piece or not output):
         piece = os.read(pipe, read - len(output))
         output += piece
+    while waiting and run.poll() is None and not (check.appliance.requests and sleeps(run.pid)):
+        time.sleep(0.002)
     waiting, before = bytes(4), None
     while (waiting != before or not any(waiting)) and run.poll() is None:
         before = waiting
