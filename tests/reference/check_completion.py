@@ -11,6 +11,7 @@ import os
 import pathlib
 import pty
 import select
+import shlex
 import shutil
 import subprocess
 import sys
@@ -39,11 +40,11 @@ TYPED = [
 BASH = """
 bind 'set bell-style none'; bind 'set enable-bracketed-paste off'; bind 'set completion-query-items 0'; bind 'set page-completions off'
 # As it is loaded on the first TAB: from within a function
-load() {{ source {build}/reference/vigil.bash; }}; load
+load() {{ source {reference}/vigil.bash; }}; load
 """
 ZSH = """
 setopt no_beep no_list_beep; unset zle_bracketed_paste
-fpath=({build}/reference $fpath); autoload -Uz compinit; compinit -D -u -d {place}/dump
+fpath=({reference} $fpath); autoload -Uz compinit; compinit -D -u -d {place}/dump
 """
 BOTH = """
 PATH=/nonexistent
@@ -51,6 +52,10 @@ vigil() {{ printf '\\n<<'; printf '[%s]' "$@"; printf '>>\\n'; }}
 vigil-json() {{ vigil "$@"; }}
 PS1='ready> '
 """
+
+
+def quoted_reference(build):
+    return shlex.quote(str(build / "reference"))
 
 
 class Terminal:
@@ -83,7 +88,7 @@ def check_terminal(shell, command, setup, build):
     with tempfile.TemporaryDirectory(prefix="vigil.") as place:
         pathlib.Path(place, "file-name").touch()
         script = pathlib.Path(place, "setup")
-        script.write_text((setup + BOTH).format(build=build, place=place))
+        script.write_text((setup + BOTH).format(reference=quoted_reference(build), place=place))
         terminal = Terminal(command, place)
         terminal.type(f". {script}\n")
         terminal.until("ready> ")
@@ -100,7 +105,7 @@ def check_terminal(shell, command, setup, build):
 
 def bash_replies(build, breaks, lines):
     """What bash would offer for each list of words; the last of them is at the cursor."""
-    script = [f"COMP_WORDBREAKS={breaks}", f"source {build}/reference/vigil.bash", "PATH=/nonexistent"]
+    script = [f"COMP_WORDBREAKS={breaks}", f"source {quoted_reference(build)}/vigil.bash", "PATH=/nonexistent"]
     for words in lines:
         quoted = " ".join("'" + word + "'" for word in words)
         script += [f"COMP_WORDS=({quoted}); COMP_CWORD={len(words) - 1}; _vigil; echo \"${{COMPREPLY[*]}}\""]
