@@ -62,7 +62,9 @@ TEST(Dispatch, BootTime)
         sysboot("fail to open /proc/uptime\n" + failed, "open /proc/uptime"),
         sysboot(failed, moved),
         sysboot(failed, moved, "100\n"),
-        sysboot(R"({"notes":["fail to open /proc/uptime"],"error":{"text":"fail to get bootup time","status":0}})" "\n", "open /proc/uptime", "", "@json sysboot"),
+        sysboot(R"({"notes":["fail to open /proc/uptime"],"error":{"text":"fail to get bootup time","status":0}})"
+                "\n",
+                "open /proc/uptime", "", "@json sysboot"),
     };
     run_cases(cases);
 }
