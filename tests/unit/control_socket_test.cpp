@@ -26,13 +26,24 @@ extern "C" int listen(int fd, int waiting) noexcept
     return listen_fails ? -1 : static_cast<int>(syscall(SYS_listen, fd, waiting));
 }
 
-// As long as waits are to be missed, nothing is there to be read.
+// As long as waits are to be missed, nothing is there to be read. A checked build calls the second name.
 static int misses = 0, last_wait = 0;
-extern "C" int poll(pollfd* ends, nfds_t count, int timeout)
+static int wait_for(pollfd* ends, nfds_t count, int timeout)
 {
     last_wait = timeout;
     const timespec wait{.tv_sec = timeout / 1000, .tv_nsec = timeout % 1000 * 1000000L}; // not every machine has a call poll
     return misses > 0 && misses-- > 0 ? 0 : ppoll(ends, count, timeout < 0 ? nullptr : &wait, nullptr);
+}
+extern "C" {
+int poll(pollfd* ends, nfds_t count, int timeout)
+{
+    return wait_for(ends, count, timeout);
+}
+int __poll_chk(pollfd* ends, nfds_t count, int timeout, size_t size);
+int __poll_chk(pollfd* ends, nfds_t count, int timeout, size_t)
+{
+    return wait_for(ends, count, timeout);
+}
 }
 
 namespace {
