@@ -9,6 +9,8 @@ trees=build-cross
 # Tests that say nothing about the program under qemu: name, and why.
 cannot_run() {
     cat <<'END'
+LabLive.WhatCannotBeWatchedIsRefusedWithAReason no interface can be opened: qemu hands on no question about time stamps
+LabLive.ANamespaceShowsWhoTalksInIt the same
 END
 }
 
@@ -18,8 +20,7 @@ build() {
     cmake -S . -B $trees/arm64 -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=aarch64 \
         -DCMAKE_C_COMPILER=aarch64-linux-gnu-gcc -DCMAKE_CXX_COMPILER=aarch64-linux-gnu-g++ >/dev/null
     cmake --build $trees/native -j "$(nproc)" --target program_tests
-    cmake --build $trees/arm64 -j "$(nproc)" --target vigil vigil-json vigil-lab vigil-ouidb unit_tests \
-        dict_full dict_no_axpdict dict_no_usraxps dict_no_usragps dict_faulty faults
+    cmake --build $trees/arm64 -j "$(nproc)" --target unit_tests program_tests
     file $trees/arm64/vigil | grep -q 'ARM aarch64'
 }
 
@@ -80,10 +81,14 @@ compare_demos() {
     rm -rf "$work" "$results"
 }
 
+# These work with the sources in their own process: all of it is for arm64.
+in_process=Session.*:Tables.MembershipTest
+
 program_suite() {
-    left_out=$(cannot_run | cut -d ' ' -f 1 | paste -s -d :)
+    qemu-aarch64 $trees/arm64/tests/program_tests --gtest_brief=1 --gtest_filter="$in_process"
+    left_out=$(cannot_run | sed 's/^\([^ ]*\) .*/:\1/' | tr -d '\n')
     cannot_run | sed 's/^\([^ ]*\) */cannot run here: \1: /'
-    $trees/native/tests/program_tests --gtest_brief=1 --gtest_filter="*${left_out:+-$left_out}"
+    $trees/native/tests/program_tests --gtest_brief=1 --gtest_filter="*-$in_process$left_out"
 }
 
 if [ "${1:-}" = --inside ]; then

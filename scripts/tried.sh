@@ -47,7 +47,9 @@ try() {
         commands="scripts/demo.sh && scripts/test.sh"
     fi
     in_chroot tried "$tree" env "$setting" sh -c "$commands" >"$work/log" 2>&1 || {
+        cp "$work/log" "$chroots/tried.log"
         tail -n 60 "$work/log"
+        echo "$release, $compiler failed: all of it is in $chroots/tried.log"
         return 1
     }
     grep -E 'tests passed|Total Test time' "$work/log"
