@@ -149,26 +149,29 @@ struct AddressCounters {
 };
 using AddressPool = Pool<Ipv4Key, AddressCounters, 4096, 1024>;
 
-void add_source(AddressPool& pool, const SessionRecord& r)
+template <bool by_source> void add(AddressPool& pool, const SessionRecord& r)
 {
-    if (AddressCounters* counters = pool.at(r.source.ipv4_host())) {
-        counters->flows++;
-        counters->up_bytes += r.up_bytes;
-        counters->down_bytes += r.down_bytes;
-        counters->delay.add(r.server_delay);
-    }
+    AddressCounters* counters = pool.at((by_source ? r.source : r.destination).ipv4_host());
+    if (counters == nullptr)
+        return;
+    counters->flows++;
+    counters->up_bytes += by_source ? r.up_bytes : r.down_bytes;
+    counters->down_bytes += by_source ? r.down_bytes : r.up_bytes;
+    counters->delay.add(r.server_delay);
+    if (!by_source && !r.location.empty())
+        counters->location = r.location;
 }
 
-void add_destination(AddressPool& pool, const SessionRecord& r)
+template <bool by_source> int fold(const Fetch& fetch, AddressPool& pool)
 {
-    if (AddressCounters* counters = pool.at(r.destination.ipv4_host())) {
-        counters->flows++;
-        counters->up_bytes += r.down_bytes;
-        counters->down_bytes += r.up_bytes;
-        counters->delay.add(r.server_delay);
-        if (!r.location.empty())
-            counters->location = r.location;
-    }
+    auto expect = [&](const SessionRecord& r) {
+        pool.expect((by_source ? r.source : r.destination).ipv4_host());
+    };
+    return fetch_each<SessionRecord>(fetch, expect, [&](const SessionRecord& r) {
+        if (!r.is_ipv6())
+            add<by_source>(pool, r);
+        return true;
+    });
 }
 
 void print_address_json(const AddressPool::Entry& entry, Separator separator, bool by_source)
@@ -216,16 +219,7 @@ void print_addresses(const AddressPool& pool, const Query& query)
 int report_addresses(const Fetch& fetch, const Query& query)
 {
     AddressPool pool;
-    bool by_source = query.by_source != 0;
-    auto add = by_source ? add_source : add_destination;
-    auto expect = [&](const SessionRecord& r) {
-        pool.expect((by_source ? r.source : r.destination).ipv4_host());
-    };
-    if (fetch_each<SessionRecord>(fetch, expect, [&](const SessionRecord& r) {
-            if (!r.is_ipv6())
-                add(pool, r);
-            return true;
-        }) != 0)
+    if ((query.by_source != 0 ? fold<true> : fold<false>)(fetch, pool) != 0)
         return -1;
     print_addresses(pool, query);
     return 0;
