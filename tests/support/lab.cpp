@@ -67,20 +67,12 @@ Lab::Lab(const Start& start)
 
 Lab::~Lab()
 {
-    EXPECT_EQ(stop(), 0);
-}
-
-int Lab::stop()
-{
-    int status = 0;
-    if (pid_ < 0)
-        return 0;
+    int status = -1;
     kill(pid_, SIGTERM);
     waitpid(pid_, &status, 0);
-    pid_ = -1;
+    EXPECT_EQ(status, 0);
     for (const char* socket : {"/var/tmp/obslog.d", "/usr/ramdisk/var/mgmt.d", "/usr/ramdisk/var/obschartd.d"})
         EXPECT_FALSE(std::filesystem::exists(root_.path() + socket)) << socket;
-    return status;
 }
 
 std::string Lab::run(const std::string& command, int status) const

@@ -14,8 +14,6 @@ public:
     ~Lab(); // expects a clean end
     Lab(const Lab&) = delete;
 
-    // Ends it; returns the status that wait() gives.
-    int stop();
     // Runs a command line of vigil against it; expects the status, and nothing left behind.
     std::string run(const std::string& command, int status = 0) const;
     const std::string& root() const { return root_.path(); }
