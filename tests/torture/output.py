@@ -7,7 +7,7 @@ import subprocess
 from appliance import FORWARDED, REPORTS, Appliance, Figures, Result, left_behind, options
 
 AT_ONCE = 256
-SEGMENTS_AT_ONCE = 60  # the limit of the namespace while they run
+SEGMENTS_AT_ONCE = 8  # the limit of the namespace while they run
 LOCALES = ("C", "C.UTF-8", "en_US.UTF-8", "de_DE.UTF-8", "tr_TR.UTF-8", "zh_CN.GBK")
 ZONES = ("CST-8", "Europe/Berlin", "America/New_York", "Australia/Lord_Howe")
 # In every other tree: the compiler and its flags. At -O3 g++ 12 warns of an overlap in its own std::string.
