@@ -41,14 +41,12 @@ TEST(LabNames, DnsPointersThatLeadAstrayAreRefused)
 {
     const std::string head = text("\0\1\0\0\0\1\0\0\0\0\0\0");
     const std::string tails[] = {
-        text("\xc0\x0c\0\1\0\1"),    // to itself
-        text("\1a\xc0\x0c\0\1\0\1"), // round and round
-        text("\xc0\x40\0\1\0\1"),    // forward, past the end
-        text("\xc0"),                // half a pointer
-        text("\x3f"
-             "abc"), // a label longer than what is there
-        text("\x80"
-             "a\0\0\1\0\1"),                 // a kind of label that does not exist
+        text("\xc0\x0c\0\1\0\1"),            // to itself
+        text("\1a\xc0\x0c\0\1\0\1"),         // round and round
+        text("\xc0\x40\0\1\0\1"),            // forward, past the end
+        text("\xc0"),                        // half a pointer
+        text("\77abc"),                      // a label longer than what is there
+        text("\200a\0\0\1\0\1"),             // a kind of label that does not exist
         text("\3www\3lab\7example\0\0\1\0"), // the class cut off
         std::string(300, '\1'),              // a name without end
     };
@@ -106,9 +104,7 @@ TEST(LabNames, ForeignTextIsMadePrintable)
 // A ClientHello that names old.lab.example and offers TLS 1.2 and 1.3.
 std::string client_hello()
 {
-    std::string extensions = text("\0\0\0\x14\0\x12\0\0\x0f"
-                                  "old.lab.example"
-                                  "\0\x2b\0\5\4\3\4\3\3");
+    std::string extensions = text("\0\0\0\24\0\22\0\0\17old.lab.example\0\53\0\5\4\3\4\3\3");
     std::string body = text("\3\3") + std::string(32, 'r') + text("\0\0\2\x13\1\1\0") +
                        std::string{'\0', static_cast<char>(extensions.size())} + extensions;
     std::string message = text("\1\0\0") + static_cast<char>(body.size()) + body;
