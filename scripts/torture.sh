@@ -3,8 +3,9 @@
 # anything did.
 #   scripts/torture.sh PART [OPTION...]   allocations, calls, replies, kills, endless, output, or all of them
 #   scripts/torture.sh short              what fits into a test run: a little of each part, in two minutes
-# Options: --build TREE (build), --count N (fewer runs, or more), --seed N. Needs a kernel that lets the caller have
-# namespaces of its own (root, or unprivileged ones): segments are counted, and limits set, where nobody else is.
+# Options: --build TREE (build), --count N (fewer runs, or more), --seed N, --jobs N. Needs a kernel that
+# lets the caller have namespaces of its own (root, or unprivileged ones): segments are counted, and limits set, where
+# nobody else is.
 set -eu
 cd "$(dirname "$0")/.."
 parts="allocations calls replies kills endless output"
