@@ -61,7 +61,7 @@ demo_of() {
     vigil() {
         number=$((number + 1))
         code=0
-        FAULT="time 1790000100" LD_PRELOAD=$PWD/$trees/native/tests/faults.so \
+        FAULT_TIME=1790000100 LD_PRELOAD=$PWD/$trees/native/tests/faults.so \
             $trees/native/vigil "$@" >"$outputs/$number" || code=$?
         cat "$outputs/$number"
         printf '\n$ vigil %s (status %s)\n' "$*" "$code" >>"$outputs/$number"
