@@ -106,9 +106,9 @@ TEST(Capture, Init)
     auto init_there = [&] { return Program({"obspcap", "init", "bs=512"}, environment_below(root.path())).wait().output; };
     ASSERT_EQ(0, symlink("../../link", place.c_str())); // to a link, to nothing yet
     ASSERT_EQ(0, symlink(target.c_str(), (root.path() + "/link").c_str()));
-    std::optional<FileLimit> limit(32);
+    limit_files(32);
     EXPECT_EQ("fail to write file, err=File too large(27)\n", init_there());
-    limit.reset();
+    limit_files();
     EXPECT_NE(0, access(target.c_str(), F_OK)); // removed, while the links stay
     EXPECT_EQ("", init_there());
     EXPECT_EQ(header(160, 8, 536870912), read_file(target));

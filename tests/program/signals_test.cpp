@@ -236,10 +236,10 @@ TEST(Signals, LostOutputIsAnError)
     EXPECT_EQ(255, Program(walking, scene.environment(), "|").wait().status);
     EXPECT_EQ(255, Program({"sysboot"}, scene.environment(), "|").wait().status);
 
-    std::optional<FileLimit> limit(8);
+    limit_files(8);
     Program limited(walking, scene.environment(), scene.root.path() + "/limited");
     Program listing({}, scene.environment(), scene.root.path() + "/listing");
-    limit.reset();
+    limit_files();
     EXPECT_EQ(255, limited.wait().status);
     EXPECT_EQ(255, listing.wait().status);
     EXPECT_EQ(std::string(opening).substr(0, 8), read_file(scene.root.path() + "/limited"));

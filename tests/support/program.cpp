@@ -1,5 +1,6 @@
 #include "tests/support/program.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -200,16 +201,12 @@ RunResult& Program::wait(int seconds, bool reading)
     return run_;
 }
 
-FileLimit::FileLimit(uint64_t bytes)
+void limit_files(rlim_t bytes)
 {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    rlimit limit{bytes, before_.rlim_max};
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = std::min(bytes, limit.rlim_max);
     setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-FileLimit::~FileLimit()
-{
-    setrlimit(RLIMIT_FSIZE, &before_);
 }
 
 bool wait_until(const std::function<bool()>& is_so)
@@ -276,11 +273,9 @@ void run_case(const Case& one)
     for (const std::string& argument : one.arguments)
         arguments.push_back(with_root(argument, root.path()));
 
-    std::optional<FileLimit> limit;
-    if (one.file_limit)
-        limit.emplace(*one.file_limit);
+    limit_files(one.file_limit);
     Program program(arguments, environment, one.output_to);
-    limit.reset();
+    limit_files();
     const RunResult& run = program.wait();
     if (daemon)
         daemon->finish();

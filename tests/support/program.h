@@ -93,7 +93,7 @@ struct Case {
     std::map<std::string, std::string> environment = {}; // beside VIGIL_ROOT, TZ=CST-8, PATH, sanitizer options
     std::string errors = {};
     std::string fault = {};                                  // a call that fails in the run, as tests/support/faults takes it
-    std::optional<uint64_t> file_limit = {};                 // bytes that the run may write into one file
+    rlim_t file_limit = RLIM_INFINITY;                       // bytes that the run may write into one file
     std::string output_to = {};                              // open this instead of capturing ("/dev/full"); "-": closed; "|": nobody reads
     std::function<void(const RunResult&)> check = {};        // instead of comparing `output`
     std::function<void(const std::string& root)> after = {}; // looks at files the run has written
@@ -175,16 +175,8 @@ private:
     bool ended_ = false;
 };
 
-// While it lives, a run that is started may write so many bytes into one file.
-class FileLimit {
-public:
-    explicit FileLimit(uint64_t bytes);
-    ~FileLimit();
-    FileLimit(const FileLimit&) = delete;
-
-private:
-    rlimit before_{};
-};
+// How many bytes a run that is started from now on may write into one file.
+void limit_files(rlim_t bytes = RLIM_INFINITY);
 
 // False when it has not become so within a minute.
 bool wait_until(const std::function<bool()>& is_so);
