@@ -1,5 +1,6 @@
 #pragma once
 // A flow as the outbound and the name-service reports see it. Little-endian; the location texts are GBK.
+#include "base/loaded_once.h"
 #include "wire/address.h"
 
 // Where the remote side is.
@@ -35,7 +36,7 @@ struct [[gnu::packed]] FlowRecord {
     FixedText<83> texts;            // 169
 
     bool             is_ipv6() const { return flags >> 6 & 1; }
-    std::string_view host() const { return text_within(texts, host_at); }
+    std::string_view host() const { return text_within(texts, loaded_once<size_t>(host_at)); }
 }; // 252
 static_assert(sizeof(FlowRecord) == 252 && alignof(FlowRecord) == 1);
 static_assert(offsetof(FlowRecord, flags) == 55 && offsetof(FlowRecord, host_at) == 67);

@@ -1,5 +1,6 @@
 #pragma once
 // Sessions and the throughput of addresses. Little-endian; ports are host-order numbers here.
+#include "base/loaded_once.h"
 #include "wire/address.h"
 
 struct [[gnu::packed]] SessionRecord {
@@ -38,10 +39,10 @@ struct [[gnu::packed]] SessionRecord {
     bool             flag_1() const { return flags >> 1 & 1; }    // printed as 0 or 1
     uint32_t         handshake() const { return flags >> 4 & 3; } // 1 SYN, 2 ACK, 3 complete, 0 none
     bool             is_ipv6() const { return flags >> 6 & 1; }
-    std::string_view text_a() const { return text_within(texts, text_a_at); }
+    std::string_view text_a() const { return text_within(texts, loaded_once<size_t>(text_a_at)); }
     std::string_view text_b() const { return text_within(texts, 0); }
-    std::string_view text_c() const { return text_within(texts, text_c_at); }
-    std::string_view host() const { return text_within(texts, host_at); }
+    std::string_view text_c() const { return text_within(texts, loaded_once<size_t>(text_c_at)); }
+    std::string_view host() const { return text_within(texts, loaded_once<size_t>(host_at)); }
 }; // 228
 static_assert(sizeof(SessionRecord) == 228 && alignof(SessionRecord) == 1);
 static_assert(offsetof(SessionRecord, flags) == 55 && offsetof(SessionRecord, application) == 56);

@@ -1,5 +1,7 @@
 #include "base/form/json_text.h"
 
+#include "base/loaded_once.h"
+
 #include <cstdint>
 #include <cstring>
 
@@ -59,11 +61,15 @@ struct Decoded {
     size_t bytes; // that it takes
 };
 
+uint8_t byte_at(std::string_view text, size_t i)
+{
+    return loaded_once(static_cast<uint8_t>(text[i]));
+}
+
 // A character of strict UTF-8; `bytes` is 0 when the text begins with none.
 Decoded utf8_at(std::string_view text)
 {
-    auto byte = [&](size_t i) { return static_cast<uint8_t>(text[i]); };
-    const uint8_t lead = byte(0);
+    const uint8_t lead = byte_at(text, 0);
     if (lead < 0x80)
         return {lead, 1};
     const size_t bytes = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
@@ -71,9 +77,10 @@ Decoded utf8_at(std::string_view text)
         return {0, 0};
     uint32_t character = lead & (0x7F >> bytes);
     for (size_t i = 1; i < bytes; i++) {
-        if ((byte(i) & 0xC0) != 0x80)
+        const uint8_t following = byte_at(text, i);
+        if ((following & 0xC0) != 0x80)
             return {0, 0};
-        character = character << 6 | (byte(i) & 0x3F);
+        character = character << 6 | (following & 0x3F);
     }
     constexpr uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
     const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
@@ -84,12 +91,12 @@ Decoded utf8_at(std::string_view text)
 // A character of GBK, or one byte as the replacement character.
 Decoded gbk_at(std::string_view text)
 {
-    const auto lead = static_cast<uint8_t>(text[0]);
+    const uint8_t lead = byte_at(text, 0);
     if (lead < 0x80)
         return {lead, 1};
     if (text.size() < 2 || lead < gbk_first_lead || lead > gbk_last_lead)
         return {replacement, 1};
-    const auto trail = static_cast<uint8_t>(text[1]);
+    const uint8_t trail = byte_at(text, 1);
     if (trail < gbk_first_trail || trail > gbk_last_trail)
         return {replacement, 1};
     constexpr size_t trails = gbk_last_trail - gbk_first_trail + 1;
@@ -111,13 +118,21 @@ bool is_strict_utf8(std::string_view text)
     return true;
 }
 
+// Each byte is put as it was judged: a text in the segment may become another at any time.
 char* put_decoded(char* at, std::string_view text, Source source, Escapes escapes)
 {
-    const bool utf8 = source == Source::unknown && is_strict_utf8(text);
-    while (!text.empty()) {
-        const Decoded next = utf8 ? utf8_at(text) : gbk_at(text);
+    char* const start = at;
+    bool utf8 = source == Source::unknown;
+    for (std::string_view left = text; !left.empty();) {
+        const Decoded next = utf8 ? utf8_at(left) : gbk_at(left);
+        if (next.bytes == 0) {
+            utf8 = false;
+            left = text;
+            at = start;
+            continue;
+        }
         at = escapes == Escapes::json ? put_escaped(at, next.character) : put_utf8(at, next.character);
-        text.remove_prefix(next.bytes);
+        left.remove_prefix(next.bytes);
     }
     return at;
 }

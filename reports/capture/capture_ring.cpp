@@ -2,6 +2,7 @@
 
 #include "base/clock.h"
 #include "base/document.h"
+#include "base/loaded_once.h"
 #include "base/stop_signals.h"
 
 #include <algorithm>
@@ -118,7 +119,7 @@ bool take_slot(CaptureRing& ring, uint32_t index, TakenBlock& block)
     store(header_of(ring).next, (index + 1) % ring.cnt);
     block.slot = slot;
     block.index = index;
-    block.bytes = block_bytes(ring, index, block.slot.length);
+    block.bytes = block_bytes(ring, index, loaded_once(block.slot.length));
     block.holds_signals = true;
     unlock(ring);
     return true;

@@ -1,5 +1,6 @@
 // chart dump: the raw series, as lines for scripts or as points for the web charts.
 #include "base/document.h"
+#include "base/loaded_once.h"
 #include "common/arguments.h"
 #include "common/fetch.h"
 #include "reports/charts/charts.h"
@@ -64,8 +65,8 @@ bool chart_in(const Answer& answer, Chart& chart)
     if (tables == nullptr)
         return false;
     chart.tables = reinterpret_cast<const ChartTables*>(tables);
-    chart.points = chart.tables->point_count;
-    chart.series = chart.tables->series_count;
+    chart.points = loaded_once(chart.tables->point_count);
+    chart.series = loaded_once(chart.tables->series_count);
     if (chart.points > ChartTables::points_max || chart.series > ChartTables::series_max)
         return false;
     chart.values =

@@ -1,6 +1,7 @@
 // tcpreset listip and listdns: the resets folded per address and per domain name.
 #include "base/address.h"
 #include "base/document.h"
+#include "base/loaded_once.h"
 #include "common/pool.h"
 #include "link/dictionary.h"
 #include "reports/flow/flow.h"
@@ -233,7 +234,7 @@ int tcpreset_listdns(int argc, char** argv)
                 return;
             if (Counters* counters = pool.at(r.name.view())) {
                 counters->add(r, r.destination_port);
-                counters->add_status(r.http_status());
+                counters->add_status(loaded_once(r.http_status()));
             }
         }) != 0)
         return -1;
