@@ -9,6 +9,7 @@
 #   scripts/setup.sh --live    also the programs that talk in scripts/demo.sh live
 #   scripts/setup.sh --coverage   also what counts the lines that are run
 #   scripts/setup.sh --torture   also what scripts/torture.sh needs
+#   scripts/setup.sh --fuzz    also what scripts/fuzz.sh needs
 #   scripts/setup.sh --bench   also what the benchmarks and their peers need
 #   scripts/setup.sh --package  also what makes packages and bare systems
 # With CXX=clang++ in the environment also that compiler.
@@ -22,6 +23,7 @@ for option in "$@"; do
     --package) packages="$packages build-essential debhelper lintian mmdebstrap" ;;
     --coverage) packages="$packages gcovr" ;;
     --torture) packages="$packages strace" ;;
+    --fuzz) packages="$packages clang libclang-rt-dev" ;;
     --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
     --web) packages="$packages python3 lighttpd libjs-dygraphs" ;;
     --web-test)
@@ -29,7 +31,7 @@ for option in "$@"; do
         ;;
     --live) packages="$packages iproute2 curl openssl" ;;
     *)
-        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--live] [--coverage] [--torture] [--bench] [--package]" >&2
+        echo "usage: scripts/setup.sh [--dev] [--fleet] [--web] [--web-test] [--live] [--coverage] [--torture] [--fuzz] [--bench] [--package]" >&2
         exit 2
         ;;
     esac

@@ -6,7 +6,6 @@
 #include "common/command_registry.h"
 #include "common/custom_ranges.h"
 #include "common/intelligence.h"
-#include "tests/support/garbage.h"
 #include "tests/unit/private_files.h"
 
 #include <gtest/gtest.h>
@@ -177,24 +176,6 @@ TEST(ConfigLines, IntelligenceSourcesNeedBothNames)
     EXPECT_EQ(itlgc_pool[31].vendor, 255);
     EXPECT_EQ(itlgc_pool[0].vendor, 2);
     EXPECT_STREQ(itlgc_pool[1].name, "");
-}
-
-TEST(ConfigLines, GarbageStaysWithinItsFields)
-{
-    fresh_tables();
-    Garbage garbage(11,
-                    {"w ip=1.2.3.4 d=\"x\" pid=7", "w m=0:1:2:3:4:5 d=x", "w iprng=10.0.0.0/8 info=y", "w iprng=any-1 info=",
-                     "w id=31 name=a cname=b vendor=-1", "w id=-1 pid=1024 name=a logicid=99999999999999999999 value=::1"},
-                    " \t\r=\"#/-:19");
-    RecordHandler* const handlers[] = {ipmacdesc_line, cusiprng_line, itlgc_line, assetsdesc_group_line, assetsdesc_line};
-    for (int i = 0; i < garbage_inputs; i++) {
-        auto line = garbage.next_copy();
-        RequestRecord carrier;
-        if (carry_line(line.get(), carrier) != 0)
-            continue;
-        handlers[i % 5](carrier);
-        ASSERT_LT(strnlen(carrier_text(carrier), 120), 120u);
-    }
 }
 
 int runs;

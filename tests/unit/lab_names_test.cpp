@@ -1,7 +1,6 @@
 // The readers of foreign payloads.
 #include "lab/packets/names.h"
 #include "lab/world/words.h"
-#include "tests/support/garbage.h"
 
 #include <gtest/gtest.h>
 
@@ -161,38 +160,6 @@ TEST(LabNames, HttpAndSshHeads)
                               {"[fd00::1", "fd00::1"},
                               {"", ""}})
         EXPECT_EQ(name_of_host(host), name);
-}
-
-TEST(LabNames, GarbageIsReadWithoutHarm)
-{
-    Garbage garbage(
-        5, {dns_response, client_hello(), "GET / HTTP/1.1\r\nHost: a\r\n\r\n", "HTTP/1.1 200 OK\r\nServer: b\r\n\r\n", "SSH-2.0-x\r\n"},
-        text("\0\1\xc0\r\n: "));
-    for (int i = 0; i < garbage_inputs; i++) {
-        std::string bytes = garbage.next();
-        std::vector<uint8_t> exact(bytes.begin(), bytes.end());
-        DnsMessage dns;
-        NetbiosPacket netbios;
-        TlsHello tls;
-        HttpRequest request;
-        HttpResponse response;
-        std::string banner;
-        read_dns(exact, dns);
-        is_dns_message(exact);
-        Bytes message;
-        find_dns_message(exact, i % 2 == 0, message);
-        read_netbios(exact, 137, netbios);
-        read_netbios(exact, 138, netbios);
-        read_tls_client_hello(exact, tls);
-        read_tls_server_hello(exact, tls);
-        read_http_request(exact, request);
-        read_http_response(exact, response);
-        read_ssh_banner(exact, banner);
-        for (const DnsAnswer& answer : dns.answers)
-            ASSERT_LE(answer.name.size(), 63u);
-        ASSERT_EQ(tls.server_name.find('"'), std::string::npos);
-        ASSERT_LE(request.host.size(), 63u);
-    }
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include "lab/recording/replay.h"
 #include "lab/recording/sealed_text.h"
 #include "lab/requests/turn.h"
-#include "tests/support/garbage.h"
 #include "tests/unit/private_files.h"
 
 #include <algorithm>
@@ -305,27 +304,6 @@ TEST(LabRecording, RefusesDamagedFilesByName)
         EXPECT_EQ(std::ranges::count(said, '\n'), 1) << said;
     }
     EXPECT_TRUE(Replay(folder).open());
-}
-
-// Texts that were sealed so: whatever is read of them lies in its bounds.
-TEST(LabRecording, GarbageIsRefused)
-{
-    Recorded recorded;
-    record(recorded.recorder, {}, "one");
-    std::string about = recorded.root.read("/recording/recording.txt");
-    std::string request = recorded.root.read("/recording/000001/request.txt");
-    Garbage garbage(1, {without_seal(about), without_seal(request)}, "\" \n\\x019-ft");
-    for (int i = 0; i < garbage_inputs / 5; i++) {
-        std::string text = sealed(garbage.next());
-        About read_files;
-        Half half;
-        if (read_about(text, read_files).empty()) {
-            EXPECT_LE(read_files.files.size(), kept_places().size());
-        }
-        if (read_half(request_half, text, half).empty()) {
-            EXPECT_LE(half.kept.size, half.segment);
-        }
-    }
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include "base/output.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/garbage.h"
 #include "tests/support/vendors.h"
 #include "tests/unit/private_files.h"
 
@@ -132,23 +131,6 @@ TEST(Oui, AFullPoolDropsWhatFollows)
     EXPECT_EQ(oui_entries().size(), 51200u);
     EXPECT_EQ(vendor_of(0x60, 51199 >> 8, 51199 & 255), "v");
     EXPECT_EQ(vendor_of(0x60, 51200 >> 8, 51200 & 255), "-");
-}
-
-TEST(Oui, GarbageStaysWithinItsFields)
-{
-    PrivateFiles files;
-    Garbage garbage(5, {"00:1A:2B Vendor name\r\n", "4:05x:z1:99 lax\n", "00:01:02/28 long\n", ":\xff-:gg  blanks \r"},
-                    "09afZ:  /\r\n\xff\t-v");
-    for (int file = 0; file < 20; file++) {
-        std::string text = signature;
-        for (int line = 0; line < 5000; line++)
-            text += garbage.next() + (line % 3 == 0 ? "\n" : "");
-        if (file % 4 == 1)
-            text[text.size() / 2] = '\0';
-        EXPECT_EQ(load(files, enciphered(text)), "");
-        for (const OuiEntry& entry : oui_entries())
-            ASSERT_LT(strnlen(entry.vendor, sizeof entry.vendor), sizeof entry.vendor);
-    }
 }
 
 } // namespace

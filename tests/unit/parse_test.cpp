@@ -3,7 +3,6 @@
 #include "base/text.h"
 #include "base/units.h"
 #include "tests/support/cases.h"
-#include "tests/support/garbage.h"
 #include "tests/support/printed_as.h"
 
 #include <cstring>
@@ -117,41 +116,6 @@ TEST(Parse, ChecksUtf8)
     EXPECT_FALSE(is_utf8("a\xC3\xA9", 2));
     EXPECT_TRUE(is_utf8("a\xC3\xA9", 1));
     EXPECT_TRUE(is_utf8("a\0\x80", 3)); // ends at the NUL
-}
-
-// Any text, in memory of just its size: the sanitizers watch the reading, the forms say what may come out.
-TEST(Parse, GarbageStaysWithinItsForms)
-{
-    Garbage garbage(1,
-                    {"10.1.2.3-5.6.7.8", "10.0.0.0/8", "2001:db8::1/64", "0:1:2:3:4:5", "a.b.c.d.e.f", "0x7f M", " a\tb (x)\r\n",
-                     "\xE4\xB8\xAD\xE6\x96\x87"},
-                    "0123456789./-:abfxKG% \t\r\n()\xE4");
-    for (int i = 0; i < garbage_inputs; i++) {
-        auto text = garbage.next_copy(), cut = garbage.next_copy(), whole = garbage.next_copy();
-        const std::string original = text.get(), typed = whole.get();
-        uint32_t address = 0, low = 1, high = 0;
-        uint8_t bytes[16], mac[6];
-        bool parsed = parse_ipv4(text.get(), address);
-        ASSERT_TRUE(!parsed || original.find_first_not_of("0123456789.") == std::string::npos) << original;
-        ASSERT_TRUE(parse_address(text.get(), bytes) != family_ipv4 || parsed) << original;
-        parse_mac(text.get(), mac);
-        parse_size(text.get());
-        is_utf8(text.get(), original.size());
-        size_t room = 1 + garbage.below(2 * original.size() + 1);
-        auto token = std::make_unique<char[]>(room);
-        size_t length = escape_token(original, {token.get(), room});
-        ASSERT_EQ(strnlen(token.get(), room), length);
-        ASSERT_EQ(strpbrk(token.get(), "\t\n\f\r\x18 ()"), nullptr) << original;
-        bool ordered = parse_ipv4_range(text.get(), low, high) && original.find('-') == std::string::npos;
-        ASSERT_TRUE(!ordered || low <= high) << original;
-        AddressPrefix prefix;
-        bool ipv6 = parse_address_prefix(cut.get(), prefix) && prefix.family == family_ipv6;
-        ASSERT_TRUE(!ipv6 || (prefix.prefix >= 1 && prefix.prefix <= 128));
-        std::string clean = clean_text(whole.get());
-        ASSERT_EQ(clean.find_first_of("\t\r\n"), std::string::npos) << typed;
-        ASSERT_TRUE(clean.empty() || (clean.front() != ' ' && clean.back() != ' ')) << typed;
-        printable_text(whole.get());
-    }
 }
 
 } // namespace
