@@ -216,6 +216,9 @@ bool wait_until(const std::function<bool()>& is_so)
     return is_so();
 }
 
+// What others left behind before, created by a process of the same number, is not the run's.
+static const time_t begun = time(nullptr);
+
 int segments_of(pid_t creator)
 {
     std::ifstream table("/proc/sysvipc/shm");
@@ -224,8 +227,11 @@ int segments_of(pid_t creator)
     int found = 0;
     while (std::getline(table, line)) {
         std::istringstream row(line);
-        long key, id, mode, size, owner;
-        found += row >> key >> id >> mode >> size >> owner && owner == creator;
+        long key, id, mode, size, owner, other, created;
+        row >> key >> id >> mode >> size >> owner;
+        for (int i = 0; i < 8; i++) // users and the times of the last calls
+            row >> other;
+        found += row >> created && owner == creator && created >= begun;
     }
     return found;
 }
