@@ -30,7 +30,6 @@ size_t region_size = 0;
 bool watching = false;
 unsigned accesses_left = 0;
 std::vector<char> was_read; // from there on, since the reply
-struct sigaction fault_before;
 
 void watch(bool on)
 {
@@ -59,6 +58,7 @@ uint64_t chance(uint64_t of)
 
 #ifdef __x86_64__
 constexpr long long one_step = 0x100; // the trap flag
+struct sigaction fault_before;
 
 void on_fault(int, siginfo_t* information, void* context)
 {
