@@ -76,7 +76,7 @@ bool take_array(UserDictionaryRecord* array, int count, const char*& at, size_t&
 
 void register_records(int protocols, int groups)
 {
-    auto* register_user = operation<int(UserDictionaryRecord*)>(dictionary_slot::register_user);
+    auto* register_user = operation<void(UserDictionaryRecord*)>(dictionary_slot::register_user);
     for (int i = 0; i < protocols; i++)
         if (!dictionary.protocols[i].name.empty())
             register_user(&dictionary.protocols[i]);

@@ -181,7 +181,6 @@ struct Operations {
         slot[user_groups] = operation(+[] { return peer.groups; });
         slot[register_user] = operation(+[](UserDictionaryRecord* record) {
             registered += static_cast<unsigned>(record->library_link) + static_cast<unsigned>(record->name.view().size());
-            return 0;
         });
     }
 } operations;
