@@ -4,12 +4,13 @@
 
 namespace {
 
-constexpr int32_t day_seconds = 86400;
+constexpr int64_t day_seconds = 86400;
 
 // Of each UTC day, once it was asked for: what makes a time of that day local, counted from `lead` days
-// before 1970, so that it is neither negative nor 0. 0: not known. Only what is used of it becomes memory.
-int32_t kept_offsets[UINT32_MAX / day_seconds + 1];
-constexpr int32_t lead = 2;
+// before 1970, so that it is neither negative nor 0, whatever 32 bits of offset a zone file holds. 0: not
+// known. Only what is used of it becomes memory.
+int64_t kept_offsets[UINT32_MAX / day_seconds + 1];
+constexpr int64_t lead = (int64_t{1} << 31) / day_seconds + 1;
 bool zone_known = false;
 
 char* put_date(char* at, int64_t days)
@@ -24,15 +25,15 @@ char* put_date(char* at, int64_t days)
 // every time is looked up.
 int64_t local_seconds(uint32_t seconds)
 {
-    int32_t& kept = kept_offsets[seconds / day_seconds];
+    int64_t& kept = kept_offsets[seconds / day_seconds];
     if (kept != 0)
-        return int64_t{seconds} + kept;
-    const int64_t first = int64_t{seconds} - seconds % day_seconds;
+        return seconds + kept;
+    const int64_t first = seconds - seconds % day_seconds;
     const long offset = local_time(first).tm_gmtoff;
     if (offset != local_time(first + day_seconds - 1).tm_gmtoff)
         return seconds + local_time(seconds).tm_gmtoff + lead * day_seconds;
-    kept = static_cast<int32_t>(offset) + lead * day_seconds;
-    return int64_t{seconds} + kept;
+    kept = offset + lead * day_seconds;
+    return seconds + kept;
 }
 
 // Days since 1970 and what is left of the day; times before 1970 are possible west of Greenwich.
