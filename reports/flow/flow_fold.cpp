@@ -101,25 +101,22 @@ int report_names(const Fetch& fetch, const Query& query)
 
 // ---- Locations
 
-struct LocationCounters {
-    uint32_t flows, up_bytes, down_bytes;
-};
 using LocationKey = TextKey<30>;
-using LocationPool = Pool<LocationKey, LocationCounters, 32, 1024>;
+using LocationPool = Pool<LocationKey, TrafficCounters, 32, 1024>;
 
 void print_locations(const LocationPool& pool, const Query& query)
 {
-    auto key = query.order == FoldOrder::bytes ? by_bytes<LocationCounters> : by_flows<LocationCounters>;
+    auto key = query.order == FoldOrder::bytes ? by_bytes<TrafficCounters> : by_flows<TrafficCounters>;
     if (!query.json) {
         print_page(pool, everything, key, [](const LocationPool::Entry& entry, int64_t) {
-            const LocationCounters& c = entry.counters;
+            const TrafficCounters& c = entry.counters;
             print_line(FORMAT("{} {} {} {}"), Gbk{entry.key.value()}, c.flows, c.up_bytes, c.down_bytes);
         });
         return;
     }
     print_opening(FORMAT(R"({{"data":[)"));
     print_page(pool, everything, key, [](const LocationPool::Entry& entry, int64_t i) {
-        const LocationCounters& c = entry.counters;
+        const TrafficCounters& c = entry.counters;
         print(FORMAT(R"({}{{"loc":"{}")"
                      R"(,"flow":{})"
                      R"(,"upbytes":{})"
@@ -133,11 +130,8 @@ int report_locations(const Fetch& fetch, const Query& query)
 {
     LocationPool pool;
     if (fetch_outbound(fetch, query, [&](const FlowRecord& r) {
-            if (LocationCounters* counters = pool.at(LocationKey::cut(location_key(r)))) {
-                counters->flows++;
-                counters->up_bytes += r.up_bytes;
-                counters->down_bytes += r.down_bytes;
-            }
+            if (TrafficCounters* counters = pool.at(LocationKey::cut(location_key(r))))
+                counters->add(r);
         }) != 0)
         return -1;
     print_locations(pool, query);
@@ -146,9 +140,8 @@ int report_locations(const Fetch& fetch, const Query& query)
 
 // ---- Addresses
 
-struct AddressCounters {
-    uint32_t flows, up_bytes, down_bytes; // as the address sees them: swapped when it is the destination
-    FlowLocation location;                // of the last flow; empty for sources
+struct AddressCounters : TrafficCounters { // as the address sees it
+    FlowLocation location;                 // of the last flow; empty for sources
 };
 using AddressPool = Pool<Ipv4Key, AddressCounters, 4096, 1024>;
 
@@ -157,9 +150,7 @@ void add_address(AddressPool& pool, const FlowRecord& r, bool by_source)
     AddressCounters* counters = pool.at((by_source ? r.source : r.destination).ipv4_host());
     if (counters == nullptr)
         return;
-    counters->flows++;
-    counters->up_bytes += by_source ? r.up_bytes : r.down_bytes;
-    counters->down_bytes += by_source ? r.down_bytes : r.up_bytes;
+    counters->add(r, by_source);
     if (!by_source)
         counters->location = r.location;
 }

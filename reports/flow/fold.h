@@ -11,6 +11,19 @@ enum class FoldOrder { arrival, bytes, flows, delay };
 // ignored.
 bool take_fold_order(const char* argument, FoldOrder& order, bool with_delay);
 
+// Sessions or flows and their bytes.
+struct TrafficCounters {
+    uint32_t flows, up_bytes, down_bytes;
+
+    // As the source sees it, otherwise as the destination does: the other way round.
+    template <class Record> void add(const Record& r, bool by_source = true)
+    {
+        flows++;
+        up_bytes += by_source ? r.up_bytes : r.down_bytes;
+        down_bytes += by_source ? r.down_bytes : r.up_bytes;
+    }
+};
+
 template <class Counters> uint64_t by_flows(const Counters& c)
 {
     return c.flows;

@@ -89,8 +89,7 @@ int report_names(const Fetch& fetch, const Query& query)
 
 // ---- Locations
 
-struct LocationCounters {
-    uint32_t flows, up_bytes, down_bytes;
+struct LocationCounters : TrafficCounters {
     DelayCounter<uint32_t> delay;
 };
 using LocationKey = TextKey<4>; // longer texts are cut
@@ -120,9 +119,7 @@ int report_locations(const Fetch& fetch, const Query& query)
             if (r.is_ipv6() || r.location.empty())
                 return true;
             if (LocationCounters* counters = pool.at(LocationKey::cut(r.location.view()))) {
-                counters->flows++;
-                counters->up_bytes += r.up_bytes;
-                counters->down_bytes += r.down_bytes;
+                counters->add(r);
                 counters->delay.add(r.server_delay);
             }
             return true;
@@ -142,8 +139,7 @@ int report_locations(const Fetch& fetch, const Query& query)
 
 // ---- Addresses
 
-struct AddressCounters {
-    uint32_t flows, up_bytes, down_bytes; // as the address sees them: swapped when it is the destination
+struct AddressCounters : TrafficCounters { // as the address sees it
     DelayCounter<uint64_t> delay;
     FixedGbkText<43> location; // of the last session that has one, for destinations only
 };
@@ -154,9 +150,7 @@ template <bool by_source> void add(AddressPool& pool, const SessionRecord& r)
     AddressCounters* counters = pool.at((by_source ? r.source : r.destination).ipv4_host());
     if (counters == nullptr)
         return;
-    counters->flows++;
-    counters->up_bytes += by_source ? r.up_bytes : r.down_bytes;
-    counters->down_bytes += by_source ? r.down_bytes : r.up_bytes;
+    counters->add(r, by_source);
     counters->delay.add(r.server_delay);
     if (!by_source && !r.location.empty())
         counters->location = r.location;
