@@ -1,7 +1,6 @@
 #pragma once
 // The code tables of GB2312, made during the build.
 #include <bit>
-#include <cstddef>
 #include <cstdint>
 
 // Sixteen neighbouring code points: which of them have a code, and where the codes begin in `gb2312_codes`.

@@ -5,7 +5,6 @@
 #include "common/line_reader.h"
 
 #include <algorithm>
-#include <cstdio>
 
 PlacePath configuration_file(const char* name, size_t directory_max)
 {

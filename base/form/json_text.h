@@ -1,6 +1,5 @@
 #pragma once
 // Texts into UTF-8 for JSON strings.
-#include <cstddef>
 #include <string_view>
 
 enum class Source {

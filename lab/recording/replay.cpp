@@ -5,7 +5,6 @@
 #include "link/places.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>

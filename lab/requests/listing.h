@@ -4,7 +4,6 @@
 #include "lab/requests/turn.h"
 
 #include <algorithm>
-#include <concepts>
 
 // page= and limit= of a text list; without a limit everything is one page.
 struct TextPage {

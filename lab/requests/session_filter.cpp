@@ -2,8 +2,6 @@
 
 #include "lab/dictionary/applications.h"
 
-#include <algorithm>
-
 bool PortFilter::read(std::string_view text)
 {
     std::string copy{text};

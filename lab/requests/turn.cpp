@@ -1,7 +1,6 @@
 #include "lab/requests/turn.h"
 
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 
 Turn::Turn(RequestRecord& record, std::span<char> segment, std::string_view dictionary)

@@ -9,7 +9,6 @@
 #include "reports/security/security.h"
 #include "reports/security/today.h"
 
-#include <cstdio>
 #include <cstdlib>
 
 namespace {
