@@ -20,7 +20,7 @@ struct {
 void open_for(int64_t now)
 {
     tm local = local_time(now);
-    const char* directory = getenv("RAMLOG"); // taken as given
+    const char* directory = secure_getenv("RAMLOG"); // taken as given
     char path[PATH_MAX];
     Output name{.buffer = path, .size = sizeof path};
     int length = append(&name, FORMAT("{}/alert_{}.{}.{}.log"),
