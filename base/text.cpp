@@ -30,6 +30,7 @@ char square_bracket(char c)
 
 } // namespace
 
+// These two spare every start strspn() and strcspn(): whatever of the C library a report calls is bound there.
 char* skip_blanks(char* text)
 {
     while (*text == ' ')

@@ -51,6 +51,6 @@ int forward(const Forward& row, int argc, char** argv)
     if (rpc_exchange(record) != 0)
         return print_error(record);
     show_answer(row, record);
-    // What reaches the caller of a count: as a whole it could be taken for a failure.
+    // The low byte is what reaches the caller; -1 would be taken for a failure.
     return row.result == Forward::record_count ? record.count & 255 : 0;
 }

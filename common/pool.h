@@ -143,6 +143,7 @@ private:
         *head = &entry;
     }
 
+    // Out of line: most records find their key.
     [[gnu::noinline]] Counters* add(const Value& value)
     {
         if (used_ == room_ && !add_slab())
