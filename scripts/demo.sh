@@ -6,7 +6,7 @@
 #   scripts/demo.sh live [INTERFACE]   an appliance that watches this interface, which needs the right to capture, or
 #                           without one the loopback of a network namespace of its own, in which programs talk
 #   scripts/demo.sh all     every verb that is built; fails on an empty answer where there is something to show
-#   scripts/demo.sh fleet N N lab appliances asked at once (docs/fleet.md), 5 unless said otherwise
+#   scripts/demo.sh fleet [N]   N lab appliances asked at once (docs/fleet.md), 5 unless said otherwise
 # LAB_ARGUMENTS replaces what the appliance is started with, for example "--sessions 100000 --seed 7" or
 # "--capture FILE"; what that traffic has nothing of is then no failure. The root is made below TMPDIR, or /tmp.
 set -eu
@@ -15,7 +15,7 @@ mode=${1:-tour}
 case $mode in
 tour | shell | all | fleet | web | live) ;;
 *)
-    echo "usage: scripts/demo.sh [shell|all|fleet N|web [PORT]|live [INTERFACE]]" >&2
+    echo "usage: scripts/demo.sh [shell|all|fleet [N]|web [PORT]|live [INTERFACE]]" >&2
     exit 2
     ;;
 esac

@@ -71,7 +71,7 @@ build() {
     ! grep -nE '[0-9]: warning:' "$2/log" >&2 || give_up "the build warns"
 }
 
-# What the packages of an architecture are, and that they are no others.
+# The packages of an architecture.
 packages_of() {
     echo "vigil_${version}_$1.deb vigil-lab_${version}_$1.deb"
 }

@@ -25,9 +25,9 @@ for option in "$@"; do
     --torture) packages="$packages strace" ;;
     --fuzz) packages="$packages clang libclang-rt-dev" ;;
     --bench) packages="$packages libbenchmark-dev nfdump mawk sqlite3 openssl valgrind" ;;
-    --web) packages="$packages python3 lighttpd libjs-dygraphs" ;;
+    --web) packages="$packages lighttpd libjs-dygraphs" ;;
     --web-test)
-        packages="$packages python3 lighttpd libjs-dygraphs chromium chromium-driver python3-selenium fonts-droid-fallback"
+        packages="$packages lighttpd libjs-dygraphs chromium chromium-driver python3-selenium fonts-droid-fallback"
         ;;
     --live) packages="$packages iproute2 curl openssl" ;;
     *)
