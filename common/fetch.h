@@ -50,16 +50,23 @@ template <class Function> int fetch_batches(const Fetch& fetch, Function&& walk)
         const_cast<std::remove_const_t<Target>*>(&walk));
 }
 
-// Calls `each(record)` for every fixed-size record of every batch; it returns bool: false ends the command
-// with -1 (the function has printed what there is to say).
-template <class Record, class Function> int fetch_each(const Fetch& fetch, Function&& each)
+// Calls `walk(records)` for the fixed-size records of each batch.
+template <class Record, class Function> int fetch_records(const Fetch& fetch, Function&& walk)
 {
     return fetch_batches(fetch, [&](const Answer& answer) {
         std::span<const Record> records;
-        if (!records_in(answer, records)) {
-            refuse_reply();
-            return Walk::failed;
-        }
+        if (records_in(answer, records))
+            return walk(records);
+        refuse_reply();
+        return Walk::failed;
+    });
+}
+
+// Calls `each(record)` for every record of every batch; it returns bool: false ends the command with -1 (the
+// function has printed what there is to say).
+template <class Record, class Function> int fetch_each(const Fetch& fetch, Function&& each)
+{
+    return fetch_records<Record>(fetch, [&](std::span<const Record> records) {
         for (const Record& record : records)
             if (!each(record))
                 return Walk::failed;
@@ -72,12 +79,7 @@ template <class Record, class Expect, class Function>
 int fetch_each(const Fetch& fetch, Expect&& expect, Function&& each)
 {
     constexpr size_t ahead = 8;
-    return fetch_batches(fetch, [&](const Answer& answer) {
-        std::span<const Record> records;
-        if (!records_in(answer, records)) {
-            refuse_reply();
-            return Walk::failed;
-        }
+    return fetch_records<Record>(fetch, [&](std::span<const Record> records) {
         for (size_t i = 0; i < records.size(); i++) {
             if (i + ahead < records.size())
                 expect(records[i + ahead]);

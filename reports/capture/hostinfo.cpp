@@ -39,7 +39,7 @@ constexpr SortWord<HostRecord> sort_words[] = {
 // The ranking grows in steps of its own, with a message for each way in which memory can fail.
 constexpr size_t first_room = 32768, more_room = 12288;
 
-bool keep_host(Rows<HostRecord>& rows, size_t& room, const HostRecord& r, int batch)
+bool keep_host(Rows<HostRecord>& rows, size_t& room, const HostRecord& r, size_t batch)
 {
     if (rows.held() == room) {
         room += more_room;
@@ -98,18 +98,13 @@ int hostinfo_list(int argc, char** argv)
     }
     rows.want_until(count < 0 ? INT64_MAX : count);
     Fetch fetch{.code = verb::list, .module = "obshost", .write = nullptr};
-    auto keep_batch = [&](const Answer& answer) {
-        std::span<const HostRecord> hosts;
-        if (!records_in(answer, hosts)) {
-            refuse_reply();
-            return Walk::failed;
-        }
+    auto keep_batch = [&](std::span<const HostRecord> hosts) {
         for (const HostRecord& host : hosts)
-            if (!keep_host(rows, room, host, answer.count))
+            if (!keep_host(rows, room, host, hosts.size()))
                 return Walk::failed;
         return Walk::on;
     };
-    if (fetch_batches(fetch, keep_batch) != 0)
+    if (fetch_records<HostRecord>(fetch, keep_batch) != 0)
         return -1;
     rows.rank();
     for (size_t i = 0; i < rows.held(); i++) // a host that is not shown uses up its row all the same

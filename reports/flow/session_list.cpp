@@ -165,22 +165,10 @@ bool take(const char* argument, Query& query)
            take_filter(argument, query.filter);
 }
 
-// Calls walk(records) for each batch.
-template <class Function> int fetch_sessions(const Fetch& fetch, Function&& walk)
-{
-    return fetch_batches(fetch, [&](const Answer& answer) {
-        std::span<const SessionRecord> records;
-        if (records_in(answer, records))
-            return walk(records);
-        refuse_reply();
-        return Walk::failed;
-    });
-}
-
 int list_as_they_come(const Fetch& fetch, const Query& query)
 {
     int64_t matched = 0;
-    int result = fetch_sessions(fetch, [&](std::span<const SessionRecord> records) {
+    int result = fetch_records<SessionRecord>(fetch, [&](std::span<const SessionRecord> records) {
         // Each batch is looked at up to what is still missing; the later ones are fetched all the same.
         int64_t missing = query.count - matched;
         if (missing < static_cast<int64_t>(records.size()))
@@ -211,7 +199,7 @@ int list_sorted(const Fetch& fetch, const Query& query)
             origin = key;
         return sort.by_delay ? delay_key(key, origin) : key;
     };
-    int result = fetch_sessions(fetch, [&](std::span<const SessionRecord> records) {
+    int result = fetch_records<SessionRecord>(fetch, [&](std::span<const SessionRecord> records) {
         for (const SessionRecord& r : records)
             if (query.filter.passes(r) && !rows.keep(r, key_of(r)))
                 return Walk::end; // no memory: what was collected is listed

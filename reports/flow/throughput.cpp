@@ -151,12 +151,7 @@ int ipobj_listipa(int argc, char** argv)
                 .write = write_rest,
                 .nul = ArgumentText::leave_nul,
                 .dictionary_first = true};
-    return fetch_batches(fetch, [&](const Answer& answer) {
-        std::span<const ThroughputRecord> records;
-        if (!records_in(answer, records)) {
-            refuse_reply();
-            return Walk::failed;
-        }
+    return fetch_records<ThroughputRecord>(fetch, [&](std::span<const ThroughputRecord> records) {
         return print_batch(records, query) ? Walk::on : Walk::failed;
     });
 }
