@@ -11,7 +11,6 @@ cannot_run() {
     cat <<'END'
 LabLive.WhatCannotBeWatchedIsRefusedWithAReason no interface can be opened: qemu hands on no question about time stamps
 LabLive.ANamespaceShowsWhoTalksInIt the same
-Signals.AStopAtAnyMomentEndsTheRun qemu itself has something to say of a stop before the program looks out for it
 Signals.WhatIsIgnoredAtTheStartStaysIgnored qemu interrupts a call also for a signal that is ignored
 END
 }

@@ -1,6 +1,7 @@
 // ipobj: sessions as lines, folded sessions, throughput.
 #include "tests/support/program.h"
 
+#include <algorithm>
 #include <ctime>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -170,6 +171,18 @@ TEST(Sessions, LinesAndBatches)
         ipobj({"listbussflow", "sort=app"}, {oversized}, "INV_REPLY\n", 255),
     };
     run_cases(cases);
+}
+
+// Unsorted ones are counted up to a bound of their own.
+TEST(Sessions, AreLookedAtUpToABound)
+{
+    constexpr int32_t bound = 262144, whole = 4597; // as many as the segment holds behind the dictionary
+    std::vector<Exchange> batches;
+    for (int32_t left = bound + 1; left > 0; left -= whole) {
+        batches.push_back(sessions("obsbussflow", "", std::string(228 * static_cast<size_t>(std::min(left, whole)), '\0'), left > bound));
+        batches.back().reply.last = left <= whole;
+    }
+    run_case(ipobj({"listbussflow", "page=0"}, batches, "total 262144\n"));
 }
 
 // What each choice of arguments prints of the five sessions.

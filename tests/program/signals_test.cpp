@@ -4,19 +4,15 @@
 #include "tests/support/program.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
-#include <random>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 // A listing that prints while it walks: one session a batch, the opening before the first request.
 const std::string session_record = Bytes(24).ip(0, 10, 0, 0, 1).ip(4, 10, 0, 0, 2).be16(8, 1).be16(10, 2).str();
@@ -38,70 +34,6 @@ struct Scene {
     }
 };
 
-struct Stoppable {
-    std::vector<std::string> arguments;
-    std::vector<Exchange> exchanges;
-};
-
-// Stops the run at random moments of the time that it takes undisturbed; returns how often it was in time.
-int stop_at_random(const Stoppable& one, std::mt19937& random)
-{
-    auto microseconds_since = [](Clock::time_point begin) {
-        return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin).count();
-    };
-    std::string whole;
-    int64_t undisturbed = 0;
-    {
-        Scene scene(Daemon::management, one.exchanges);
-        scene.root.install_dictionary("full");
-        auto begin = Clock::now();
-        const RunResult run = Program(one.arguments, scene.environment()).wait();
-        undisturbed = microseconds_since(begin);
-        EXPECT_EQ(0, run.status);
-        whole = run.output;
-    }
-    int stopped = 0;
-    for (int i = 0; i < 60; i++) {
-        SCOPED_TRACE(i);
-        Scene scene(Daemon::management, one.exchanges);
-        scene.root.install_dictionary("full");
-        auto begin = Clock::now();
-        Program program(one.arguments, scene.environment());
-        usleep(static_cast<unsigned>(random() % static_cast<unsigned>(undisturbed)));
-        int signal = stop_signals[static_cast<size_t>(i) % std::size(stop_signals)];
-        kill(program.pid(), signal);
-        const RunResult& run = program.wait(20);
-        scene.daemon.abandon();
-        stopped += run.status == 1;
-        if (run.status == 0) // the first run may have met a busy machine
-            undisturbed = std::min(undisturbed, microseconds_since(begin));
-        EXPECT_TRUE(run.status == 1 || (run.status == 0 && run.output == whole) ||
-                    (run.status == -signal && run.output.empty())) // before the handlers are there
-            << run.status << " " << run.output;
-        EXPECT_EQ(run.output, whole.substr(0, run.output.size()));
-        EXPECT_EQ("", run.errors);
-        EXPECT_EQ(0, segments_of(run.pid));
-    }
-    return stopped;
-}
-
-TEST(Signals, AStopAtAnyMomentEndsTheRun)
-{
-    Stoppable walk{.arguments = walking, .exchanges = {}};
-    // Also inside the loader; no session has the port, as a printed one would tell its age.
-    Stoppable load{.arguments = {"ipobj", "listbussflow", "dport=9"}, .exchanges = {}};
-    for (int i = 0; i < 4; i++) {
-        Reply reply{.answer = session_record, .count = 1, .last = i == 3, .delay_ms = 1};
-        walk.exchanges.push_back({batch_request, reply});
-        Request sessions{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = i == 0};
-        reply.answer = std::string(228, '\0');
-        load.exchanges.push_back({sessions, reply});
-    }
-    std::mt19937 random(20240229);
-    EXPECT_LT(5, stop_at_random(walk, random));
-    EXPECT_LT(5, stop_at_random(load, random));
-}
-
 TEST(Signals, WhatWasPrintedIsOut)
 {
     Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1, .last = false}},
@@ -114,7 +46,8 @@ TEST(Signals, WhatWasPrintedIsOut)
     EXPECT_EQ(0, segments_of(program.pid()));
 }
 
-// The daemon answers no second time before the run has ended; what the first brought is written.
+// The daemon answers no second time before the run has ended; what the first brought is written. Without a signal the
+// run has a second's time.
 void expect_end_without_a_reply(int signal, int status)
 {
     SCOPED_TRACE(signal);
@@ -126,7 +59,9 @@ void expect_end_without_a_reply(int signal, int status)
                                                                kill(run, signal);
                                                                end.wait();
                                                            }}}});
-    Program program({"mempcap", "dump"}, scene.environment());
+    Environment environment = scene.environment();
+    environment["VIGIL_TIMEOUT"] = signal == 0 ? "1" : "3600";
+    Program program({"mempcap", "dump"}, environment);
     int got = program.wait(20).status;
     ended.set_value();
     scene.daemon.finish();
@@ -140,6 +75,7 @@ TEST(Signals, TheDaemonIsNotWaitedFor)
     for (int signal : stop_signals)
         expect_end_without_a_reply(signal, 1);
     expect_end_without_a_reply(SIGKILL, -SIGKILL);
+    expect_end_without_a_reply(0, 1);
 }
 
 // The pipe is full and nobody reads on.
@@ -182,6 +118,15 @@ TEST(Signals, AnInterruptedWriteRepeatsNothing)
     EXPECT_EQ(1, program.wait(20).status);
     EXPECT_LE(static_cast<size_t>(room), output.size());
     EXPECT_TRUE(answer.starts_with(output)) << output.size();
+}
+
+// The answer that is being decoded is read to its end.
+TEST(Signals, AStoppedAnswerIsADocument)
+{
+    const std::string answer(20'000, 'x');
+    run_case(failing("stop 120000", command("@json gadget list", Daemon::analysis,
+                                            {{{.code = 2055, .module = "gadget", .data = trailing("")}, {.answer = answer}}},
+                                            "{\"text\":\"" + answer + "\",\"error\":{\"text\":\"stopped\",\"status\":1}}\n", 1)));
 }
 
 // A fault sent from outside does not repeat: the session is gone, the run fails over its closed socket or
