@@ -1,5 +1,5 @@
 // From the command line to the daemon: listing forms, tables, sizes, fallback verbs, unknown words.
-#include "tests/support/listing.h"
+#include "tests/support/program.h"
 
 #include <ctime>
 #include <gtest/gtest.h>
@@ -37,6 +37,9 @@ TEST(Dispatch, ListsAndRefuses)
         command("chart stat", Daemon::chart, {}, "invalid commands: chart stat\n", 1),
         command("keytbl stat", A, {}, "invalid commands: keytbl stat\n", 1),
         empty_words,
+        // reports whose records nobody has described send nothing
+        command("tundata list", A, {}, "NOT_SUPPORTED\n", 255),
+        command("obslog list", M, {}, "NOT_SUPPORTED\n", 255),
     };
     run_cases(cases);
 }
@@ -69,79 +72,7 @@ TEST(Dispatch, BootTime)
     run_cases(cases);
 }
 
-// Rows without a handler: each verb with the KiB of its segment. The daemon gets the row's code, generic ones
-// with the row's module name.
 // clang-format off
-const struct {
-    const char* module;
-    Daemon daemon;
-    const char* verbs;
-} plain_rows[] = {
-    {"module",       A, "list:64:387 stat:64:388"}, // raw codes
-    {"table",        A, "loadfile:64:249"},
-    {"keytbl",       A, "list:4:282"},
-    {"assetsgroup2", A, "add:64 list:2048 set:64 stat:64 remove:256"},
-    {"assetsobj2",   A, "add:64 set:64 stat:64 remove:256"},
-    {"obssegdelay",  A, "set:1024"},
-    {"obsreasslog",  M, "stat:64"},
-    {"obsreasspkt",  M, "stat:64"},
-    {"assetsgroup",  M, "add:64 list:2048 set:64 stat:64 remove:256"},
-    {"assetsobj",    M, "add:64 set:64 get:64 stat:64 remove:256 load:2048"},
-    {"obsiptable",   M, "loadfile:64"},
-    {"obstable",     M, "add:64 list:2048 set:64 stat:64 remove:256 get:2048"},
-    {"obsdnsgrp",    M, "add:64 list:2048 set:64 stat:64 remove:256 get:2048 loadfile:2048 load:2048"},
-    {"mysqlrd",      M, "config:64"},
-    // The fallback: any module, the analysis daemon, sizes of its own; also where a table holds the module without the verb.
-    {"gadget",       A, "stat:16 config:16 list:2048 get:64 add:16 set:16 remove:16 load:16 debug:128"},
-    {"ipobj",        A, "stat:16"},
-    {"obslog",       A, "config:16"},
-    {"worker",       A, "debug:128"},
-    {"",             A, "stat:16"},
-    {"sysboot",      A, "list:2048"},
-};
-// clang-format on
-
-TEST(Dispatch, SendsThePlainRows)
-{
-    for (const auto& row : plain_rows) {
-        for (const std::string& word : words_of(row.verbs)) {
-            const std::string verb = word.substr(0, word.find(':'));
-            uint32_t kib = 0, raw = 0;
-            sscanf(word.c_str() + verb.size(), ":%u:%u", &kib, &raw);
-            Request request{.code = raw != 0 ? raw : code_of(verb),
-                            .module = raw != 0 ? "" : row.module,
-                            .data = trailing("a=1 b=2 "),
-                            .segment_size = kib * 1024};
-            Case answered = command("", row.daemon, {{request, {.answer = "%s\nanswer"}}}, "%s\nanswer");
-            answered.name = std::string(row.module) + " " + verb;
-            answered.arguments = {row.module, verb, "a=1", "b=2"};
-            Case refused = answered, bare = answered;
-            refused.exchanges[0].reply = {.error = -7, .error_text = "NO %d"};
-            refused.output = "NO %d\n";
-            refused.status = answered.name == "keytbl list" ? 0 : 255;
-            bare.arguments.resize(2);
-            bare.exchanges[0].request.data = {"", 1}; // a lone NUL
-            bare.exchanges[0].reply = {.answer = "not shown", .length = 0};
-            bare.output = "";
-            run_cases(std::vector{answered, refused, bare});
-        }
-    }
-}
-
-// clang-format off
-// Reports whose records nobody has described send nothing. Only these rows may.
-TEST(Dispatch, SaysWhatIsNotSupported)
-{
-    for (const char* row : {"tundata list", "certdata list", "condtunnel list"})
-        run_case(command(row, A, {}, "NOT_SUPPORTED\n", 255));
-    for (const char* row :
-         {"obsreasslog list", "obsreasspkt list", "obslog tcpstat", "obslog appstat", "obslog dnsstat", "obslog httpstat",
-          "obslog httpsstat", "obslog dummydns", "obslog dummyhttp", "obslog list", "assetsobj showgroup", "assetsobj ipsort",
-          "assetsobj listflow", "assetsflow get", "emaillog list", "ftplog list", "telnetlog list", "dnstuncheck list",
-          "dnstuncheck iplist", "mysqlrd listflow", "netev_session list"})
-        run_case(command(row, M, {}, "NOT_SUPPORTED\n", 255));
-}
-
 TEST(Dispatch, SaysWhichDaemonIsNotThere)
 {
     const std::string analysis = "can't connect to {root}/var/tmp/obslog.d",
