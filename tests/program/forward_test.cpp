@@ -1,5 +1,5 @@
 // Every verb that only asks, one row a line: what it sends, how it prints the answer, what it returns.
-#include "tests/support/listing.h"
+#include "tests/support/program.h"
 
 #include <gtest/gtest.h>
 
@@ -92,6 +92,15 @@ const Member rows[] = {
     {"obslog",        "config",        A, trailing_counted,   text_if_any, zero,      16},
 };
 // clang-format on
+
+// The code of a generic verb.
+uint32_t code_of(const std::string& verb)
+{
+    static const std::map<std::string, uint32_t> codes = {
+        {"disable", 2049}, {"stat", 2050},   {"add", 2051},  {"addip", 2051}, {"remove", 2052},   {"clear", 2052},  {"set", 2053},
+        {"get", 2054},     {"getcmp", 2054}, {"list", 2055}, {"load", 2056},  {"loadfile", 2056}, {"config", 2057}, {"debug", 2064}};
+    return codes.at(verb);
+}
 
 Data sent_text(const Member& m, const std::vector<std::string>& arguments)
 {

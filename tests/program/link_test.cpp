@@ -30,11 +30,11 @@ Case stat(const Reply& reply, const std::string& output, int status = 0)
 TEST(Link, Transport)
 {
     const Case cases[] = {
-        stat({.close_without_reply = true}, "r_Success_0\n", 255),
+        stat({.cut_at = 0}, "r_Success_0\n", 255),
         stat({.cut_at = 207}, "r_Success_0\n", 255),
-        stat({.answer = "late", .delay_ms = 1500}, "late"), // one missed wait is none too many
+        stat({.answer = "late", .before = [](pid_t) { usleep(1'500'000); }}, "late"), // one missed wait is none too many
         failing("shmctl", stat({.answer = "text"}, "text")), // the segment goes at the end
-        command("keytbl list", A, {{{.code = 282, .data = trailing("")}, {.close_without_reply = true}}}, "r_Success_0\n"),
+        command("keytbl list", A, {{{.code = 282, .data = trailing("")}, {.cut_at = 0}}}, "r_Success_0\n"),
     };
     run_cases(cases);
 }
@@ -305,7 +305,7 @@ TEST_F(Session, AFailedFetchSaysSo)
 {
     std::string path = socket();
     ScriptedDaemon daemon(path, {{{.code = 511, .wants_dictionary = true, .address = 0}, {.error = 9, .error_text = "LOCKED"}},
-                                 {{.code = 511, .wants_dictionary = true, .address = 0}, {.close_without_reply = true}}});
+                                 {{.code = 511, .wants_dictionary = true, .address = 0}, {.cut_at = 0}}});
     ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
     EXPECT_EQ("rpc_syncdesc: LOCKED(9)\n", captured_output([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
     EXPECT_EQ("rpc_syncdesc: r_Success_0(5)\n", captured_output([&] { EXPECT_EQ(nullptr, application_entry_name(2)); }));

@@ -37,7 +37,7 @@ struct Scene {
 TEST(Signals, WhatWasPrintedIsOut)
 {
     Scene scene(Daemon::management, {{batch_request, {.answer = session_record, .count = 1, .last = false}},
-                                     {batch_request, {.close_without_reply = true, .before = [](pid_t run) { kill(run, SIGTERM); }}}});
+                                     {batch_request, {.cut_at = 0, .before = [](pid_t run) { kill(run, SIGTERM); }}}});
     Program program(walking, scene.environment());
     EXPECT_EQ(1, program.wait().status);
     scene.daemon.finish(); // it has let go of the segment too

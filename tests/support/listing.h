@@ -2,34 +2,15 @@
 // Short forms for the commands of one daemon.
 #include "tests/support/program.h"
 
-#include <iterator>
-#include <sstream>
-
-inline std::vector<std::string> words_of(const std::string& line)
+// The command asks the management daemon the same for each of its replies.
+inline Case listing(const std::string& line, Request request, const std::vector<Reply>& replies, const std::string& output, int status = 0)
 {
-    std::istringstream in(line);
-    return {std::istream_iterator<std::string>(in), {}};
-}
-
-// The code of a generic verb.
-inline uint32_t code_of(const std::string& verb)
-{
-    static const std::map<std::string, uint32_t> codes = {
-        {"disable", 2049}, {"stat", 2050},   {"add", 2051},  {"addip", 2051}, {"remove", 2052},   {"clear", 2052},  {"set", 2053},
-        {"get", 2054},     {"getcmp", 2054}, {"list", 2055}, {"load", 2056},  {"loadfile", 2056}, {"config", 2057}, {"debug", 2064}};
-    return codes.at(verb);
-}
-
-// `command`, its words divided by blanks, asks the management daemon the same for each of its replies.
-inline Case listing(const std::string& command, Request request, const std::vector<Reply>& replies, const std::string& output,
-                    int status = 0)
-{
-    Case one{.name = command, .arguments = words_of(command), .daemon = Daemon::management, .output = output, .status = status};
+    std::vector<Exchange> exchanges;
     for (const Reply& reply : replies) {
-        one.exchanges.push_back({request, reply});
+        exchanges.push_back({request, reply});
         request.cursor = reply.cursor;
     }
-    return one;
+    return command(line, Daemon::management, exchanges, output, status);
 }
 
 // Every argument of `command` with a blank before it, as most of them are sent.

@@ -11,8 +11,8 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sstream>
+#include <sys/shm.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -25,13 +25,6 @@ std::string with_root(std::string text, const std::string& root)
         text.replace(at, 6, root);
     return text;
 }
-
-struct FileActions {
-    posix_spawn_file_actions_t actions;
-    FileActions() { posix_spawn_file_actions_init(&actions); }
-    ~FileActions() { posix_spawn_file_actions_destroy(&actions); }
-    FileActions(const FileActions&) = delete;
-};
 
 std::vector<char*> pointers(std::vector<std::string>& texts)
 {
@@ -106,17 +99,18 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
         settings.push_back(name + "=" + value);
 
     int out[2], errors[2];
-    FileActions to;
+    posix_spawn_file_actions_t to;
+    posix_spawn_file_actions_init(&to);
     if (pipe2(errors, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0)
         throw std::runtime_error("pipe2");
-    posix_spawn_file_actions_addopen(&to.actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&to, 0, "/dev/null", O_RDONLY, 0);
     if (output_to.empty() || output_to == "|")
-        posix_spawn_file_actions_adddup2(&to.actions, out[1], 1);
+        posix_spawn_file_actions_adddup2(&to, out[1], 1);
     else if (output_to == "-")
-        posix_spawn_file_actions_addclose(&to.actions, 1);
+        posix_spawn_file_actions_addclose(&to, 1);
     else
-        posix_spawn_file_actions_addopen(&to.actions, 1, output_to.c_str(), O_WRONLY | O_CREAT, 0600);
-    posix_spawn_file_actions_adddup2(&to.actions, errors[1], 2);
+        posix_spawn_file_actions_addopen(&to, 1, output_to.c_str(), O_WRONLY | O_CREAT, 0600);
+    posix_spawn_file_actions_adddup2(&to, errors[1], 2);
 
     if (!output_to.empty()) { // nothing is captured
         close(out[0]);
@@ -126,11 +120,12 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
     start_clean(attributes, ignored);
     for (int signal : ignored)
         ::signal(signal, SIG_IGN);
-    int failure = posix_spawn(&run_.pid, json ? VIGIL_BINARY "-json" : VIGIL_BINARY, &to.actions, &attributes, pointers(words).data(),
+    int failure = posix_spawn(&run_.pid, json ? VIGIL_BINARY "-json" : VIGIL_BINARY, &to, &attributes, pointers(words).data(),
                               pointers(settings).data());
     for (int signal : ignored)
         ::signal(signal, SIG_DFL);
     posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&to);
     close(errors[1]);
     close(out[1]);
     output_fd_ = out[0];
@@ -221,18 +216,13 @@ static const time_t begun = time(nullptr);
 
 int segments_of(pid_t creator)
 {
-    std::ifstream table("/proc/sysvipc/shm");
-    std::string line;
-    std::getline(table, line); // headings
+    shm_info all;
+    shmid_ds one;
+    const int last = shmctl(0, SHM_INFO, reinterpret_cast<shmid_ds*>(&all));
+    EXPECT_LE(0, last);
     int found = 0;
-    while (std::getline(table, line)) {
-        std::istringstream row(line);
-        long key, id, mode, size, owner, other, created;
-        row >> key >> id >> mode >> size >> owner;
-        for (int i = 0; i < 8; i++) // users and the times of the last calls
-            row >> other;
-        found += row >> created && owner == creator && created >= begun;
-    }
+    for (int i = 0; i <= last; i++)
+        found += shmctl(i, SHM_STAT, &one) >= 0 && one.shm_cpid == creator && one.shm_ctime >= begun;
     return found;
 }
 
@@ -242,15 +232,16 @@ std::string read_file(const std::string& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges, const std::string& output, int status)
+std::vector<std::string> words_of(const std::string& line)
 {
     std::istringstream words(line);
-    return {.name = line,
-            .arguments = {std::istream_iterator<std::string>(words), {}},
-            .daemon = daemon,
-            .exchanges = std::move(exchanges),
-            .output = output,
-            .status = status};
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges, const std::string& output, int status)
+{
+    return {
+        .name = line, .arguments = words_of(line), .daemon = daemon, .exchanges = std::move(exchanges), .output = output, .status = status};
 }
 
 void run_case(const Case& one)

@@ -18,6 +18,7 @@
 #include <string>
 #include <sys/resource.h>
 #include <sys/types.h>
+#include <thread>
 #include <vector>
 
 enum class Daemon { analysis, management, chart, none };
@@ -44,9 +45,8 @@ struct Request {
     Data data = {};          // default: length 0
     bool wants_dictionary = false;
     int32_t cursor = 0;
-    uint32_t segment_size = 0;                                 // bytes; 0: any
-    std::optional<uint64_t> address = {};                      // of the data; default: where the client has its segment
-    std::function<void(const std::string& record)> check = {}; // may use EXPECT_...: runs in the test's thread
+    uint32_t segment_size = 0;            // bytes; 0: any
+    std::optional<uint64_t> address = {}; // of the data; default: where the client has its segment
 };
 
 struct Reply {
@@ -59,10 +59,7 @@ struct Reply {
     std::string error_text = {};
     bool last = true;
     int32_t cursor = 0;
-    int delay_ms = 0;                 // before the reply goes out
-    bool close_without_reply = false; // also with cut_at = 0
-    size_t cut_at = 208;              // sends only so many bytes of the record, then closes
-    bool without_arrays = false;      // leaves out the user arrays although they are asked for
+    size_t cut_at = 208; // sends only so many bytes of the record, then closes
     // Last changes: the reply record (208 bytes) and the whole segment, after the answer was copied.
     std::function<void(Bytes& record, std::span<char> segment)> edit = {};
     // When the request has arrived, before anything is answered.
@@ -99,6 +96,8 @@ struct Case {
     std::function<void(const std::string& root)> after = {}; // looks at files the run has written
 };
 
+std::vector<std::string> words_of(const std::string& line);
+
 // The short form of a case: the command line, split at blanks, is its name too. A first word "@json" runs
 // vigil-json.
 Case command(const std::string& line, Daemon daemon, std::vector<Exchange> exchanges, const std::string& output, int status = 0);
@@ -134,15 +133,24 @@ private:
 class ScriptedDaemon {
 public:
     ScriptedDaemon(const std::string& socket, std::vector<Exchange> exchanges);
-    ~ScriptedDaemon();
+    ~ScriptedDaemon() { finish(); }
     ScriptedDaemon(const ScriptedDaemon&) = delete;
-    void finish();  // ends the thread and reports what differed; the destructor does the same
-    void abandon(); // ends the thread without a report: for runs that are killed
-    pid_t client() const;
+    void finish(); // ends the thread and reports what differed; the destructor does the same
 
 private:
-    struct Script;
-    Script* script_;
+    struct Segment;
+    void run();
+    void serve(int connection);
+    template <class A, class B> void compare(const char* what, const A& expected, const B& actual);
+    void compare_request(const Request& expected, const char* record, const Segment& segment);
+    std::string reply_to(const std::string& record, const Reply& reply, std::span<char> segment);
+
+    std::vector<Exchange> exchanges_;
+    int listener_ = -1;
+    // Touched by the thread only, until it is joined.
+    size_t arrived_ = 0;
+    std::vector<std::string> failures_;
+    std::thread thread_;
 };
 
 std::string socket_of(Daemon daemon); // "/var/tmp/obslog.d" ...
@@ -182,5 +190,4 @@ void limit_files(rlim_t bytes = RLIM_INFINITY);
 bool wait_until(const std::function<bool()>& is_so);
 
 int segments_of(pid_t creator);                 // SysV segments that this process has created and that exist
-std::string user_arrays();                      // what a daemon puts in front of an answer for tests/support/dict
 std::string read_file(const std::string& path); // empty when it is missing
