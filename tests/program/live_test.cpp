@@ -205,9 +205,9 @@ TEST(LabLive, ANamespaceShowsWhoTalksInIt)
                  if (enter_namespace())
                      start_talking();
              }});
-    std::string sessions = ask_until(lab, "ipobj listbussflow lang=en limit=5", " OK ");
+    std::string sessions = ask_until(lab, "ipobj listbussflow lang=en limit=5", " GET talk.example second/2 first/1 ");
     EXPECT_NE(sessions.find("-127.0.0.1:8080 "), std::string::npos) << sessions;
-    EXPECT_NE(sessions.find(" GET talk.example second/2 first/1 "), std::string::npos) << sessions;
+    EXPECT_NE(sessions.find(" OK "), std::string::npos) << sessions;
     ask_until(lab, "ipobj listipa", "127.0.0.1 "); // bytes are moving
     ask_until(lab, "hostinfo list", " 8080 served=");
     ask_until(lab, "assetsobj list", "\"value\":\"127.0.0.1\"");
