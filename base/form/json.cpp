@@ -5,6 +5,7 @@
 // put as the brackets ask for it. The bracket that would end the outermost value waits for finish(), since
 // notes and the error are its last members.
 #include "base/form.h"
+#include "base/form/json_messages.h"
 #include "base/form/json_object.h"
 #include "base/form/json_text.h"
 #include "base/output.h"
@@ -146,92 +147,7 @@ void print_element(std::string_view text)
     print_text("\"");
 }
 
-// ---- Messages, kept for the end
-
-struct Message {
-    Message* next;
-    size_t size;
-    bool refusal;
-    char text[]; // decoded, not escaped
-};
-Message* volatile first_message = nullptr;
-Message** last_link = const_cast<Message**>(&first_message);
-const Message* volatile last_refusal = nullptr;
-bool refusal_lost = false; // there was no memory to keep it
-
-void keep_message(std::string_view text, bool refusal)
-{
-    auto* kept = static_cast<Message*>(malloc(sizeof(Message) + text.size()));
-    if (kept == nullptr) {
-        refusal_lost = refusal_lost || refusal; // the run fails all the same, with its own status
-        if (!refusal)
-            output_detail::lose_output();
-        return;
-    }
-    kept->next = nullptr;
-    kept->size = text.size();
-    kept->refusal = refusal;
-    memcpy(kept->text, text.data(), text.size());
-    *last_link = kept;
-    last_link = &kept->next;
-    if (refusal)
-        last_refusal = kept;
-}
-
 // ---- The end
-
-// Where the end of a document is put together: standard output, or memory for a signal handler.
-struct Sink {
-    char* at;
-    char* end;
-    bool full = false;
-
-    void put(std::string_view text)
-    {
-        full |= text.size() > static_cast<size_t>(end - at);
-        if (full)
-            return;
-        memcpy(at, text.data(), text.size());
-        at += text.size();
-    }
-    void put_string(std::string_view text)
-    {
-        put("\"");
-        full |= text_growth * text.size() > static_cast<size_t>(end - at);
-        if (!full)
-            at = put_decoded(at, text, Source::unknown, Escapes::json);
-        put("\"");
-    }
-};
-
-void put_notes(Sink& sink, const Message* error)
-{
-    bool first = true;
-    for (const Message* message = first_message; message != nullptr; message = message->next) {
-        if (message == error)
-            continue;
-        sink.put(first ? R"("notes":[)" : ",");
-        sink.put_string({message->text, message->size});
-        first = false;
-    }
-    sink.put(first ? "" : "]");
-}
-
-bool has_notes(const Message* error)
-{
-    return first_message != nullptr && (first_message != error || first_message->next != nullptr);
-}
-
-void put_error(Sink& sink, std::string_view text, int status)
-{
-    sink.put(R"("error":{"text":)");
-    sink.put_string(text);
-    char digits[sizeof "255"];
-    char* end = put_row(digits, FORMAT("{}"), status & 255);
-    sink.put(R"(,"status":)");
-    sink.put({digits, static_cast<size_t>(end - digits)});
-    sink.put("}");
-}
 
 // Closes what is open, with the messages as the last members of the outermost object or as an object that is
 // the last element of the outermost array. `error` is among the messages when one of them is the reason.
@@ -258,14 +174,6 @@ void put_end(Sink& sink, const Message* error, bool failed, std::string_view rea
         sink.put(outermost.array ? "}" : "");
     }
     sink.put(outermost.array ? "]\n" : "}\n");
-}
-
-size_t room_of_end()
-{
-    size_t room = depth + 256;
-    for (const Message* message = first_message; message != nullptr; message = message->next)
-        room += text_growth * message->size + sizeof R"("",)";
-    return room;
 }
 
 } // namespace
@@ -482,15 +390,13 @@ void finish(int status)
 {
     const Held state;
     all_is_whole();
-    const Message* error = last_refusal;
+    const Message* error = last_refusal();
     const bool lost = output_lost(); // for want of memory: otherwise nobody reads this
-    const bool failed = error != nullptr || refusal_lost || lost || status == -1;
-    std::string_view reason = lost ? "NO_MEM" : "";
-    if (error != nullptr)
-        reason = {error->text, error->size};
+    const bool failed = error != nullptr || refusal_lost() || lost || status == -1;
+    const std::string_view reason = error != nullptr ? error->view() : lost ? "NO_MEM" : "";
     if (lost)
         status = -1; // as the run ends
-    const size_t room = room_of_end();
+    const size_t room = depth + 256 + room_of_messages();
     if (char* row = output_detail::room_for(room)) {
         Sink sink{row, row + room};
         put_end(sink, error, failed, reason, status, true);
