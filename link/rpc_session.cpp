@@ -6,6 +6,7 @@
 #include "link/argument_text.h"
 #include "link/control_socket.h"
 #include "link/dictionary.h"
+#include "link/orphans.h"
 #include "link/places.h"
 
 #include <algorithm>
@@ -61,8 +62,8 @@ void release_segment()
 // last process that is attached, however that process ends; daemons attach by its id all the same.
 int make_segment(size_t size)
 {
-    // A SIGKILL between creation and mark leaves the segment behind: nothing but the three calls may stand
-    // between them. Through syscall(2) they are one function to bind at start.
+    // A SIGKILL between creation and mark leaves the segment behind, until the next run: nothing but the three
+    // calls may stand between them. Through syscall(2) they are one function to bind at start.
     auto id = static_cast<int>(syscall(SYS_shmget, IPC_PRIVATE, size, IPC_CREAT | 0600));
     if (id < 0) {
         return refuse(FORMAT("rpc_init: shmget fail({})"), text_of(strerror(errno)));
@@ -169,6 +170,7 @@ int rpc_init(const char* path, size_t size)
     }
     if (size < segment_min)
         size = segment_min;
+    remove_orphaned_segments();
     // Whatever ends the run between creating and marking would leave the segment behind.
     sigset_t before = hold_every_signal();
     int made = make_segment(size);

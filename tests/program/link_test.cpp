@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/shm.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -205,6 +207,61 @@ protected:
 
     PrivateRoot root;
 };
+
+int made_by_a_process_that_is_gone(key_t key, size_t size, int mode)
+{
+    int channel[2], id = -1;
+    EXPECT_EQ(0, pipe(channel));
+    const pid_t creator = fork();
+    if (creator == 0) {
+        id = shmget(key, size, IPC_CREAT | mode);
+        _exit(write(channel[1], &id, sizeof id) != sizeof id);
+    }
+    EXPECT_EQ(ssize_t{sizeof id}, read(channel[0], &id, sizeof id));
+    waitpid(creator, nullptr, 0);
+    close(channel[0]);
+    close(channel[1]);
+    return id;
+}
+
+// A segment as SIGKILL leaves it between creation and mark, and such as somebody may still want.
+TEST_F(Session, RemovesTheBlankSegmentsOfRunsThatAreGone)
+{
+    struct {
+        key_t key;
+        int mode;
+        size_t size;
+        char last_byte;
+        bool stays;
+    } const cases[] = {
+        {IPC_PRIVATE, 0600, 65536, 0, false},
+        {IPC_PRIVATE, 0600, 8 << 20, 0, false},
+        {IPC_PRIVATE, 0600, (8 << 20) + 1024, 0, true}, // no run has that much
+        {IPC_PRIVATE, 0600, 65536, 1, true},
+        {IPC_PRIVATE, 0640, 65536, 0, true},
+        {getpid(), 0600, 65536, 0, true},
+    };
+    ScriptedDaemon daemon(socket(), {});
+    auto exists = [](int id) {
+        shmid_ds segment;
+        return shmctl(id, IPC_STAT, &segment) == 0;
+    };
+    const int mine = shmget(IPC_PRIVATE, 4096, IPC_CREAT | 0600); // its creator is there
+    for (const auto& one : cases) {
+        SCOPED_TRACE(&one - cases);
+        const int id = made_by_a_process_that_is_gone(one.key, one.size, one.mode);
+        void* segment = shmat(id, nullptr, 0);
+        static_cast<char*>(segment)[one.size - 1] = one.last_byte;
+        shmdt(segment);
+        EXPECT_TRUE(exists(id));
+        EXPECT_EQ(0, rpc_init(socket().c_str(), 4096));
+        EXPECT_EQ(one.stays, exists(id));
+        shmctl(id, IPC_RMID, nullptr);
+        rpc_close(true);
+    }
+    EXPECT_TRUE(exists(mine));
+    shmctl(mine, IPC_RMID, nullptr);
+}
 
 TEST_F(Session, WithoutASegmentNothingIsSent)
 {
