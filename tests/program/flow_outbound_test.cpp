@@ -52,65 +52,57 @@ const std::string object_6 = R"({"src":"2001:db8::1", "sport":5000,"desc":"NULL"
 const std::string object_7 = R"({"src":"10.0.0.4", "sport":5000,"desc":"NULL","dst":"192.168.1.8", "dport":53,"apid":1, "name":"undname")"
                              R"(, "cname":"undname","upbytes":1, "downbytes":0,"locisp":"Bergen","proto":17,"host":""})";
 
-Case flow_case(const char* module, const char* verb, const char* asked, const std::vector<std::string>& words, std::string output,
-               const std::string& forwarded = "")
+Case flow_case(const std::string& line, const char* asked, const std::string& output, const std::string& forwarded = "")
 {
-    Case one{.arguments = {module, verb}, .daemon = M, .output = std::move(output), .dictionary = "full"};
-    one.name = module;
-    for (const auto& word : words) {
-        one.arguments.push_back(word);
-        one.name += " " + word;
-    }
-    one.exchanges = {{{.code = 2055, .module = asked, .data = trailing(forwarded)}, {.answer = flows, .count = flow_count}}};
+    Case one =
+        command(line, M, {{{.code = 2055, .module = asked, .data = trailing(forwarded)}, {.answer = flows, .count = flow_count}}}, output);
+    one.dictionary = "full";
     one.files = {{"/conf/kestrel.conf", "mac ip=10.0.0.1 d=one\nmac ip=192.168.1.8 d=eight\n"}};
     return one;
 }
 
 TEST(Flows, Listed)
 {
+    Case refused = flow_case("outconnect listflow", "flow2", "{\"data\":[BUSY\n");
+    refused.exchanges[0].reply = {.error = 3, .error_text = "BUSY"};
+    refused.status = 255;
     const Case cases[] = {
-        flow_case("outconnect", "listflow", "flow2", {},
+        flow_case("outconnect listflow", "flow2",
                   R"({"data":[)" + object_1 + "," + object_2 + "," + object_3 + "," + object_6 + "," + object_7 + R"(], "total":5})"),
-        flow_case("outconnect", "listflow", "flow2", {"page=2", "x=1", "limit=2", "sort=byte", "dnssum=1"},
+        flow_case("outconnect listflow page=2 x=1 limit=2 sort=byte dnssum=1", "flow2",
                   R"({"data":[)" + object_3 + "," + object_6 + R"(], "total":5})", "x=1 dnssum=1 "),
-        flow_case("outconnect", "listflow", "flow2", {"ischina=1"}, R"({"data":[)" + object_2 + R"(], "total":1})"),
-        flow_case("dnsflow", "listflow", "flow", {"limit=1"}, R"({"data":[)" + object_1 + R"(], "total":4})"),
-        {.name = "the daemon refuses",
-         .arguments = {"outconnect", "listflow"},
-         .daemon = M,
-         .exchanges = {{{.code = 2055, .module = "flow2", .data = trailing("")}, {.error = 3, .error_text = "BUSY"}}},
-         .output = "{\"data\":[BUSY\n",
-         .status = 255,
-         .files = {{"/conf/kestrel.conf", ""}}},
+        flow_case("outconnect listflow ischina=1", "flow2", R"({"data":[)" + object_2 + R"(], "total":1})"),
+        flow_case("dnsflow listflow limit=1", "flow", R"({"data":[)" + object_1 + R"(], "total":4})"),
+        refused,
     };
     run_cases(cases);
 }
 
 TEST(Flows, FoldedOutbound)
 {
-    auto fold = [](const std::vector<std::string>& words, std::string output) {
-        return flow_case("outconnect", "caluflow", "flow", words, std::move(output));
+    auto fold = [](const std::string& words, const std::string& output) {
+        return flow_case("outconnect caluflow " + words, "flow", output);
     };
     const std::string eight = R"({"ip":"192.168.1.8","flow":3,"upbytes":500,"downbytes":51)"
                               R"(,"locisp":"Bergen","desc":"eight"})";
     const Case cases[] = {
-        fold({}, "192.168.1.8 3 500 51 eight\n192.168.1.9 1 0 20 NULL\n"),
-        fold({"json=1", "limit=1"}, R"({"data":[)" + eight + R"(], "total":2})"),
-        fold({"json=1", "issrc=1", "sort=bytes", "limit=2", "page=2"},
+        fold("", "192.168.1.8 3 500 51 eight\n192.168.1.9 1 0 20 NULL\n"),
+        fold("json=1 limit=1", R"({"data":[)" + eight + R"(], "total":2})"),
+        fold("json=1 issrc=1 sort=bytes limit=2 page=2",
              R"({"data":[{"ip":"10.0.0.2","flow":1,"upbytes":20,"downbytes":0,"locisp":"","desc":"NULL"})"
              R"(,{"ip":"10.0.0.4","flow":1,"upbytes":1,"downbytes":0,"locisp":"","desc":"NULL"}], "total":4})"),
-        fold({"json=1", "ischina=1"}, R"({"data":[{"ip":"192.168.1.9","flow":1,"upbytes":0,"downbytes":20)"
-                                      R"(,"locisp":"ChinaAnhui","desc":"NULL"}], "total":1})"),
-        fold({"sumloc=1", "limit=1"}, "Norway 2 50 500\nAnhui 1 20 0\n 1 1 0\n"),
-        fold({"sumloc=1", "json=1"}, R"({"data":[{"loc":"Norway","flow":2,"upbytes":50,"downbytes":500})"
-                                     R"(,{"loc":"Anhui","flow":1,"upbytes":20,"downbytes":0})"
-                                     R"(,{"loc":"","flow":1,"upbytes":1,"downbytes":0}], "total":3})"),
-        fold({"dnssum=1", "json=1", "sumloc=1", "limit=1"}, R"({"total":3, "data":[{"dns":"b.example", "flow":2}]})"),
-        fold({"dnssum=1"}, R"({"total":3, "data":[{"dns":"b.example", "flow":2},{"dns":"a.example", "flow":1})"
-                           R"(,{"dns":"", "flow":1}]})"),
-        fold({"appsum=1"}, R"({"data":[{"apid":1, "name":"undname", "cname":"undname", "flow":3})"
-                           R"(,{"apid":49154, "name":"undname", "cname":"undname", "flow":1}], "total":2})"),
-        fold({"appsum=1", "json=1", "dnssum=1"}, R"({"data":[], "total":0})"),
+        fold("json=1 ischina=1", R"({"data":[{"ip":"192.168.1.9","flow":1,"upbytes":0,"downbytes":20)"
+                                 R"(,"locisp":"ChinaAnhui","desc":"NULL"}], "total":1})"),
+        fold("sumloc=1 limit=1", "Norway 2 50 500\nAnhui 1 20 0\n 1 1 0\n"),
+        fold("sumloc=1 json=1", R"({"data":[{"loc":"Norway","flow":2,"upbytes":50,"downbytes":500})"
+                                R"(,{"loc":"Anhui","flow":1,"upbytes":20,"downbytes":0})"
+                                R"(,{"loc":"","flow":1,"upbytes":1,"downbytes":0}], "total":3})"),
+        fold("dnssum=1 json=1 sumloc=1 limit=1", R"({"total":3, "data":[{"dns":"b.example", "flow":2}]})"),
+        fold("dnssum=1", R"({"total":3, "data":[{"dns":"b.example", "flow":2},{"dns":"a.example", "flow":1})"
+                         R"(,{"dns":"", "flow":1}]})"),
+        fold("appsum=1", R"({"data":[{"apid":1, "name":"undname", "cname":"undname", "flow":3})"
+                         R"(,{"apid":49154, "name":"undname", "cname":"undname", "flow":1}], "total":2})"),
+        fold("appsum=1 json=1 dnssum=1", R"({"data":[], "total":0})"),
     };
     run_cases(cases);
 }
@@ -133,24 +125,24 @@ TEST(Flows, FoldedNames)
                              reserved +
                              R"(Oslo"}], "dst_total":2,"port_data":[{"port":"1","flow":4,"succ":2,"fail":2})"
                              R"(,{"port":"114690","flow":1,"succ":1,"fail":0}]})";
-    auto fold = [](const std::vector<std::string>& words, std::string output, const std::string& forwarded = "") {
-        return flow_case("dnsflow", "caluflow", "flow", words, std::move(output), forwarded);
+    auto fold = [](const std::string& words, const std::string& output, const std::string& forwarded = "") {
+        return flow_case("dnsflow caluflow " + words, "flow", output, forwarded);
     };
     const Case cases[] = {
-        fold({"limit=4", "json=0", "issrc=1"},
+        fold("limit=4 json=0 issrc=1",
              R"({"dnstotal":4, "dns_data":[)" + a + "," + c + "," + b + "," + none + R"(],"loc_data":[)" + places +
                  R"(], "loctotal":3,"src_data":[)" + source_1 + "," + source_3 + rest,
              "issrc=1 "),
-        fold({"sort=bytes", "limit=1"}, R"({"dnstotal":4, "dns_data":[)" + b + R"(],"loc_data":[)" + places +
-                                            R"(], "loctotal":3,"src_data":[)" + source_3 + "," + source_1 + rest),
-        fold({"sort=flow", "limit=1", "page=2"}, R"({"dnstotal":4, "dns_data":[)" + a + R"(],"loc_data":[)" + places +
-                                                     R"(], "loctotal":3,"src_data":[)" + source_1 + "," + source_3 + rest),
-        fold({"ischina=1", "appsum=1"}, R"({"dnstotal":1, "dns_data":[{"dns":"b.example", "flow":1, "succ":0, "fail":1}],"loc_data":[)"
-                                        R"({"loc":"Anhui","flow":1,"succ":0,"fail":1}], "loctotal":1,"src_data":[)"
-                                        R"({"ip":"10.0.0.2","flow":1,"succ":0,"fail":1,"desc":"NULL"}], "src_total":1, "totalflow":1)"
-                                        R"(, "succflow":0,"dst_data":[)"
-                                        R"({"ip":"192.168.1.9","flow":1,"succ":0,"fail":1,"desc":"NULL","locisp":"ChinaAnhui"})"
-                                        R"(], "dst_total":1,"port_data":[{"port":"1","flow":1,"succ":0,"fail":1}]})"),
+        fold("sort=bytes limit=1", R"({"dnstotal":4, "dns_data":[)" + b + R"(],"loc_data":[)" + places + R"(], "loctotal":3,"src_data":[)" +
+                                       source_3 + "," + source_1 + rest),
+        fold("sort=flow limit=1 page=2", R"({"dnstotal":4, "dns_data":[)" + a + R"(],"loc_data":[)" + places +
+                                             R"(], "loctotal":3,"src_data":[)" + source_1 + "," + source_3 + rest),
+        fold("ischina=1 appsum=1", R"({"dnstotal":1, "dns_data":[{"dns":"b.example", "flow":1, "succ":0, "fail":1}],"loc_data":[)"
+                                   R"({"loc":"Anhui","flow":1,"succ":0,"fail":1}], "loctotal":1,"src_data":[)"
+                                   R"({"ip":"10.0.0.2","flow":1,"succ":0,"fail":1,"desc":"NULL"}], "src_total":1, "totalflow":1)"
+                                   R"(, "succflow":0,"dst_data":[)"
+                                   R"({"ip":"192.168.1.9","flow":1,"succ":0,"fail":1,"desc":"NULL","locisp":"ChinaAnhui"})"
+                                   R"(], "dst_total":1,"port_data":[{"port":"1","flow":1,"succ":0,"fail":1}]})"),
     };
     run_cases(cases);
 }

@@ -35,19 +35,12 @@ const std::string resets =
 // clang-format on
 constexpr int reset_count = 6;
 
-Case reset_case(const char* verb, std::vector<std::string> words, std::string output)
+Case reset_case(const std::string& verb, const std::string& words, const std::string& output)
 {
-    Case one{.arguments = {"tcpreset", verb}, .daemon = M, .output = std::move(output), .dictionary = "full"};
-    std::string text;
-    bool by_source = false;
-    for (const auto& word : words) {
-        one.arguments.push_back(word);
-        text += " " + word;
-        by_source = by_source || word == "type=src";
-    }
-    one.name = verb + text;
-    one.exchanges = {{{.code = 2055, .module = "tcpreset", .data = leading(text), .wants_dictionary = by_source},
-                      {.answer = resets, .count = reset_count}}};
+    const std::string text = words.empty() ? "" : " " + words;
+    const Request request{.code = 2055, .module = "tcpreset", .data = leading(text), .wants_dictionary = text.starts_with(" type=src")};
+    Case one = command("tcpreset " + verb + text, M, {{request, {.answer = resets, .count = reset_count}}}, output);
+    one.dictionary = "full";
     return one;
 }
 
@@ -68,23 +61,23 @@ std::string listing(const std::string& entries, int total)
 
 TEST(Resets, Folded)
 {
-    auto ip = [](std::vector<std::string> words, const std::string& entries, int total = 3) {
-        return reset_case("listip", std::move(words), listing(entries, total));
+    auto ip = [](const std::string& words, const std::string& entries, int total = 3) {
+        return reset_case("listip", words, listing(entries, total));
     };
-    auto dns = [](std::vector<std::string> words, const std::string& entries, int total = 3) {
-        return reset_case("listdns", std::move(words), listing(entries, total));
+    auto dns = [](const std::string& words, const std::string& entries, int total = 3) {
+        return reset_case("listdns", words, listing(entries, total));
     };
     const Case cases[] = {
-        ip({}, address_1 + "," + address_6 + "," + address_3),
-        ip({"sort=flowcnt"}, address_1 + "," + address_6 + "," + address_3),
-        ip({"sort=flowcnt", "order=desc"}, address_6 + "," + address_3 + "," + address_1),
-        ip({"sort=flowcnt", "order=asc"}, address_1 + "," + address_3 + "," + address_6),
-        ip({"sort=http50x", "order=asc"}, address_1 + "," + address_6 + "," + address_3), // of names only
-        ip({"order=asc", "sort=mintime", "row=2-2"}, address_1),
-        ip({"filter=0.1.0", "row=2-9", "unknown"}, address_3, 2),
-        ip({"row=0-1"}, address_1),
-        ip({"row=3-2"}, ""),
-        ip({"type=src", "type=source"}, // no word of its own: changes nothing
+        ip("", address_1 + "," + address_6 + "," + address_3),
+        ip("sort=flowcnt", address_1 + "," + address_6 + "," + address_3),
+        ip("sort=flowcnt order=desc", address_6 + "," + address_3 + "," + address_1),
+        ip("sort=flowcnt order=asc", address_1 + "," + address_3 + "," + address_6),
+        ip("sort=http50x order=asc", address_1 + "," + address_6 + "," + address_3), // of names only
+        ip("order=asc sort=mintime row=2-2", address_1),
+        ip("filter=0.1.0 row=2-9 unknown", address_3, 2),
+        ip("row=0-1", address_1),
+        ip("row=3-2", ""),
+        ip("type=src type=source", // no word of its own: changes nothing
            R"({"ip":"10.0.0.1","flowcnt":2,"http":1,"https":"0","maxtime":600, "mintime":500)"
            R"(,"app":"other|second"},)" // 10 has taken the slot of 2
            R"({"ip":"10.0.0.2","flowcnt":1,"http":0,"https":"1","maxtime":300, "mintime":300,"app":"TLS|secure web"},)"
@@ -92,11 +85,11 @@ TEST(Resets, Folded)
            R"({"ip":"10.0.0.3","flowcnt":2,"http":1,"https":"1","maxtime":200, "mintime":200)"
            R"(,"app":"other|second,QUIC"|a\b"})",
            4),
-        dns({}, name_a + "," + name_b + "," + name_n),
-        dns({"sort=maxtime", "order=asc"}, name_b + "," + name_n + "," + name_a),
-        dns({"sort=maxtime", "order=desc"}, name_a + "," + name_n + "," + name_b),
-        dns({"sort=http20x", "order=desc", "filter=example"}, name_b + "," + name_a, 2),
-        dns({"sort=http50x", "order=desc", "row=1-1"}, name_n),
+        dns("", name_a + "," + name_b + "," + name_n),
+        dns("sort=maxtime order=asc", name_b + "," + name_n + "," + name_a),
+        dns("sort=maxtime order=desc", name_a + "," + name_n + "," + name_b),
+        dns("sort=http20x order=desc filter=example", name_b + "," + name_a, 2),
+        dns("sort=http50x order=desc row=1-1", name_n),
     };
     run_cases(cases);
 }
@@ -110,36 +103,22 @@ TEST(Resets, LinesAndRefusals)
     const std::string bare = Bytes(64).u32(28, bits(4, 0, 0, false));
     const std::string line_bare = "0 1970-01-01/08:00:00 undname undname 0 0 0 0 0 0 0 0 0 0 NULL\n";
     const Request list{.code = 2055, .module = "tcpreset", .data = leading(" row=x")};
+    const Exchange full{list, // 64 bytes each fill the segment to the last byte
+                        {.count = 32768, .edit = [](Bytes&, std::span<char> segment) { segment[segment.size() - 33] = char(0x80); }}};
+    Case beyond = command("tcpreset list row=x", M, {full}, "", 255); // the last one's IPv6 block
+    beyond.check = [](const RunResult& run) { EXPECT_TRUE(run.output.ends_with("NULL\nINV_REPLY\n")); };
     const Case cases[] = {
-        {.name = "records of both sizes; arguments only go to the daemon",
-         .arguments = {"tcpreset", "list", "row=x"},
-         .daemon = M,
-         .exchanges = {{list, {.answer = resets.substr(0, 64), .count = 1, .last = false}},
-                       {list, {.count = 0, .last = false}},
-                       {list, {.answer = resets.substr(128, 96) + bare, .count = 2}}},
-         .output = line_1 + line_6 + line_bare,
-         .dictionary = "full"},
-        {.name = "an IPv6 block beyond the segment",
-         .arguments = {"tcpreset", "list", "row=x"},
-         .daemon = M,
-         .exchanges = {{list,
-                        {.count = 32768, // 64 bytes each fill the segment to the last byte
-                         .edit = [](Bytes&, std::span<char> segment) { segment[segment.size() - 33] = char(0x80); }}}},
-         .status = 255,
-         .check = [](const RunResult& run) { EXPECT_TRUE(run.output.ends_with("NULL\nINV_REPLY\n")); }},
-        {.name = "more records than the segment holds",
-         .arguments = {"tcpreset", "list", "row=x"},
-         .daemon = M,
-         .exchanges = {{list, {.count = 32769}}},
-         .output = "INV_REPLY\n",
-         .status = 255},
-        {.name = "no range of rows", .arguments = {"tcpreset", "listip", "row=5"}, .daemon = M, .output = "INVALID_ROW\n", .status = 255},
-        {.name = "the daemon refuses",
-         .arguments = {"tcpreset", "listdns"},
-         .daemon = M,
-         .exchanges = {{{.code = 2055, .module = "tcpreset", .data = leading("")}, {.error = 3, .error_text = "BUSY"}}},
-         .output = "BUSY\n",
-         .status = 255},
+        // records of both sizes; arguments only go to the daemon
+        command("tcpreset list row=x", M,
+                {{list, {.answer = resets.substr(0, 64), .count = 1, .last = false}},
+                 {list, {.count = 0, .last = false}},
+                 {list, {.answer = resets.substr(128, 96) + bare, .count = 2}}},
+                line_1 + line_6 + line_bare),
+        beyond,
+        command("tcpreset list row=x", M, {{list, {.count = 32769}}}, "INV_REPLY\n", 255),
+        command("tcpreset listip row=5", M, {}, "INVALID_ROW\n", 255),
+        command("tcpreset listdns", M, {{{.code = 2055, .module = "tcpreset", .data = leading("")}, {.error = 3, .error_text = "BUSY"}}},
+                "BUSY\n", 255),
     };
     run_cases(cases);
 }

@@ -84,15 +84,9 @@ Exchange sessions(const std::string& module, const std::string& text, const std:
             {.answer = records, .count = static_cast<int32_t>(records.size() / 228)}};
 }
 
-Case ipobj(const std::vector<std::string>& words, std::vector<Exchange> exchanges, std::string output = "", int status = 0)
+Case ipobj(const std::string& line, std::vector<Exchange> exchanges, const std::string& output = "", int status = 0)
 {
-    Case one{.arguments = {"ipobj"}, .daemon = Daemon::management, .exchanges = std::move(exchanges)};
-    for (const auto& word : words) {
-        one.name += word + " ";
-        one.arguments.push_back(word);
-    }
-    one.output = std::move(output);
-    one.status = status;
+    Case one = command("ipobj " + line, Daemon::management, std::move(exchanges), output, status);
     one.dictionary = "full";
     one.files = {{"/conf/kestrel.conf", "mac ip=192.168.1.8 d=eight\n"}};
     return one;
@@ -101,9 +95,9 @@ Case ipobj(const std::vector<std::string>& words, std::vector<Exchange> exchange
 // ---- listbussflow
 
 // Compares all but the age of each session, which must count up to now (every birth is 0).
-Case lines(const std::vector<std::string>& words, std::vector<Exchange> exchanges, const std::string& expected)
+Case lines(const std::string& typed, std::vector<Exchange> exchanges, const std::string& expected)
 {
-    Case one = ipobj(words, std::move(exchanges));
+    Case one = ipobj(typed, std::move(exchanges));
     one.check = [expected](const RunResult& run) {
         std::istringstream in(run.output);
         std::string line, rest;
@@ -154,21 +148,21 @@ TEST(Sessions, LinesAndBatches)
     oversized.reply.count = 4600;
     const auto two_full = sessions("obsbussflow", "", empty_session() + full_session() + full_session());
     const Case cases[] = {
-        lines({"listbussflow"}, {sessions("obsbussflow", "", all)}, full_line + empty_line + unterminated_line + "total 3\n"),
-        lines({"listbussflow", "a=1", "page=2", "lang=de", "limit=2", "lang=en"}, {first, second}, english_4 + english + "total 6\n"),
+        lines("listbussflow", {sessions("obsbussflow", "", all)}, full_line + empty_line + unterminated_line + "total 3\n"),
+        lines("listbussflow a=1 page=2 lang=de limit=2 lang=en", {first, second}, english_4 + english + "total 6\n"),
         // Each batch is looked at up to what is missing, and all are fetched.
-        lines({"listbussflow", "a=1", "lang=de", "count=2"}, {first, second}, full_line + empty_line + "total 2\n"),
+        lines("listbussflow a=1 lang=de count=2", {first, second}, full_line + empty_line + "total 2\n"),
         // Lines without retransmissions go after paging.
-        lines({"listbussflow", "show_rexmit=1", "limit=2"}, {two_full}, full_line + "total 3\n"),
+        lines("listbussflow show_rexmit=1 limit=2", {two_full}, full_line + "total 3\n"),
         // Words for protocols and states, the last port, retransmissions of either side.
-        lines({"listbussflow", "show_rexmit=1"}, {sessions("obsbussflow", "", of_few_words)},
+        lines("listbussflow show_rexmit=1", {sessions("obsbussflow", "", of_few_words)},
               "0 second udp 10.0.0.1:65535-192.168.1.1:65535 0 0 0 0 0 0 0 0 NULL h NULL NULL 0.00 0.00 0.00 0 0 1/0 0/0 SYN NULL 0 0\n"
               "0 second icmp 10.0.0.2:0-192.168.1.2:0 0 0 0 0 0 0 0 0 NULL NULL NULL NULL 0.00 0.00 0.00 0 0 0/0 1/0 NIL NULL 0 0\n"
               "total 3\n"),
-        ipobj({"listbussflow"}, {endless}, "total 0\n"),
-        ipobj({"listflow"}, {endless_flow}, ""),
-        ipobj({"listbussflow", "sort=byte"}, {}, "Invalid sort type byte\n", 255),
-        ipobj({"listbussflow", "sort=app"}, {oversized}, "INV_REPLY\n", 255),
+        ipobj("listbussflow", {endless}, "total 0\n"),
+        ipobj("listflow", {endless_flow}, ""),
+        ipobj("listbussflow sort=byte", {}, "Invalid sort type byte\n", 255),
+        ipobj("listbussflow sort=app", {oversized}, "INV_REPLY\n", 255),
     };
     run_cases(cases);
 }
@@ -182,50 +176,47 @@ TEST(Sessions, AreLookedAtUpToABound)
         batches.push_back(sessions("obsbussflow", "", std::string(228 * static_cast<size_t>(std::min(left, whole)), '\0'), left > bound));
         batches.back().reply.last = left <= whole;
     }
-    run_case(ipobj({"listbussflow", "page=0"}, batches, "total 262144\n"));
+    run_case(ipobj("listbussflow page=0", batches, "total 262144\n"));
 }
 
 // What each choice of arguments prints of the five sessions.
 TEST(Sessions, FiltersAndOrders)
 {
     const struct {
-        std::vector<std::string> arguments;
-        const char* picked;
+        const char *arguments, *picked;
     } picks[] = {
-        {{"sort=app"}, "15 14 13 12 11 total 5"},
-        {{"sort=time"}, "13 11 12 14 15 total 5"},
-        {{"sort=bytes"}, "14 12 13 11 15 total 5"}, // 0xffffffff + 3 is 2 in 32 bits
-        {{"sort=proto"}, "12 11 13 14 15 total 5"},
-        {{"sort=dst"}, "14 13 12 11 15 total 5"},
-        {{"sort=host"}, "13 12 11 14 15 total 5"},
-        {{"sort=clntdelay"}, "12 13 14 15 11 total 5"}, // by signed difference: 0xf8000000 is below 0
-        {{"sort=svrdelay", "limit=1"}, "13 total 5"},   // and 0x90000000 above 0x70000000
-        {{"sort=appdelay", "limit=1"}, "14 total 5"},
-        {{"sort=rexup"}, "12 11 13 14 15 total 5"},
-        {{"sort=rexdn"}, "14 13 11 12 15 total 5"},
-        {{"sort=time", "page=2", "limit=2"}, "12 14 total 5"},
-        {{"sort=time", "page=2147483647", "limit=2147483647"}, "total 5"},
-        {{"page=-1", "limit=2"}, "total 5"},
-        {{"limit=0"}, "total 5"},
-        {{"vpaid=9"}, "13 total 1"},
-        {{"dport=80-81"}, "11 13 total 2"},
-        {{"dport=53"}, "12 total 1"},
-        {{"sport=80", "sort=app"}, "14 total 1"},
-        {{"src=10.0.0.1"}, "11 15 total 2"}, // the IPv6 session's first word is compared too
-        {{"dst=192.168.1.3"}, "13 14 total 2"},
-        {{"src=10.0.0.4", "dst=192.168.1.3"}, "14 total 1"},
-        {{"src=0.0.0.0"}, "total 0"},
-        {{"dst=2001:db8::2"}, "15 total 1"},
-        {{"dst=2001:db8::2", "src=10.0.0.1"}, "total 0"}, // the family of the last one serves both
-        {{"src=nonsense"}, "INV_IPEFLOW 11 12 13 14 15 total 5"},
-        {{"count=4", "dport=81-82"}, "13 14 total 2"},
-        {{"count=-1"}, "total 0"},
+        {"sort=app", "15 14 13 12 11 total 5"},
+        {"sort=time", "13 11 12 14 15 total 5"},
+        {"sort=bytes", "14 12 13 11 15 total 5"}, // 0xffffffff + 3 is 2 in 32 bits
+        {"sort=proto", "12 11 13 14 15 total 5"},
+        {"sort=dst", "14 13 12 11 15 total 5"},
+        {"sort=host", "13 12 11 14 15 total 5"},
+        {"sort=clntdelay", "12 13 14 15 11 total 5"}, // by signed difference: 0xf8000000 is below 0
+        {"sort=svrdelay limit=1", "13 total 5"},      // and 0x90000000 above 0x70000000
+        {"sort=appdelay limit=1", "14 total 5"},
+        {"sort=rexup", "12 11 13 14 15 total 5"},
+        {"sort=rexdn", "14 13 11 12 15 total 5"},
+        {"sort=time page=2 limit=2", "12 14 total 5"},
+        {"sort=time page=2147483647 limit=2147483647", "total 5"},
+        {"page=-1 limit=2", "total 5"},
+        {"limit=0", "total 5"},
+        {"vpaid=9", "13 total 1"},
+        {"dport=80-81", "11 13 total 2"},
+        {"dport=53", "12 total 1"},
+        {"sport=80 sort=app", "14 total 1"},
+        {"src=10.0.0.1", "11 15 total 2"}, // the IPv6 session's first word is compared too
+        {"dst=192.168.1.3", "13 14 total 2"},
+        {"src=10.0.0.4 dst=192.168.1.3", "14 total 1"},
+        {"src=0.0.0.0", "total 0"},
+        {"dst=2001:db8::2", "15 total 1"},
+        {"dst=2001:db8::2 src=10.0.0.1", "total 0"}, // the family of the last one serves both
+        {"src=nonsense", "INV_IPEFLOW 11 12 13 14 15 total 5"},
+        {"count=4 dport=81-82", "13 14 total 2"},
+        {"count=-1", "total 0"},
     };
     std::vector<Case> cases;
     for (const auto& pick : picks) {
-        std::vector<std::string> arguments = pick.arguments;
-        arguments.insert(arguments.begin(), "listbussflow");
-        Case one = ipobj(arguments, {sessions("obsbussflow", "", five_sessions())});
+        Case one = ipobj(std::string("listbussflow ") + pick.arguments, {sessions("obsbussflow", "", five_sessions())});
         one.check = [expected = std::string(pick.picked)](const RunResult& run) {
             std::istringstream in(run.output);
             std::string line, found, word;
@@ -249,35 +240,33 @@ TEST(Sessions, FiltersAndOrders)
 
 TEST(Sessions, Folded)
 {
-    auto fold = [](std::vector<std::string> words, std::string output, const std::string& forwarded = "") {
-        words.insert(words.begin(), "listflow");
-        return ipobj(words, {sessions("flow", forwarded, folded_sessions())}, std::move(output));
+    auto fold = [](const std::string& words, const std::string& output, const std::string& forwarded = "") {
+        return ipobj("listflow " + words, {sessions("flow", forwarded, folded_sessions())}, output);
     };
     const Case cases[] = {
-        fold({}, "192.168.1.8 1 100 10 3000 Berlin eight\n"
+        fold("", "192.168.1.8 1 100 10 3000 Berlin eight\n"
                  "192.168.1.9 2 500 50 9999999 Bern NULL\n"
                  "192.168.1.7 1 400 40 2000NULL NULL\n"),
-        fold({"issrc=1"}, "10.0.0.1 2 40 400 3000 NULL\n10.0.0.2 2 60 600 5000999 NULL\n"),
-        fold({"json=1", "sort=delayed"},
-             R"({"total":3, "data":[{"ip":"192.168.1.9","flow":2,"upbytes":500,"downbytes":50,"avgdelay":9999999)"
-             R"(,"locisp":"Bern","desc":"NULL"},{"ip":"192.168.1.8","flow":1,"upbytes":100,"downbytes":10)"
-             R"(,"avgdelay":3000,"locisp":"Berlin","desc":"eight"},{"ip":"192.168.1.7","flow":1,"upbytes":400)"
-             R"(,"downbytes":40,"avgdelay":2000,"locisp":"","desc":"NULL"}]})"),
-        fold({"json=1", "issrc=1", "sort=bytes", "page=2", "limit=1"},
+        fold("issrc=1", "10.0.0.1 2 40 400 3000 NULL\n10.0.0.2 2 60 600 5000999 NULL\n"),
+        fold("json=1 sort=delayed", R"({"total":3, "data":[{"ip":"192.168.1.9","flow":2,"upbytes":500,"downbytes":50,"avgdelay":9999999)"
+                                    R"(,"locisp":"Bern","desc":"NULL"},{"ip":"192.168.1.8","flow":1,"upbytes":100,"downbytes":10)"
+                                    R"(,"avgdelay":3000,"locisp":"Berlin","desc":"eight"},{"ip":"192.168.1.7","flow":1,"upbytes":400)"
+                                    R"(,"downbytes":40,"avgdelay":2000,"locisp":"","desc":"NULL"}]})"),
+        fold("json=1 issrc=1 sort=bytes page=2 limit=1",
              R"({"total":2, "data":[,{"ip":"10.0.0.1","flow":2,"upbytes":40,"downbytes":400,"avgdelay":3000)"
              R"(,"desc":"NULL"}]})"),
-        fold({"sort=flow", "limit=1", "x=1", "y"}, "192.168.1.9 2 500 50 9999999 Bern NULL\n", " x=1 y"),
-        fold({"sort=flows", "limit=1"}, "192.168.1.8 1 100 10 3000 Berlin eight\n"), // no such word
-        fold({"json=1", "page=3"}, R"({"total":3, "data":[]})"),
-        fold({"json=1", "sumloc=1"}, R"([,{"loc":"Berl","flow":1,"upbytes":10,"downbytes":100,"avgdelay":3000})"
-                                     R"({"loc":"Bern","flow":1,"upbytes":30,"downbytes":300,"avgdelay":0}])"),
-        fold({"sumloc=1", "limit=1"}, "Berl 1 10 100 3000\nBern 1 30 300 0\n"),
-        fold({"json=1", "dnssum=1", "sumloc=1", "limit=1"},
+        fold("sort=flow limit=1 x=1 y", "192.168.1.9 2 500 50 9999999 Bern NULL\n", " x=1 y"),
+        fold("sort=flows limit=1", "192.168.1.8 1 100 10 3000 Berlin eight\n"), // no such word
+        fold("json=1 page=3", R"({"total":3, "data":[]})"),
+        fold("json=1 sumloc=1", R"([,{"loc":"Berl","flow":1,"upbytes":10,"downbytes":100,"avgdelay":3000})"
+                                R"({"loc":"Bern","flow":1,"upbytes":30,"downbytes":300,"avgdelay":0}])"),
+        fold("sumloc=1 limit=1", "Berl 1 10 100 3000\nBern 1 30 300 0\n"),
+        fold("json=1 dnssum=1 sumloc=1 limit=1",
              R"({"total":2, "data":[{"dns":"mail.example.org", "flow":3},{"dns":"www.example.com", "flow":1}]})"),
-        fold({"dnssum=1"}, ""),
-        fold({"json=1", "portsum=1", "dnssum=1", "limit=1"},
+        fold("dnssum=1", ""),
+        fold("json=1 portsum=1 dnssum=1 limit=1",
              R"({"total":3, "data":[{"port":80, "flow":2},{"port":443, "flow":2},{"port":53, "flow":1}]})"),
-        fold({"portsum=1"}, ""),
+        fold("portsum=1", ""),
     };
     run_cases(cases);
 }
@@ -290,9 +279,9 @@ TEST(Sessions, SumsHaveTheirWidth)
     for (int i = 0; i < 430; i++)
         slow += session(1, 3).u32(72, 9999999).text(102, "Rome").str();
     const Case cases[] = {
-        ipobj({"listflow", "issrc=1", "sort=byte", "limit=1"}, {sessions("flow", "", small + large)}, "10.0.0.1 1 4294967295 2 0 NULL\n"),
-        ipobj({"listflow", "issrc=1"}, {sessions("flow", "", slow)}, "10.0.0.1 430 0 0 9999999 NULL\n"),
-        ipobj({"listflow", "sumloc=1"}, {sessions("flow", "", slow)}, "Rome 430 0 0 11702\n"),
+        ipobj("listflow issrc=1 sort=byte limit=1", {sessions("flow", "", small + large)}, "10.0.0.1 1 4294967295 2 0 NULL\n"),
+        ipobj("listflow issrc=1", {sessions("flow", "", slow)}, "10.0.0.1 430 0 0 9999999 NULL\n"),
+        ipobj("listflow sumloc=1", {sessions("flow", "", slow)}, "Rome 430 0 0 11702\n"),
     };
     run_cases(cases);
 }
@@ -308,7 +297,7 @@ TEST(Sessions, AFullCounterWraps)
         exchanges.back().reply.last = false;
     }
     exchanges.push_back(sessions("flow", "", session(1, 3).u16(34, 80).str(), false));
-    run_case(ipobj({"listflow", "portsum=1", "json=1"}, exchanges, R"({"total":1, "data":[{"port":80, "flow":1}]})"));
+    run_case(ipobj("listflow portsum=1 json=1", exchanges, R"({"total":1, "data":[{"port":80, "flow":1}]})"));
 }
 
 // ---- listipa
@@ -333,17 +322,16 @@ TEST(Throughput, Lines)
     const std::string text = " ip=10.0.0.1-10.0.0.9 x=1 app=HTTP";
     const Case cases[] = {
         // An empty batch does not end it.
-        ipobj({"listipa", "-ip", "10.0.0.1-10.0.0.9", "x=1", "-app", "HTTP"},
-              {exchange(text, "", true, false), exchange(text, three + six, false, true)},
+        ipobj("listipa -ip 10.0.0.1-10.0.0.9 x=1 -app HTTP", {exchange(text, "", true, false), exchange(text, three + six, false, true)},
               "10.0.0.1 HTTP web 17179.87M 17179.87M 34359.74M gate\n10.0.0.2 HTTP web 0 160 160 " + d36 +
                   "\n10.0.0.3 HTTP web 800 400.00K 400.80K NULL\n2001:db8::1 other second 8 0 8 NULL\n"),
         // Order and limit hold within a batch.
-        ipobj({"listipa", "-s", "out", "-n", "2", "rawdata=1"}, {exchange("", three, true, false), exchange("", three, false, true)},
+        ipobj("listipa -s out -n 2 rawdata=1", {exchange("", three, true, false), exchange("", three, false, true)},
               gate + third + gate + third),
-        ipobj({"listipa", "-s", "in", "rawdata=1"}, {exchange("", three, true, true)}, gate + third + second),
-        ipobj({"listipa", "-s", "all", "rawdata=1"}, {exchange("", three, true, true)}, gate + third + second),
-        ipobj({"listipa", "-ip"}, {}, usage, 255),
-        ipobj({"listipa", "-s", "up"}, {}, "invalid sort type: all, in, out\n", 255),
+        ipobj("listipa -s in rawdata=1", {exchange("", three, true, true)}, gate + third + second),
+        ipobj("listipa -s all rawdata=1", {exchange("", three, true, true)}, gate + third + second),
+        ipobj("listipa -ip", {}, usage, 255),
+        ipobj("listipa -s up", {}, "invalid sort type: all, in, out\n", 255),
     };
     run_cases(cases);
 }

@@ -2,6 +2,7 @@
 // Test data at hand-written offsets: records are built, and requests and replies read, without the product's
 // own layouts, so that those are checked independently.
 //   std::string record = Bytes(228).be32(0, 0x0a000001).u16(12, 443).text(64, "host").str();
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
@@ -74,9 +75,8 @@ private:
     }
     Bytes& be(size_t offset, uint64_t value, size_t width)
     {
-        check(offset, width);
-        for (size_t i = width; i-- > 0; value >>= 8)
-            bytes_[offset + i] = static_cast<char>(value);
+        le(offset, value, width);
+        std::reverse(&bytes_[offset], &bytes_[offset] + width);
         return *this;
     }
 
