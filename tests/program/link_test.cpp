@@ -28,24 +28,21 @@ Case stat(const Reply& reply, const std::string& output, int status = 0)
     return command("gadget stat", A, {{stat_request(), reply}}, output, status);
 }
 
+const Exchange dictionary_exchange{{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true}, {}};
+
 // clang-format off
 TEST(Link, Transport)
 {
+    auto refused = [](const std::string& said) { return command("gadget stat", A, {}, said, 255); };
     const Case cases[] = {
         stat({.cut_at = 0}, "r_Success_0\n", 255),
         stat({.cut_at = 207}, "r_Success_0\n", 255),
         stat({.answer = "late", .before = [](pid_t) { usleep(1'500'000); }}, "late"), // one missed wait is none too many
         failing("shmctl", stat({.answer = "text"}, "text")), // the segment goes at the end
         command("keytbl list", A, {{{.code = 282, .data = trailing("")}, {.cut_at = 0}}}, "r_Success_0\n"),
-    };
-    run_cases(cases);
-}
-
-// The daemon gets a connection, and no request.
-TEST(Link, CallsThatFail)
-{
-    auto refused = [](const std::string& said) { return command("gadget stat", A, {}, said, 255); };
-    const Case cases[] = {
+        command("ipobj listbussflow", M, {dictionary_exchange},
+                "{root}/usr/ramdisk/bin/dict.so: cannot open shared object file: No such file or directory\n", 255),
+        // The daemon gets a connection, and no request.
         failing("shmget", refused("rpc_init: shmget fail(No space left on device)\n")),
         failing("shmat", refused("rpc_init: shmat fail(Cannot allocate memory)\n")),
         failing("send", refused("s_Connection reset by peer_104\n")),
@@ -163,13 +160,22 @@ TEST(Link, RootOfTheLongestLength)
     EXPECT_EQ("here", program.wait().output);
 }
 
-TEST(Link, ARunWithoutTheDictionaryItNeedsFails)
+TEST(Link, ALibraryWithoutASymbolIsRefused)
 {
-    const Request wanted{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true};
-    run_case(command("ipobj listbussflow", M, {{wanted, {}}},
-                     "{root}/usr/ramdisk/bin/dict.so: cannot open shared object file: "
-                     "No such file or directory\n",
-                     255));
+    struct Lack {
+        const char *variant, *text, *slot;
+    };
+    std::vector<Lack> cases{{"no_axpdict", "AXPDICT_NOT_FOUND\n", "1"}, // nobody uses slot 1
+                            {"no_usraxps", "USRAXPS_NOT_FOUND\n", "1"},
+                            {"no_usragps", "USRAGPS_NOT_FOUND\n", "1"}};
+    for (const char* slot : {"0", "5", "6", "39", "40", "41"})
+        cases.push_back({"full", "AXPDICT_SLOT_NOT_FOUND\n", slot});
+    for (auto [variant, text, slot] : cases) {
+        Case one = command("ipobj listbussflow", M, {dictionary_exchange}, text, 255);
+        one.dictionary = variant;
+        one.environment = {{"DICT_LACKS_SLOT", slot}};
+        run_case(one);
+    }
 }
 
 // ---- In this process: what no verb shows alone ----
@@ -184,25 +190,12 @@ protected:
     }
     std::string socket(Daemon daemon = Daemon::analysis) const { return root.path() + socket_of(daemon); }
     // A record that nobody has given data.
-    static RequestRecord request(uint32_t code = 2055)
+    static RequestRecord request(uint32_t code = 2055, bool wants_dictionary = false)
     {
         RequestRecord record{};
         record.code = code;
+        record.wants_dictionary = wants_dictionary;
         return record;
-    }
-    static RequestRecord dictionary_request()
-    {
-        RequestRecord record = request();
-        record.wants_dictionary = 1;
-        return record;
-    }
-    // Opens the default session, exchanges one request that asks for the dictionary; returns what
-    // rpc_exchange returned.
-    int take_dictionary(const std::string& path, RequestRecord& record)
-    {
-        EXPECT_EQ(0, rpc_init(path.c_str(), 65536));
-        record = dictionary_request();
-        return rpc_exchange(record);
     }
 
     PrivateRoot root;
@@ -321,10 +314,11 @@ TEST_F(Session, TheDictionaryIsTakenFromTheFrontOfTheAnswer)
     setenv("DICT_DIARY", diary.c_str(), 1);
     Request wanted{.code = 2055, .wants_dictionary = true, .address = 0};
     ScriptedDaemon daemon(path, {{wanted, {.answer = "answer proper"}}, {wanted, {.answer = "again"}}});
-    RequestRecord record;
     EXPECT_STREQ("undname", application_name(3));
     EXPECT_STREQ("undname", application_second_name(3));
-    ASSERT_EQ(0, take_dictionary(path, record));
+    ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
+    RequestRecord record = request(2055, true);
+    ASSERT_EQ(0, rpc_exchange(record));
     EXPECT_EQ("answer proper", text_in(answer_of(record)));
     EXPECT_EQ(65536U - 280, answer_of(record).area.size());
     EXPECT_STREQ("TLS", application_name(3));
@@ -336,7 +330,7 @@ TEST_F(Session, TheDictionaryIsTakenFromTheFrontOfTheAnswer)
     EXPECT_STREQ("SSH", application_entry_name(4));
     EXPECT_STREQ("shell", application_entry_second_name(4));
     EXPECT_EQ(nullptr, application_entry_name(5));
-    record = dictionary_request();
+    record = request(2055, true);
     EXPECT_EQ(0, rpc_exchange(record)); // the library stays; the arrays come again
     EXPECT_EQ("again", text_in(answer_of(record)));
     rpc_close(true);
@@ -360,41 +354,15 @@ TEST_F(Session, TheDictionaryIsFetchedWhenALookUpNeedsIt)
 
 TEST_F(Session, AFailedFetchSaysSo)
 {
+    root.install_dictionary("no_axpdict");
     std::string path = socket();
-    ScriptedDaemon daemon(path, {{{.code = 511, .wants_dictionary = true, .address = 0}, {.error = 9, .error_text = "LOCKED"}},
-                                 {{.code = 511, .wants_dictionary = true, .address = 0}, {.cut_at = 0}}});
+    const Request fetch{.code = 511, .wants_dictionary = true, .address = 0};
+    ScriptedDaemon daemon(path, {{fetch, {.error = 9, .error_text = "LOCKED"}}, {fetch, {.cut_at = 0}}, {fetch, {}}});
     ASSERT_EQ(0, rpc_init(path.c_str(), 65536));
     EXPECT_EQ("rpc_syncdesc: LOCKED(9)\n", captured_output([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
     EXPECT_EQ("rpc_syncdesc: r_Success_0(5)\n", captured_output([&] { EXPECT_EQ(nullptr, application_entry_name(2)); }));
-}
-
-TEST_F(Session, ALibraryWithoutASymbolIsRefused)
-{
-    struct Lack {
-        const char *variant, *text, *slot;
-    };
-    std::vector<Lack> cases{{"no_axpdict", "AXPDICT_NOT_FOUND", "1"}, // nobody uses slot 1
-                            {"no_usraxps", "USRAXPS_NOT_FOUND", "1"},
-                            {"no_usragps", "USRAGPS_NOT_FOUND", "1"}};
-    for (const char* slot : {"0", "5", "6", "39", "40", "41"})
-        cases.push_back({"full", "AXPDICT_SLOT_NOT_FOUND", slot});
-    for (auto [variant, text, slot] : cases) {
-        SCOPED_TRACE(std::string(variant) + slot);
-        setenv("DICT_LACKS_SLOT", slot, 1);
-        unlink((root.path() + "/usr/ramdisk/bin/dict.so").c_str());
-        unlink(socket().c_str());
-        root.install_dictionary(variant);
-        std::string path = socket();
-        ScriptedDaemon daemon(path, {{{.code = 2055, .wants_dictionary = true, .address = 0}, {}}});
-        RequestRecord record;
-        EXPECT_EQ(-1, take_dictionary(path, record));
-        EXPECT_EQ(12, record.error);
-        EXPECT_EQ(text, record.text.view());
-        EXPECT_FALSE(dictionary_loaded());
-        EXPECT_STREQ("undname", application_name(3));
-        rpc_close(true);
-    }
-    unsetenv("DICT_LACKS_SLOT");
+    EXPECT_EQ("rpc_syncdesc: AXPDICT_NOT_FOUND(12)\n", captured_output([&] { EXPECT_EQ(-1, application_id_of("HTTP")); }));
+    EXPECT_FALSE(dictionary_loaded());
 }
 
 TEST_F(Session, ArraysThatDoNotFitTheSegmentAreNotTaken)
