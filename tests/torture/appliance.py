@@ -156,6 +156,9 @@ def options(description):
     parser.add_argument("--only", type=int, help="the one run of this number, again")
     chosen = parser.parse_args()
     chosen.build = os.path.abspath(chosen.build)
+    for made in ("vigil", "vigil-json", "lab/vigil-lab", "tests/faults.so", "tests/slow_dictionary.so"):
+        if not os.path.exists(os.path.join(chosen.build, made)):
+            sys.exit("%s is not built: cmake --build %s" % (made, chosen.build))
     return chosen
 
 
@@ -165,21 +168,30 @@ def segments():
         return {int(line.split()[1]) for line in listing.readlines()[1:]}
 
 
+def unmarked():
+    """How many of them will stay when nobody is attached any more."""
+    with open("/proc/sysvipc/shm") as listing:
+        return sum(line.split()[2] == "600" for line in listing.readlines()[1:])
+
+
 def is_sanitizers(errors):
     return b"Sanitizer" in errors or b"runtime error" in errors
 
 
 class Result:
-    def __init__(self, status, output, errors=b"", hung=False):
+    def __init__(self, status, output, errors=b"", hung=False, left=0):
         self.status = status  # minus the signal when one ended the run
         self.output = output
         self.errors = errors
         self.hung = hung
+        self.left = left  # segments; the next run may remove them
 
     def crash(self):
         """Why no run may end like this one, or nothing."""
         if self.hung:
             return "hangs"
+        if self.left:
+            return "leaves a segment behind"
         if self.status < 0:
             return "ended by signal %d" % -self.status
         if is_sanitizers(self.errors):
@@ -233,7 +245,7 @@ class Appliance:
         run = self.start(line, **more)
         try:
             output, errors = run.communicate(timeout=HANG_SECONDS)
-            return Result(run.returncode, output or b"", errors or b"")
+            return Result(run.returncode, output or b"", errors or b"", left=unmarked())
         except subprocess.TimeoutExpired:
             run.kill()
             output, errors = run.communicate()

@@ -9,14 +9,9 @@ import struct
 import sys
 import time
 
-from appliance import HANG_SECONDS, Appliance, Figures, options, remove_segments, shared
+from appliance import HANG_SECONDS, Appliance, Figures, options, remove_segments, shared, unmarked
 
 SIGNALS = (signal.SIGKILL, signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGQUIT)
-# From the segment's creation to its mark, 4 of the 500 microseconds of a short run, nothing but SIGKILL gets through. It
-# leaves one now and then, which the next run removes: what the last run before a look has left is found, and by chance
-# more of a small number.
-ONE_LEFT_IN = 1000
-LEFT_BY_CHANCE = 3
 TALK = ("obstopo stat", "malclog list show_flowlog=1 limit=5", "ipobj listipa", "tcpreset list page=1 limit=50",
         "hostinfo list", "kesidslog list page=1 limit=50", "chart dump hours=1 json=1", "outconnect listflow page=2 limit=50")
 # These load the dictionary, which the appliance here is slow to do, and unload it.
@@ -139,7 +134,7 @@ def kills_of(chosen):
 
 
 def work(chosen, figures, share, shares):
-    """Of each signal: runs that it ended, segments left, saves, saves that kept slot or lock."""
+    """Of each signal: runs that it ended, that it met before the mark, segments left, saves, those with slot or lock."""
     rng = random.Random(chosen.seed * 1009 + share)
     counts = []
     with Appliance(chosen.build) as appliance:
@@ -156,7 +151,7 @@ def work(chosen, figures, share, shares):
         save.status, save.whole = killer.run(save, None, 0)
         save.seconds = min(command.seconds for command in talk)
         for number in SIGNALS:
-            ended = left = saves = kept = 0
+            ended = met = saves = kept = there = 0
             for i in range(share, kills_of(chosen), shares):
                 command = rng.choice(load) if i % 3 == 0 else save if i % 7 == 1 else rng.choice(talk)
                 if command is save:
@@ -173,12 +168,14 @@ def work(chosen, figures, share, shares):
                         kept += 1
                     elif wrong:
                         figures.short("%s of %s: %s" % (number.name, command.line, wrong))
-                if i % 100 < shares:
-                    left += remove_segments()
-            left += remove_segments()
-            if left and number != signal.SIGKILL:
-                figures.short("%s left %d segments" % (number.name, left))
-            counts += [ended, left, saves, kept]
+                # From creation to mark, 4 of the 500 microseconds of a short run, only SIGKILL gets through.
+                before, there = there, unmarked()
+                met += there > before
+            killer.run(talk[0], None, 0)  # removes what a killed run has left
+            left = remove_segments()
+            if left or (met and number != signal.SIGKILL):
+                figures.short("%s left %d segments, %d for a while" % (number.name, left, met))
+            counts += [ended, met, left, saves, kept]
     return counts
 
 
@@ -188,12 +185,10 @@ def main():
     count = kills_of(chosen)
     counts = shared(work, chosen, figures)
     said = []
-    for number, (ended, left, saves, kept) in zip(SIGNALS, zip(*[iter(counts)] * 4)):
+    for number, (ended, met, left, saves, kept) in zip(SIGNALS, zip(*[iter(counts)] * 5)):
         text = "%s %d: %d before the end, %d segments left" % (number.name, count, ended, left)
         if number == signal.SIGKILL:
-            text += ", %d of %d saves killed with the slot in their hands" % (kept, saves)
-            if left > max(LEFT_BY_CHANCE, count // ONE_LEFT_IN):
-                figures.short("SIGKILL left %d segments" % left)
+            text += " (%d until the next run), %d of %d saves killed with the slot in their hands" % (met, kept, saves)
         said.append(text)
     figures.end("; ".join(said))
 
