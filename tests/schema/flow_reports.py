@@ -6,6 +6,19 @@ from built import IDS, NAMES, OTHER, UNKNOWN, Built, add, described, or_null
 from records import IPV6, IPV6_TEXT, dotted, local_time, number, signed, words_of
 from texts import cut, decode, decode_gbk, until_nul
 
+
+def ranked(entries):
+    """The most frequent first, and of those the smallest key."""
+    return sorted(entries.items(), key=lambda item: (-item[1]["flow"], item[0]))
+
+
+def names_document(names):
+    """The most frequent first, otherwise as they came."""
+    rows = [{"dns": decode(name), **counts} for name, counts in names.items()]
+    rows.sort(key=lambda row: -row["flow"])
+    return {"total": len(rows), "data": rows}
+
+
 # ---- Sessions
 
 
@@ -63,9 +76,7 @@ def session_names(texts, n):
         records.append(session_record(s))
         if s["host"]:
             add(names, cut(s["host"], 42), flow=1)
-    rows = [{"dns": decode(name), **counts} for name, counts in names.items()]
-    rows.sort(key=lambda row: -row["flow"])
-    return Built(records, {"total": len(rows), "data": rows})
+    return Built(records, names_document(names))
 
 
 def session_ports(texts, n):
@@ -73,10 +84,7 @@ def session_ports(texts, n):
     for s in sessions_of(texts, n):
         records.append(session_record(s))
         add(ports, s["dport"], flow=1)
-    rows = [
-        {"port": port, **counts}
-        for port, counts in sorted(ports.items(), key=lambda item: (-item[1]["flow"], item[0]))
-    ]
+    rows = [{"port": port, **counts} for port, counts in ranked(ports)]
     return Built(records, {"total": len(rows), "data": rows})
 
 
@@ -251,9 +259,7 @@ def flow_names(texts, n):
     for f in flows_of(texts, n):
         records.append(flow_record(f))
         add(names, cut(until_nul(f["host"]), 42), flow=1)
-    rows = [{"dns": decode(name), **counts} for name, counts in names.items()]
-    rows.sort(key=lambda row: -row["flow"])
-    return Built(records, {"total": len(rows), "data": rows[:1000]})
+    return Built(records, names_document(names))
 
 
 def flow_locations(texts, n):
@@ -272,10 +278,7 @@ def flow_applications(texts, n):
     for f in flows_of(texts, n):
         records.append(flow_record(f))
         add(ids, f["application"] & 0xFFFF, flow=1)
-    rows = [
-        {"apid": i, "name": UNKNOWN, "cname": UNKNOWN, **counts}
-        for i, counts in sorted(ids.items(), key=lambda e: (-e[1]["flow"], e[0]))
-    ]
+    rows = [{"apid": i, "name": UNKNOWN, "cname": UNKNOWN, **counts} for i, counts in ranked(ids)]
     return Built(records, {"data": rows, "total": len(rows)})
 
 
