@@ -1,7 +1,7 @@
 // table, obsiptable, whiteip, tunwltable, dnstunwltable, obsdnsgrp.
-#include "base/output.h"
 #include "link/rpc_session.h"
 #include "reports/tables/tables.h"
+#include "tests/support/captured_output.h"
 #include "tests/support/program.h"
 
 #include <gtest/gtest.h>
@@ -124,12 +124,12 @@ TEST(Tables, MembershipTest)
     ScriptedDaemon daemon(path, {{{.code = 348, .module = "blocked", .data = counted("167772161")}, {.answer = "yes\n"}}});
     ASSERT_EQ(0, rpc_init(path.c_str(), 4096));
     char *good[] = {table.data(), ip.data()}, *wrong[] = {table.data(), bad.data()};
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(0, table_matchtest(2, good));
-    EXPECT_EQ(-1, table_matchtest(2, wrong));
-    EXPECT_EQ(-1, table_matchtest(1, good));
-    EXPECT_TRUE(flush_output());
-    EXPECT_EQ("yes\ninvalid ip\ngatectl table matchtest tblid ip\n", testing::internal::GetCapturedStdout());
+    auto said = captured_output([&] {
+        EXPECT_EQ(0, table_matchtest(2, good));
+        EXPECT_EQ(-1, table_matchtest(2, wrong));
+        EXPECT_EQ(-1, table_matchtest(1, good));
+    });
+    EXPECT_EQ("yes\ninvalid ip\ngatectl table matchtest tblid ip\n", said);
     rpc_close(false);
 }
 

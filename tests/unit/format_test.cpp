@@ -55,23 +55,11 @@ TEST(Format, AddressesOfAnyValue)
     EXPECT_EQ(printed_as(EitherAddress{true, ipv6, 0x0A000001}), "2001:db8::1");
 }
 
-TEST(Format, TimesAreLocalWithTheFullYear)
-{
-    use_zone("UTC0");
-    EXPECT_EQ(printed_as(LocalTime{new_year}), "2025-12-31/23:59:59");
-    EXPECT_EQ(printed_as(LocalTime{0xFFFFFFFF}), "2106-02-07/06:28:15");
-    use_zone("CST-8");
-    EXPECT_EQ(printed_as(LocalTime{new_year}), "2026-01-01/07:59:59");
-    EXPECT_EQ(printed_as(LocalDate{new_year}), "2026-01-01");
-    use_zone("EST5");
-    EXPECT_EQ(printed_as(LocalTime{0}), "1969-12-31/19:00:00");
-}
-
 // Every quarter of an hour around both clock changes of a year, and random times, as the C library has them.
 TEST(Format, TimesFollowTheRulesOfTheZone)
 {
     std::mt19937 random(3);
-    for (const char* rule : {"EST5EDT,M3.2.0,M11.1.0", "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "XYZ0:44:30", "UTC0"}) {
+    for (const char* rule : {"EST5EDT,M3.2.0,M11.1.0", "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "XYZ0:44:30", "UTC0", "CST-8"}) {
         use_zone(rule);
         auto expect_same = [&](uint32_t seconds) {
             char expected[40];
@@ -84,6 +72,8 @@ TEST(Format, TimesFollowTheRulesOfTheZone)
             expect_same(seconds);
         for (int i = 0; i < 20000; i++)
             expect_same(static_cast<uint32_t>(random()));
+        expect_same(0);
+        expect_same(UINT32_MAX);
     }
 }
 
@@ -142,24 +132,15 @@ TEST(Format, RowsTakeNumbersTextsAndForms)
               "a" + text + "b" + std::string(70000, 'y'));
 }
 
+// Before every value stands its key; what the values look like is tried above.
 TEST(Format, KeyValueLines)
 {
-    use_zone("CST-8");
-    be32 network;
-    network = 0x01020304;
     std::string lines;
-    for (const std::string& piece :
-         {printed_as(key_value("count", -7)), printed_as(key_value("id ", INT32_MIN)), printed_as(key_value(" src=", Ipv4{0x0A000001})),
-          printed_as(key_value(" dst ", Ipv4{network})), printed_as(key_value("ip", Ipv4{network})),
-          printed_as(key_value("ip6", Ipv6{ipv6})), printed_as(key_value("range", Ipv4Range{0, 0xFFFFFFFF})),
-          printed_as(key_value("net", Ipv4Range{0x0A000000, 0x0A0000FF})), printed_as(key_value("mac", MacAddress{mac})),
-          printed_as(key_value("at", LocalTime{new_year})), printed_as(key_value("day", LocalDate{new_year})),
-          printed_as(key_value("bytes", ByteSize{2048})), printed_as(key_value("flows", Count{2048})),
-          printed_as(key_value("", std::string_view{"x"}))})
+    for (const std::string& piece : {printed_as(key_value("count", -7)), printed_as(key_value("id ", INT32_MIN)),
+                                     printed_as(key_value(" src=", Ipv4{0x0A000001})), printed_as(key_value(" mac ", MacAddress{mac})),
+                                     printed_as(key_value("bytes", ByteSize{2048})), printed_as(key_value("", std::string_view{"x"}))})
         lines += piece;
-    EXPECT_EQ(lines, "count=-7\nid -2147483648\n src==10.0.0.1 dst 1.2.3.4ip=1.2.3.4\nip6=2001:db8::1\nrange=any\n"
-                     "net=10.0.0.0/24\nmac=00-1a-b2-3c-4d-ff\nat=2026-01-01/07:59:59\nday=2026-01-01\n"
-                     "bytes=2.00K \nflows=2.05K \n=x\n");
+    EXPECT_EQ(lines, "count=-7\nid -2147483648\n src==10.0.0.1 mac 00-1a-b2-3c-4d-ffbytes=2.00K \n=x\n");
 }
 
 TEST(Format, JsonMembers)
@@ -170,15 +151,10 @@ TEST(Format, JsonMembers)
     auto write = [&](Output* out) {
         append(out, FORMAT("{}{}{}"), member("id", -1), member(",n", 4294967295U), member(",bytes", ~uint64_t{}));
         append(out, FORMAT("{}{}"), member(",name", "a\"%s"), member(",none", nullptr));
-        append(out, FORMAT("{}{}"), member(",ip", Ipv4{0x0A000001}), member(",dst", Ipv4{network}));
-        append(out, FORMAT("{}"), member(",ip6", Ipv6{ipv6}));
-        append(out, FORMAT("{}{}"), member(",all", Ipv4Range{0, 0xFFFFFFFF}), member(",range", Ipv4Range{1, 5}));
-        append(out, FORMAT("{}"), member(",mac", MacAddress{mac}));
-        append(out, FORMAT("{}{}"), member(",at", LocalTime{new_year}), member(",day", LocalDate{new_year}));
+        append(out, FORMAT("{}{}"), member(",dst", Ipv4{network}), member(",day", LocalDate{new_year}));
     };
-    const std::string expected = R"("id":-1,"n":4294967295,"bytes":18446744073709551615,"name":"a"%s","none":"","ip":"10.0.0.1",)"
-                                 R"("dst":"1.2.3.4","ip6":"2001:db8::1","all":"any","range":"0.0.0.1-0.0.0.5",)"
-                                 R"("mac":"00-1a-b2-3c-4d-ff","at":"2026-01-01/07:59:59","day":"2026-01-01")";
+    const std::string expected = R"("id":-1,"n":4294967295,"bytes":18446744073709551615,"name":"a"%s","none":"",)"
+                                 R"("dst":"1.2.3.4","day":"2026-01-01")";
     EXPECT_EQ(captured_output([&] { write(nullptr); }), expected);
 
     char whole[400], cut[20];

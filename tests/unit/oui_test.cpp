@@ -18,10 +18,7 @@ std::string load()
 {
     static auto& pools = *new std::vector<const OuiEntry*>; // of earlier loads: never freed
     pools.push_back(oui_entries().data());
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(oui_load(), 0);
-    flush_output();
-    return testing::internal::GetCapturedStdout();
+    return captured_output([] { EXPECT_EQ(oui_load(), 0); });
 }
 
 std::string load(const PrivateFiles& files, const std::string& content)
