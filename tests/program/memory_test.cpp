@@ -108,13 +108,13 @@ TEST(Memory, MaliciousSummaries)
 // What the JSON form can neither keep nor put together is an error.
 TEST(Memory, JsonForm)
 {
-    Case note = failing("alloc 35", command("@json ipobj listbussflow src=nowhere", M,
+    Case note = failing("alloc 27", command("@json ipobj listbussflow src=nowhere", M,
         {{{.code = 2055, .module = "obsbussflow", .data = trailing(""), .wants_dictionary = true}, {}}}, "{\"lines\":[\"total 0\"],\"error\":{\"text\":\"NO_MEM\",\"status\":255}}\n", 255));
     note.dictionary = "full";
     const Case cases[] = {
         note,
         failing("alloc-from 2", command("@json obslog", none, {}, "{\"verbs\":[\"obslog stat\"],\"error\":{\"text\":\"NO_MEM\",\"status\":255}}\n", 255)),
-        failing("alloc 53", command("@json gadget frob", none, {}, "{\"error\":{\"text\":\"\",\"status\":1}}\n", 1)), // the refusal itself
+        failing("alloc 45", command("@json gadget frob", none, {}, "{\"error\":{\"text\":\"\",\"status\":1}}\n", 1)), // the refusal itself
     };
     run_cases(cases);
 }
