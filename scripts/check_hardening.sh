@@ -7,12 +7,15 @@ set -eu
     exit 2
 }
 
-# What is looked for in the code: the mark at the entry of a function, and the touch of each page of a large frame.
+# What is looked for in the code: the mark at the entry of a function; the step over a page of a large frame, and the touch
+# of that page behind it.
 machine_of() {
     case $(readelf -h "$1" | sed -n 's/^ *Machine: *//p') in
-    *X86-64*) entry='endbr64' touch='or[ql]?[[:space:]]+\$0x0,(0x[0-9a-f]+)?\(%rsp\)' ;;
-    AArch64) entry='bti|paciasp' touch='str[[:space:]]+xzr,[[:space:]]*\[sp' ;;
-    *) entry='' touch='' ;; # not known here: anything will do
+    *X86-64*) # g++ touches with or, clang with mov
+        entry='endbr64' step='sub +\$0x1000,%rsp' touch='(or|mov)[ql]? +\$0x0,(0x[0-9a-f]+)?\(%rsp\)'
+        ;;
+    AArch64) entry='bti|paciasp' step='' touch='str[[:space:]]+xzr,[[:space:]]*\[sp' ;;
+    *) entry='' step='' touch='' ;; # not known here: anything will do
     esac
 }
 
@@ -38,7 +41,7 @@ check() {
     echo "$names" | grep -qE '__[a-z]+_chk@' || lacking "checked calls (_FORTIFY_SOURCE)"
     code=$("${OBJDUMP:-objdump}" -d --no-show-raw-insn "$file")
     echo "$code" | grep -A 1 '<main>:$' | grep -qE -e "$entry" || lacking "control-flow protection"
-    [ "$(echo "$code" | grep -cE -e "$touch")" -ge 3 ] || lacking "stack clash protection"
+    [ "$(echo "$code" | grep -A 1 -E -e "$step" | grep -cE -e "$touch")" -ge 3 ] || lacking "stack clash protection"
     if [ -n "$lacks" ]; then
         echo "$file lacks ${lacks#, }" >&2
         failed=1

@@ -32,6 +32,7 @@ in_chroot() {
     # shellcheck disable=SC2016 # expanded in there
     unshare --mount --pid --ipc --fork --kill-child sh -c '
         set -e
+        mount --bind "$2" "$2" # whose root has no mount of its own can make no namespace of mounts
         mount --bind "$1" "$2/vigil"
         mount -t proc proc "$2/proc"
         mount --rbind /dev "$2/dev"
