@@ -65,6 +65,7 @@ TEST(ProtocolLog, OtherLayouts)
     }
     const Reply six{.answer = answer, .count = 6};
     run_case(logs("obstlslog list", {six}, no_vendors + data_of(rows, 6)));
+    run_case(logs("obstlslog list limit=2", {six}, no_vendors + data_of({rows[0], rows[1]}, 6)));
     run_case(logs("obstlslog list limit=3 page=2 limit=4", {six}, no_vendors + data_of({rows[4], rows[5]}, 6)));
     for (const char* empty : {"page=-1 limit=-5", "page=0", "page=2147483647 limit=2147483647", "limit=x"})
         run_case(logs(std::string("obstlslog list ") + empty, {six}, no_vendors + data_of({}, 6)));
