@@ -1,11 +1,9 @@
 #include "tests/support/program.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
@@ -53,30 +51,14 @@ void start_clean(posix_spawnattr_t& attributes, const std::vector<int>& kept)
 
 PrivateRoot::PrivateRoot()
 {
-    char name[] = "/tmp/vigil.XXXXXX";
-    if (mkdtemp(name) == nullptr)
-        throw std::runtime_error("mkdtemp");
-    path_ = name;
-    for (const char* folder :
+    for (const char* place :
          {"/var/tmp", "/usr/ramdisk/var", "/usr/ramdisk/bin", "/usr/ramdisk/etc", "/conf", "/usr/obslog", "/usr/keslog", "/log"})
-        std::filesystem::create_directories(path_ + folder);
-}
-
-PrivateRoot::~PrivateRoot()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-void PrivateRoot::write(const std::string& place, const std::string& content) const
-{
-    std::filesystem::create_directories(std::filesystem::path(path_ + place).parent_path());
-    std::ofstream(path_ + place, std::ios::binary) << content;
+        std::filesystem::create_directories(folder + place);
 }
 
 void PrivateRoot::install_dictionary(const std::string& variant) const
 {
-    std::filesystem::create_symlink(VIGIL_BINARY_DIR "/tests/dict/dict_" + variant + ".so", path_ + "/usr/ramdisk/bin/dict.so");
+    std::filesystem::create_symlink(VIGIL_BINARY_DIR "/tests/dict/dict_" + variant + ".so", folder + "/usr/ramdisk/bin/dict.so");
 }
 
 Environment environment_below(const std::string& root)
@@ -224,12 +206,6 @@ int segments_of(pid_t creator)
     for (int i = 0; i <= last; i++)
         found += shmctl(i, SHM_STAT, &one) >= 0 && one.shm_cpid == creator && one.shm_ctime >= begun;
     return found;
-}
-
-std::string read_file(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::vector<std::string> words_of(const std::string& line)

@@ -10,6 +10,7 @@
 // Every run also checks: nothing on standard error, no request beyond the script and none missing, a current
 // request time, a segment of mode 0600 and of the size that the record names, and no segment left behind.
 #include "tests/support/bytes.h"
+#include "tests/support/fresh_folder.h"
 
 #include <functional>
 #include <map>
@@ -114,18 +115,11 @@ void run_cases(std::span<const Case> cases);
 
 // ---- The pieces, for tests that need more than a table entry ----
 
-// A fresh directory under /tmp with the folders of the appliance; removed at the end.
-class PrivateRoot {
-public:
+// A fresh folder with those of the appliance in it.
+struct PrivateRoot : FreshFolder {
     PrivateRoot();
-    ~PrivateRoot();
-    PrivateRoot(const PrivateRoot&) = delete;
-    const std::string& path() const { return path_; }
-    void write(const std::string& place, const std::string& content) const; // makes the folders
+    const std::string& path() const { return folder; }
     void install_dictionary(const std::string& variant) const;
-
-private:
-    std::string path_;
 };
 
 // Serves the exchanges in their order, one connection each, in a thread of its own. Connections that close
@@ -189,5 +183,4 @@ void limit_files(rlim_t bytes = RLIM_INFINITY);
 // False when it has not become so within a minute.
 bool wait_until(const std::function<bool()>& is_so);
 
-int segments_of(pid_t creator);                 // SysV segments that this process has created and that exist
-std::string read_file(const std::string& path); // empty when it is missing
+int segments_of(pid_t creator); // SysV segments that this process has created and that exist

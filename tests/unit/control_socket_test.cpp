@@ -1,6 +1,7 @@
 #include "link/control_socket.h"
 
 #include "tests/support/captured_output.h"
+#include "tests/support/fresh_folder.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -87,18 +88,8 @@ TEST(ControlSocket, ClassifiesInPlace)
 
 class Endpoints : public testing::Test {
 protected:
-    Endpoints()
-    {
-        char name[] = "/tmp/vigil.XXXXXX";
-        folder = mkdtemp(name);
-        path = folder + "/s";
-    }
-    ~Endpoints() override
-    {
-        unlink(path.c_str());
-        rmdir(folder.c_str());
-    }
-    std::string folder, path;
+    FreshFolder fresh;
+    const std::string folder = fresh.folder, path = folder + "/s";
 };
 
 int option_of(int fd, int name)
