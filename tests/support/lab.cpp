@@ -1,97 +1,59 @@
 #include "tests/support/lab.h"
 
 #include <csignal>
-#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sstream>
-#include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
-// Starts vigil-lab; what it prints on the `outputs` comes out of the descriptor.
-pid_t start_lab(const std::string& root, const Lab::Start& start, std::initializer_list<int> outputs, int& out)
+// Takes the place of a shell, and ends before it is a hanging test.
+static std::string lab_command(const std::string& root, const std::string& options, const std::string& under)
 {
-    int ends[2];
-    pid_t pid = pipe2(ends, O_CLOEXEC) == 0 ? fork() : -1;
-    if (pid < 0)
-        throw std::runtime_error("fork");
-    if (pid == 0) {
-        for (int output : outputs)
-            dup2(ends[1], output);
-        if (start.input >= 0)
-            dup2(start.input, 0);
-        start.prepare();
-        std::vector<const char*> arguments{"vigil-lab", "--root", root.c_str()};
-        for (const std::string& option : start.options)
-            arguments.push_back(option.c_str());
-        arguments.push_back(nullptr);
-        execv(VIGIL_BINARY_DIR "/lab/vigil-lab", const_cast<char**>(arguments.data()));
-        _exit(127);
-    }
-    close(ends[1]);
-    if (start.input >= 0)
-        close(start.input);
-    out = ends[0];
-    return pid;
+    return "exec timeout 200 " + under + " '" VIGIL_BINARY_DIR "/lab/vigil-lab' --root " + root + ' ' + options;
 }
 
-} // namespace
-
-std::pair<std::string, int> outcome(const std::string& root, const Lab::Start& start)
+std::pair<std::string, int> outcome(const std::string& root, const std::string& options, const std::string& under)
 {
-    int out = -1, status = 0;
-    pid_t pid = start_lab(root, start, {1, 2}, out);
-    std::string said;
-    char piece[4096];
-    for (ssize_t n; (n = read(out, piece, sizeof piece)) > 0;)
-        said.append(piece, static_cast<size_t>(n));
-    close(out);
-    waitpid(pid, &status, 0);
-    return {said, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+    FILE* said = popen((lab_command(root, options, under) + " 2>&1").c_str(), "re");
+    std::string text;
+    for (int c; (c = fgetc(said)) != EOF;)
+        text += static_cast<char>(c);
+    return {text, WEXITSTATUS(pclose(said))};
 }
 
-Lab::Lab(const Start& start)
+Lab::Lab(const std::string& options, const std::string& under)
+    : said_(popen(("echo $$; " + lab_command(root(), options, under)).c_str(), "re"))
 {
-    int out = -1;
-    pid_ = start_lab(root_.path(), start, {1}, out);
-    pollfd ready{out, POLLIN, 0};
-    char line[256] = "";
-    EXPECT_EQ(poll(&ready, 1, 120'000), 1) << "no ready line";
-    EXPECT_GT(read(out, line, sizeof line - 1), 0);
-    EXPECT_EQ(std::string(line), "ready " + root_.path() + ' ' + start.ready + '\n');
-    close(out);
+    char number[16] = "", line[256] = "";
+    EXPECT_TRUE(fgets(number, sizeof number, said_) != nullptr && fgets(line, sizeof line, said_) != nullptr);
+    pid_ = atoi(number);
+    ready = line;
+    EXPECT_TRUE(ready.starts_with("ready " + root() + ' ')) << ready;
+    ready.erase(0, root().size() + 7);
 }
 
 Lab::~Lab()
 {
-    int status = -1;
-    kill(pid_, SIGTERM);
-    waitpid(pid_, &status, 0);
-    EXPECT_EQ(status, 0);
+    if (pid_ > 0)
+        kill(pid_, SIGTERM);
+    EXPECT_EQ(pclose(said_), 0);
     for (const char* socket : {"/var/tmp/obslog.d", "/usr/ramdisk/var/mgmt.d", "/usr/ramdisk/var/obschartd.d"})
-        EXPECT_FALSE(std::filesystem::exists(root_.path() + socket)) << socket;
+        EXPECT_FALSE(std::filesystem::exists(root() + socket)) << socket;
 }
 
-std::string Lab::run(const std::string& command, int status) const
+std::string Lab::run(const std::string& line, int status) const
 {
-    std::istringstream words(command);
-    std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
-    Program program(arguments, environment_below(root_.path()));
-    auto& run = program.wait();
-    EXPECT_EQ(run.status, status) << command << ": " << run.output;
-    EXPECT_EQ(segments_of(run.pid), 0) << command;
+    Program program(words_of(line), environment_below(root()));
+    const RunResult& run = program.wait();
+    EXPECT_EQ(run.status, status) << line << ": " << run.output;
+    EXPECT_EQ(segments_of(run.pid), 0) << line;
     return run.output;
 }
 
-Lab::Start made_up(const std::string& sessions)
+std::string Lab::run_until(const std::string& line, const std::string& words) const
 {
-    return {.options = {"--sessions", sessions, "--seed", "5", "--now", "1790000000"}, .ready = "sessions=" + sessions};
-}
-
-Lab::Start of_capture(const std::string& path, const std::string& sessions)
-{
-    return {.options = {"--capture", path}, .ready = "sessions=" + sessions};
+    for (int i = 0; i < 300; i++, usleep(100'000))
+        if (std::string answer = run(line); answer.find(words) != answer.npos)
+            return answer;
+    ADD_FAILURE() << line << " never shows " << words << ": " << run(line);
+    return "";
 }
