@@ -1,18 +1,16 @@
 // Which state of a changing world a request sees.
 #include "lab/daemon/states.h"
 
-#include <cstring>
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/shm.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
-constexpr uint32_t sessions_each = 10, in_a_batch = 4;
-constexpr size_t session_size = 228, port_at = 32;
+constexpr size_t session_size = 228, port_at = 32, in_a_batch = 4;
 
-// States whose sessions have the client ports 100 * n + 1, … in the n-th state.
+// States whose ten sessions have the client ports 100 * n + 1, … in the n-th state.
 struct Changing {
     uint32_t made = 0;
     bool news = false;
@@ -30,11 +28,10 @@ struct Changing {
     {
         Traffic traffic;
         made++;
-        for (uint32_t i = 1; i <= sessions_each; i++) {
-            Session session;
+        for (uint32_t i = 1; i <= 10; i++) {
+            Session& session = traffic.sessions.emplace_back();
             session.client = session.server = traffic.endpoint_of(ipv4_address(0x0a000001));
             session.client_port = static_cast<uint16_t>(100 * made + i);
-            traffic.sessions.push_back(session);
         }
         return traffic;
     }
@@ -58,41 +55,24 @@ struct Client {
     RequestRecord record{};
     std::vector<char> bytes = std::vector<char>(in_a_batch * session_size);
 
-    // The next batch of the listing: the ports in it, or the text of the refusal.
-    std::string list(bool from_the_start)
-    {
-        record.code = verb::list;
-        record.text.assign("obsbussflow");
-        if (from_the_start)
-            record.cursor = 0;
-        ask("");
-        std::string ports{record.text.view()};
-        for (int32_t i = 0; i < record.count; i++) {
-            uint16_t port = 0;
-            memcpy(&port, &bytes[static_cast<size_t>(i) * session_size + port_at], sizeof port);
-            ports += (i == 0 ? "" : " ") + std::to_string(port);
-        }
-        return ports;
-    }
-    void ask(const std::string& arguments)
+    // The refusal, the text of the answer, or of a batch the first port and how many there are.
+    std::string ask(uint32_t code, const char* module, const std::string& arguments, int32_t cursor = 0)
     {
         std::ranges::copy(arguments, bytes.begin());
-        record.segment_id = segment;
-        record.segment_size = static_cast<uint32_t>(bytes.size());
-        record.data_length = static_cast<int32_t>(arguments.size());
-        record.error = 0;
-        Exchange exchange{daemon_kind::management, record, bytes};
-        states.answer(exchange);
-    }
-    // What a request that answers with text says.
-    std::string say(uint32_t code, const char* module, const std::string& arguments)
-    {
+        record = {};
         record.code = code;
         record.text.assign(module);
-        record.cursor = 0;
-        ask(arguments);
-        return record.error != 0 ? std::string{record.text.view()} : std::string{bytes.data()};
+        record.data_length = static_cast<int32_t>(arguments.size());
+        record.cursor = cursor;
+        record.segment_id = segment;
+        Exchange exchange{daemon_kind::management, record, bytes};
+        states.answer(exchange);
+        if (record.error != 0 || record.count == 0)
+            return std::string{record.error != 0 ? record.text.view() : bytes.data()};
+        return std::to_string(*reinterpret_cast<const uint16_t*>(&bytes[port_at])) + '/' + std::to_string(record.count);
     }
+    std::string list(bool goes_on = false) { return ask(verb::list, "obsbussflow", "", goes_on ? int32_t{record.cursor} : 0); }
+    std::string next() { return list(true); }
 };
 
 TEST(LabStates, AListingSeesOneStateFromItsFirstBatchToItsLast)
@@ -100,22 +80,19 @@ TEST(LabStates, AListingSeesOneStateFromItsFirstBatchToItsLast)
     Changing world;
     world.move_on();
     Client early{world.states, 1}, late{world.states, 2};
-    EXPECT_EQ(early.list(true), "101 102 103 104");
+    EXPECT_EQ(early.list(), "101/4");
     world.move_on();
-    EXPECT_EQ(late.list(true), "201 202 203 204");
-    EXPECT_EQ(early.list(false), "105 106 107 108");
+    EXPECT_EQ(late.list(), "201/4");
+    EXPECT_EQ(early.next(), "105/4");
     world.move_on();
-    EXPECT_EQ(late.list(false), "205 206 207 208");
-    EXPECT_EQ(early.list(false), "109 110");
+    EXPECT_EQ(late.next(), "205/4");
+    EXPECT_EQ(early.next(), "109/2");
     EXPECT_NE(early.record.last_batch, 0);
-    EXPECT_EQ(late.list(false), "209 210");
-    EXPECT_EQ(early.list(true), "301 302 303 304"); // the next listing begins with what is newest
+    EXPECT_EQ(late.next(), "209/2");
+    EXPECT_EQ(early.list(), "301/4"); // the next listing begins with what is newest
     world.move_on();
-    EXPECT_EQ(early.list(true), "401 402 403 404");
-    size_t held = 0;
-    for (const auto& state : world.all)
-        held += state.expired() ? 0 : 1;
-    EXPECT_EQ(held, 1u);
+    EXPECT_EQ(early.list(), "401/4");
+    EXPECT_EQ(std::ranges::count_if(world.all, [](const auto& state) { return !state.expired(); }), 1);
 }
 
 TEST(LabStates, WhatOperatorsChangeGoesOnButNotIntoAListing)
@@ -123,52 +100,48 @@ TEST(LabStates, WhatOperatorsChangeGoesOnButNotIntoAListing)
     Changing world;
     world.move_on();
     Client reader{world.states, 1}, other{world.states, 2};
-    EXPECT_EQ(other.say(verb::add, "obsdnsgrp", "name=first"), "id=1\n");
+    EXPECT_EQ(other.ask(verb::add, "obsdnsgrp", "name=first"), "id=1\n");
     world.move_on();
-    EXPECT_EQ(other.say(verb::stat, "obsdnsgrp", ""), "groups=1 names=0\n");
-    EXPECT_EQ(reader.list(true), "201 202 203 204");
-    EXPECT_EQ(other.say(verb::add, "obsdnsgrp", "name=second"), "id=2\n"); // makes a state of its own
+    EXPECT_EQ(reader.list(), "201/4");
+    EXPECT_EQ(other.ask(verb::add, "obsdnsgrp", "name=second"), "id=2\n"); // makes a state of its own
     EXPECT_EQ(world.made, 3u);
-    EXPECT_EQ(reader.list(false), "205 206 207 208");
+    EXPECT_EQ(reader.next(), "205/4");
     world.move_on();
-    EXPECT_EQ(other.say(verb::stat, "obsdnsgrp", ""), "groups=2 names=0\n");
-    EXPECT_EQ(other.say(verb::stat, "nothing", ""), "NO_MODULE");
+    EXPECT_EQ(other.ask(verb::stat, "obsdnsgrp", ""), "groups=2 names=0\n");
+    EXPECT_EQ(other.ask(verb::stat, "nothing", ""), "NO_MODULE");
     EXPECT_EQ(world.states.newest().requests().at("obsbussflow").answered, 2u); // counted in every state
 }
 
-TEST(LabStates, OnlySoManyStatesAreHeld)
+TEST(LabStates, OnlySoManyAreHeld)
 {
     Changing world;
     Client clients[] = {{world.states, 1}, {world.states, 2}, {world.states, 3}, {world.states, 4}};
     for (size_t i = 0; i < 3; i++) {
         world.move_on();
-        clients[i].list(true);
+        clients[i].list();
     }
     world.news = true;
     for (int i = 0; i < 20; i++) {
-        EXPECT_EQ(clients[3].list(true), "301 302 303 304"); // all are being read: the newest is shared
+        EXPECT_EQ(clients[3].list(), "301/4"); // all are being read: the newest is shared
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    EXPECT_EQ(clients[3].say(verb::add, "obsdnsgrp", "name=first"),
-              "id=1\n");                             // a change takes a state at once
-    EXPECT_EQ(clients[0].list(false), "STATE_GONE"); // of who was silent longest
-    EXPECT_EQ(clients[1].list(false), "205 206 207 208");
-    EXPECT_EQ(clients[2].list(false), "305 306 307 308");
-    EXPECT_EQ(clients[0].list(true), "401 402 403 404");
+    EXPECT_EQ(clients[3].ask(verb::add, "obsdnsgrp", "name=first"), "id=1\n"); // a change takes a state at once
+    EXPECT_EQ(clients[0].next(), "STATE_GONE");                                // of who was silent longest
+    EXPECT_EQ(clients[1].next(), "205/4");
+    EXPECT_EQ(clients[2].next(), "305/4");
+    EXPECT_EQ(clients[0].list(), "401/4");
 }
 
-TEST(LabStates, AStateGoesWithTheClientThatReadIt)
+TEST(LabStates, OneGoesWithTheClientThatReadIt)
 {
     Changing world;
     world.move_on();
-    int segment = shmget(IPC_PRIVATE, 4096, 0600);
-    ASSERT_GE(segment, 0);
-    Client client{world.states, segment};
-    client.list(true);
+    Client client{world.states, shmget(IPC_PRIVATE, 4096, 0600)};
+    client.list();
     world.move_on();
     world.states.forget_ended();
     EXPECT_FALSE(world.all[0].expired());
-    shmctl(segment, IPC_RMID, nullptr);
+    shmctl(client.segment, IPC_RMID, nullptr);
     world.states.forget_ended();
     EXPECT_TRUE(world.all[0].expired());
 }
