@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <sstream>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -29,10 +30,7 @@ Rows rows_of(const std::string& text)
 
 uint64_t sum(const Rows& rows, size_t column)
 {
-    uint64_t sum = 0;
-    for (const auto& row : rows)
-        sum += std::stoull(row.at(column));
-    return sum;
+    return std::accumulate(rows.begin(), rows.end(), uint64_t{0}, [=](uint64_t n, auto& row) { return n + std::stoull(row.at(column)); });
 }
 
 // Ends, bytes up and bytes down of every session.
@@ -80,8 +78,7 @@ TEST(Lab, SettingsShowInLaterLists)
         {"obstopogrp add id=1 title=a", "id=1\n"},
         {"obstopogrp add pid=1 title=b", "id=2\n"},
         {"obstopogrp add pid=9 title=c", "INV_PID\n", 255},
-        {"obstopogrp list", R"([{"title":"a", "id":1, "spread":true, "children":[)"
-                            R"({"title":"b", "id":2, "spread":true, "children":[]}]}])"},
+        {"obstopogrp list", R"([{"title":"a", "id":1, "spread":true, "children":[{"title":"b", "id":2, "spread":true, "children":[]}]}])"},
         {"obsnetbrch remove all=1", ""},
         {"obsnetbrch add name=all ip=any4", "INV_IP\n", 255},
         {"obsnetbrch add name=nobody ip=203.0.113.0/24", ""},

@@ -1,6 +1,7 @@
 // A lab that watches: a capture through a pipe, and an interface of a network namespace of its own.
 #include "tests/support/lab.h"
 
+#include <array>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <regex>
@@ -41,17 +42,14 @@ TEST(LabLive, APipeGivesTheSessionsOfTheCapture)
 
 TEST(LabLive, BoundsAreKeptAndWhatGoesIsCounted)
 {
-    static const struct {
-        const char *bound, *total, *because;
-    } cases[] = {
-        {"--sessions-max 30", "\ntotal sessions=30 ", "\ndropped_because ended=7 silent=0 aged=0\n"},
-        {"--age 0", "\ntotal sessions=1 ", "\ndropped_because ended=0 silent=0 aged=3"}, // 36, a cut one twice
-    };
-    for (const auto& one : cases) {
-        Lab live("--live - " + (one.bound + from_sample));
+    for (auto [bound, total, because] : {
+             std::tuple{"--sessions-max 30", "\ntotal sessions=30 ", "\ndropped_because ended=7 silent=0 aged=0\n"},
+             {"--age 0", "\ntotal sessions=1 ", "\ndropped_because ended=0 silent=0 aged=3"}, // 36, a cut one twice
+         }) {
+        Lab live("--live - " + (bound + from_sample));
         live.run_until("obslog stat", "\ninput state=ended ");
-        live.run_until("obslog stat", one.total);
-        live.run_until("obslog stat", one.because);
+        live.run_until("obslog stat", total);
+        live.run_until("obslog stat", because);
     }
 }
 
@@ -59,19 +57,17 @@ TEST(LabLive, WhatCannotBeWatchedIsRefusedWithAReason)
 {
     // Root gives up the right to capture; others have none.
     const std::string without_right = "$(test $(id -u) != 0 || echo setpriv --bounding-set=-net_admin,-net_raw)";
-    const struct {
-        std::string options, under, words;
-    } cases[] = {
+    const std::array<std::string, 3> cases[] = {
         {"--live lo", without_right, "lo: no right to capture"},
         {"--live - <'" VIGIL_SOURCE_DIR "/CMakeLists.txt'", "", "-: unknown file format"},
         {"--capture /nonexistent.pcap", "", "/nonexistent.pcap: No such file"},
         {"--live lo --capture /nonexistent.pcap", "", "only one of them"},
         {"--live lo --sessions-max 0", "", "--sessions-max needs at least 1"},
     };
-    for (const auto& one : cases) {
-        auto [said, status] = outcome(PrivateRoot().path(), one.options, one.under);
-        EXPECT_NE(said.find(one.words), std::string::npos) << one.words << ": " << said;
-        EXPECT_EQ(status, 2) << one.words;
+    for (const auto& [options, under, words] : cases) {
+        auto [said, status] = outcome(PrivateRoot().path(), options, under);
+        EXPECT_NE(said.find(words), std::string::npos) << words << ": " << said;
+        EXPECT_EQ(status, 2) << words;
     }
 }
 

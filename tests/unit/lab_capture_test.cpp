@@ -107,10 +107,7 @@ struct Section {
         bytes += n(type, 4) + length + content + length;
     }
     void begin() { add(0x0a0d0d0a, n(0x1a2b3c4d, 4) + n(1, 2) + n(0, 2) + n(~0ULL, 8)); }
-    void interface(uint16_t link, uint32_t snapshot, const std::string& options)
-    {
-        add(1, n(link, 2) + n(0, 2) + n(snapshot, 4) + options);
-    }
+    void interface(uint16_t link, uint32_t snapshot, const std::string& more) { add(1, n(link, 2) + n(0, 2) + n(snapshot, 4) + more); }
     void packet(uint32_t interface, uint64_t clock, const std::string& kept, uint32_t length)
     {
         add(6, n(interface, 4) + n(clock >> 32, 4) + n(clock & UINT32_MAX, 4) + n(kept.size(), 4) + n(length, 4) + kept);
@@ -146,13 +143,11 @@ TEST(LabCapture, InterfacesHaveLinksLengthsAndClocksOfTheirOwn)
 {
     World world;
     std::string error, sessions;
-    ASSERT_TRUE(read_content(two_sections(), world, error)) << error;
-    for (const Session& session : world.sessions)
-        sessions +=
-            std::to_string(session.client_port) + ' ' + std::to_string(session.birth) + ' ' + std::to_string(session.up_bytes) + '\n';
+    ASSERT_TRUE(read_content(two_sections(), world, error) && error.empty()) << error;
+    for (const Session& s : world.sessions)
+        sessions += std::to_string(s.client_port) + ' ' + std::to_string(s.birth) + ' ' + std::to_string(s.up_bytes) + '\n';
     EXPECT_EQ(sessions, "1005 1600000005 31\n1001 1700000001 31\n1002 1700000002 45\n1003 1700000003 31\n1004 1700000004 31\n");
     EXPECT_EQ(counts_text(world.capture), "packets=6 truncated=0 malformed=0 not_ip=0 other=0 fragments=0 unknown_link=1");
-    EXPECT_EQ(error, "");
 }
 
 // What comes before the end counts, and the reason names the packet.
@@ -202,8 +197,7 @@ Packet read_frame(int link, const std::string& bytes, size_t captured, CaptureCo
 {
     std::vector<uint8_t> exact(bytes.begin(), bytes.begin() + static_cast<ssize_t>(captured)); // a block of just its size
     FrameReader reader;
-    const Packet* packet =
-        reader.read({.time = 1, .length = static_cast<uint32_t>(bytes.size()), .link_type = link, .bytes = exact}, counts);
+    const Packet* packet = reader.read({1, static_cast<uint32_t>(bytes.size()), link, exact}, counts);
     return packet != nullptr ? *packet : Packet{};
 }
 

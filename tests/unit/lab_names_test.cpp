@@ -48,10 +48,7 @@ TEST(LabNames, DnsIsKnownByItsContent)
         payload[at] = value;
         return payload;
     };
-    const struct {
-        std::string payload;
-        bool is_dns;
-    } cases[] = {
+    const std::pair<std::string, bool> cases[] = {
         {root, true},
         {dns_response, true},
         {dns_response + "x", false},
@@ -61,11 +58,11 @@ TEST(LabNames, DnsIsKnownByItsContent)
         {with(root, 7, 1), false},          // a query with a record
         {with(dns_response, 13, 7), false}, // a name that cannot be printed
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(is_dns_message(bytes_of(c.payload)), c.is_dns) << testing::PrintToString(c.payload);
-        std::string stream = std::string{'\0', static_cast<char>(c.payload.size())} + c.payload;
+    for (const auto& [payload, is_dns] : cases) {
+        EXPECT_EQ(is_dns_message(bytes_of(payload)), is_dns) << testing::PrintToString(payload);
+        std::string stream = std::string{'\0', static_cast<char>(payload.size())} + payload;
         Bytes found;
-        EXPECT_EQ(find_dns_message(bytes_of(stream), false, found), c.is_dns ? Found::yes : Found::no);
+        EXPECT_EQ(find_dns_message(bytes_of(stream), false, found), is_dns ? Found::yes : Found::no);
         EXPECT_EQ(find_dns_message(bytes_of(stream).first(5), false, found), Found::need_more);
     }
     DnsMessage message;

@@ -33,16 +33,14 @@ struct Watched {
     explicit Watched(const LiveBounds& bounds) : live(bounds, [this](const Session& session) { remember(history, session); }) {}
     void add(uint64_t milliseconds, const std::string& bytes)
     {
-        live.add({.time = (start * 1000ULL + milliseconds) * 1000,
-                  .length = static_cast<uint32_t>(bytes.size()),
-                  .link_type = DLT_RAW,
-                  .bytes = {reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()}});
+        const Bytes content{reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()};
+        live.add({(start * 1000ULL + milliseconds) * 1000, static_cast<uint32_t>(bytes.size()), DLT_RAW, content});
     }
     void add(uint64_t milliseconds, const Step& step)
     {
-        const uint32_t client = 0x0a000001, server = 0x0a000002;
-        std::string ports = step.from_client ? number(step.port, 2) + number(80, 2) : number(80, 2) + number(step.port, 2);
-        add(milliseconds, ipv4(6, step.from_client ? client : server, step.from_client ? server : client,
+        const bool is_up = step.from_client;
+        const std::string ports = is_up ? number(step.port, 2) + number(80, 2) : number(80, 2) + number(step.port, 2);
+        add(milliseconds, ipv4(6, is_up ? 0x0a000001 : 0x0a000002, is_up ? 0x0a000002 : 0x0a000001,
                                ports + number(step.sequence, 4) + number(step.acknowledgement, 4) + number(0x5000U | step.flags, 2) +
                                    number(500, 2) + number(0, 4) + std::string(step.length, 'x')));
     }
@@ -115,11 +113,8 @@ TEST(LabSessions, DelaysAreMeasuredBetweenTheStepsOfAConnection)
 
 TEST(LabSessions, OnlyBytesSeenBeforeAreRetransmissions)
 {
-    struct Segment {
-        uint32_t sequence, length;
-        bool repeated;
-    };
-    const std::vector<Segment> cases[] = {
+    // First byte, length, whether all of it was seen before.
+    const std::vector<std::tuple<uint32_t, uint32_t, bool>> cases[] = {
         {{100, 50, false}, {200, 50, false}, {150, 50, false}, {150, 50, true}},                   // a gap that is filled late
         {{100, 50, false}, {125, 50, false}, {125, 50, true}, {130, 10, true}},                    // half of it new
         {{100, 10, false}, {120, 10, false}, {140, 10, false}, {105, 30, false}, {105, 30, true}}, // a piece over two gaps
@@ -129,8 +124,8 @@ TEST(LabSessions, OnlyBytesSeenBeforeAreRetransmissions)
     };
     for (const auto& segments : cases) {
         SequenceTracker tracker;
-        for (const Segment& s : segments)
-            EXPECT_EQ(tracker.add(s.sequence, s.length), s.repeated) << &segments - cases << ' ' << s.sequence;
+        for (auto [sequence, length, repeated] : segments)
+            EXPECT_EQ(tracker.add(sequence, length), repeated) << &segments - cases << ' ' << sequence;
     }
 }
 
