@@ -50,7 +50,7 @@ std::string five_sessions()
 {
     const std::string texts("\0zeta\0abcdefgh1\0abcdefgh2\0", 26);
     auto numbered = [&](int i) {
-        return session(i, static_cast<uint16_t>(10 + i)).u32(72, 0x70000000).text(145, texts);
+        return session(i, static_cast<uint16_t>(10 + i)).u32(72, 0x30000000).text(145, texts);
     };
     return numbered(1).u16(34, 80).u32(36, 50).u32(44, 0xffffffff).u32(48, 3).u8(67, 6).u32(68, 0xf8000000)
                .u32(84, 5).u32(92, 1).str() +
@@ -60,7 +60,7 @@ std::string five_sessions()
                .u32(96, 4).str() +
            numbered(4).u32(16, 0xc0a80103).u16(32, 80).u16(34, 82).u32(36, 40).u32(48, 600).u32(76, 1)
                .u32(88, 1).u32(96, 4).str() +
-           Bytes(empty_session()).u32(0, 0x0a000001).u16(56, 15).u8(64, 6).u8(67, 250).u32(72, 0x70000000).str();
+           Bytes(empty_session()).u32(0, 0x0a000001).u16(56, 15).u8(64, 6).u8(67, 250).u32(72, 0x30000000).str();
 }
 
 std::string folded_sessions()
@@ -192,7 +192,7 @@ TEST(Sessions, FiltersAndOrders)
         {"sort=dst", "14 13 12 11 15 total 5"},
         {"sort=host", "13 12 11 14 15 total 5"},
         {"sort=clntdelay", "12 13 14 15 11 total 5"}, // by signed difference: 0xf8000000 is below 0
-        {"sort=svrdelay limit=1", "13 total 5"},      // and 0x90000000 above 0x70000000
+        {"sort=svrdelay limit=1", "13 total 5"},      // and 0x90000000 above 0x30000000
         {"sort=appdelay limit=1", "14 total 5"},
         {"sort=rexup", "12 11 13 14 15 total 5"},
         {"sort=rexdn", "14 13 11 12 15 total 5"},
