@@ -30,7 +30,8 @@ char square_bracket(char c)
 
 } // namespace
 
-// These two spare every start strspn() and strcspn(): whatever of the C library a report calls is bound there.
+// These two spare every start strspn() and strcspn(): whatever of the C library a report calls is bound
+// there.
 char* skip_blanks(char* text)
 {
     while (*text == ' ')
