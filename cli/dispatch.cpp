@@ -1,11 +1,11 @@
 #include "cli/dispatch.h"
 
 #include "base/document.h"
+#include "base/line_reader.h"
 #include "cli/catalogue.h"
 #include "cli/signals.h"
 #include "cli/timeout.h"
 #include "common/applevel.h"
-#include "common/line_reader.h"
 #include "link/dictionary.h"
 #include "link/places.h"
 #include "link/rpc_session.h"

@@ -1,9 +1,9 @@
 #include "common/applevel.h"
 
 #include "base/document.h"
+#include "base/line_reader.h"
 #include "base/text.h"
 #include "common/config_lines.h"
-#include "common/line_reader.h"
 
 #include <cstdio>
 

@@ -1,8 +1,8 @@
 #include "common/config_lines.h"
 
 #include "base/document.h"
+#include "base/line_reader.h"
 #include "base/text.h"
-#include "common/line_reader.h"
 
 #include <algorithm>
 

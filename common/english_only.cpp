@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "common/line_reader.h"
+#include "base/line_reader.h"
 #include "link/places.h"
 
 bool english_only()

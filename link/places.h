@@ -17,7 +17,8 @@ inline constexpr char capture_ring[] = "/usr/obslog/obspcap";
 inline constexpr char capture_export[] = "/log/obspcap.pcap";
 inline constexpr char export_directory[] = "/usr/obslog";
 inline constexpr char alert_log_directory[] = "/usr/keslog";
-inline constexpr char uptime[] = "/proc/uptime"; // never moved
+inline constexpr char uptime[] = "/proc/uptime"; // never moved, nor is the next
+inline constexpr char segment_table[] = "/proc/sysvipc/shm";
 
 constexpr size_t root_max = 79;
 constexpr size_t path_max = 512; // of a moved place

@@ -1,4 +1,4 @@
-#include "common/line_reader.h"
+#include "base/line_reader.h"
 
 #include <cerrno>
 #include <cstring>
