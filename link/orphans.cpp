@@ -16,7 +16,7 @@ namespace {
 
 // Bytes; what the commands have are whole KiB in between.
 constexpr size_t size_min = 4 << 10, size_max = 8 << 20;
-constexpr time_t handed_on = 5; // seconds: whoever was told of a segment has attached it by then
+constexpr time_t handed_on = 2; // seconds: whoever was told of a segment has attached it by then
 
 bool has_ended(pid_t process) // 0: a process of another PID namespace
 {
@@ -36,7 +36,7 @@ bool may_be_ours(const shmid_ds& segment)
 
 bool is_one_there()
 {
-    shm_info all;
+    shm_info all{};
     const long last = syscall(SYS_shmctl, 0, SHM_INFO, &all); // one call is all that most runs pay
     for (long i = 0; last >= 0 && all.used_ids > 0 && i <= last; i++) {
         shmid_ds segment;

@@ -62,8 +62,9 @@ void release_segment()
 // last process that is attached, however that process ends; daemons attach by its id all the same.
 int make_segment(size_t size)
 {
-    // A SIGKILL between creation and mark leaves the segment behind, until the next run: nothing but the
-    // three calls may stand between them. Through syscall(2) they are one function to bind at start.
+    // A SIGKILL between creation and mark leaves the segment to remove_orphaned_segments() of a later run:
+    // nothing but the three calls may stand between them. Through syscall(2) they are one function to bind at
+    // start.
     auto id = static_cast<int>(syscall(SYS_shmget, IPC_PRIVATE, size, IPC_CREAT | 0600));
     if (id < 0) {
         return refuse(FORMAT("rpc_init: shmget fail({})"), text_of(strerror(errno)));

@@ -131,6 +131,7 @@ int orphan(key_t key, size_t size, int mode = 0600, char byte = 0)
 // SIGKILL between creation and mark leaves one; others may be wanted by somebody.
 TEST(Link, RemovesTheBlankSegmentsOfRunsThatAreGone)
 {
+    const time_t begun = time(nullptr);
     const struct {
         const char* what;
         int id;
@@ -148,13 +149,15 @@ TEST(Link, RemovesTheBlankSegmentsOfRunsThatAreGone)
     };
     shmdt(shmat(std::rbegin(segments)->id, nullptr, 0));
     const time_t made = time(nullptr);
-    for (long later : {0, 6}) { // seconds; the first five it may still be handed on
+    for (long later : {0, 3}) { // seconds; the first two it may still be handed on
         Case one = failing("time", command("emaillog list", M, {}, "NOT_SUPPORTED\n", 255));
         one.environment = {{"FAULT_TIME", std::to_string(made + later)}};
         run_case(one);
         for (const auto& segment : segments) {
             shmid_ds state;
-            EXPECT_EQ(segment.stays || later == 0, shmctl(segment.id, IPC_STAT, &state) == 0) << segment.what;
+            const bool is_there = shmctl(segment.id, IPC_STAT, &state) == 0;
+            const bool late = later == 0 && time(nullptr) - begun > 2; // any other test's run removes it, too
+            EXPECT_TRUE(is_there == (segment.stays || later == 0) || late) << segment.what;
         }
     }
     for (const auto& segment : segments)

@@ -163,15 +163,14 @@ def options(description):
 
 
 def segments():
-    """Ids of the segments in this namespace."""
+    """Modes of the segments in this namespace, by their ids."""
     with open("/proc/sysvipc/shm") as listing:
-        return {int(line.split()[1]) for line in listing.readlines()[1:]}
+        return {int(row[1]): row[2] for row in map(str.split, listing.readlines()[1:])}
 
 
 def unmarked():
     """How many of them will stay when nobody is attached any more."""
-    with open("/proc/sysvipc/shm") as listing:
-        return sum(line.split()[2] == "600" for line in listing.readlines()[1:])
+    return sum(mode == "600" for mode in segments().values())
 
 
 def is_sanitizers(errors):
@@ -184,7 +183,7 @@ class Result:
         self.output = output
         self.errors = errors
         self.hung = hung
-        self.left = left  # segments; the next run may remove them
+        self.left = left  # segments; a later run may remove them
 
     def crash(self):
         """Why no run may end like this one, or nothing."""

@@ -12,6 +12,7 @@ import time
 from appliance import HANG_SECONDS, Appliance, Figures, options, remove_segments, shared, unmarked
 
 SIGNALS = (signal.SIGKILL, signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGQUIT)
+MOST_LEFT = 20  # after the last of them: a run removes what others have left more than two seconds before
 TALK = ("obstopo stat", "malclog list show_flowlog=1 limit=5", "ipobj listipa", "tcpreset list page=1 limit=50",
         "hostinfo list", "kesidslog list page=1 limit=50", "chart dump hours=1 json=1", "outconnect listflow page=2 limit=50")
 # These load the dictionary, which the appliance here is slow to do, and unload it.
@@ -134,7 +135,7 @@ def kills_of(chosen):
 
 
 def work(chosen, figures, share, shares):
-    """Of each signal: runs that it ended, that it met before the mark, segments left, saves, those with slot or lock."""
+    """Of each signal: runs ended, runs met before the mark, segments there at the end and later, saves, those that kept."""
     rng = random.Random(chosen.seed * 1009 + share)
     counts = []
     with Appliance(chosen.build) as appliance:
@@ -178,7 +179,7 @@ def work(chosen, figures, share, shares):
             left = remove_segments()
             if left or (met and number != signal.SIGKILL):
                 figures.short("%s left %d segments, %d for a while" % (number.name, left, met))
-            counts += [ended, met, left, saves, kept]
+            counts += [ended, met, there, left, saves, kept]
     return counts
 
 
@@ -188,10 +189,13 @@ def main():
     count = kills_of(chosen)
     counts = shared(work, chosen, figures)
     said = []
-    for number, (ended, met, left, saves, kept) in zip(SIGNALS, zip(*[iter(counts)] * 5)):
+    for number, (ended, met, there, left, saves, kept) in zip(SIGNALS, zip(*[iter(counts)] * 6)):
         text = "%s %d: %d before the end, %d segments left" % (number.name, count, ended, left)
         if number == signal.SIGKILL:
-            text += " (%d for a few seconds), %d of %d saves killed with the slot in their hands" % (met, kept, saves)
+            text += " (%d at first, of %d)" % (there, met)
+            text += ", %d of %d saves killed with the slot in their hands" % (kept, saves)
+            if there > MOST_LEFT:
+                figures.short("SIGKILL left %d segments for the runs to come" % there)
         said.append(text)
     figures.end("; ".join(said))
 
